@@ -1,0 +1,208 @@
+// The grammar of a method declaration in the host's language, for the plug-in's compiler (which holds every
+// declaration against its function's type) and for a host (which picks overloads and fills in defaults).
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <string_view>
+
+#include "abi/records.h"
+
+namespace rastel::abi {
+
+/// The host types that declarations name, and what each is in C.
+enum class HostType : unsigned char {
+  kInteger,       // std::int32_t
+  kBoolean,       // Boolean
+  kPtr,           // void*
+  kPicture,       // REALpictureStruct*
+  kMemoryblock,   // REALmemoryBlockStruct*
+  kIntegerArray,  // _REALarrayInteger*, declared as "name() as integer"
+};
+
+enum class ParameterRole : unsigned char { kPlain, kExtends, kAssigns };
+
+struct Parameter {
+  std::string_view name;
+  HostType type = HostType::kInteger;
+  ParameterRole role = ParameterRole::kPlain;
+  std::optional<std::string_view> defaultValue;  // as written, without blanks around it
+};
+
+/// A parsed declaration. Every text in it points into the text that was parsed.
+struct Declaration {
+  static constexpr std::size_t kMostParameters = 16;
+
+  std::string_view name;
+  std::array<Parameter, kMostParameters> parameters;
+  std::size_t parameterCount = 0;
+  HostType result = HostType::kInteger;
+};
+
+constexpr char Lower(char c) {
+  return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
+}
+
+/// Names in the host's language do not depend on case.
+constexpr bool SameName(std::string_view a, std::string_view b) {
+  if (a.size() != b.size()) {
+    return false;
+  }
+  for (std::size_t i = 0; i < a.size(); ++i) {
+    if (Lower(a[i]) != Lower(b[i])) {
+      return false;
+    }
+  }
+  return true;
+}
+
+constexpr std::string_view Trim(std::string_view text) {
+  while (text.starts_with(' ')) {
+    text.remove_prefix(1);
+  }
+  while (text.ends_with(' ')) {
+    text.remove_suffix(1);
+  }
+  return text;
+}
+
+constexpr std::optional<HostType> TypeNamed(std::string_view name) {
+  if (SameName(name, "integer")) {
+    return HostType::kInteger;
+  }
+  if (SameName(name, "boolean")) {
+    return HostType::kBoolean;
+  }
+  if (SameName(name, "ptr")) {
+    return HostType::kPtr;
+  }
+  if (SameName(name, "picture")) {
+    return HostType::kPicture;
+  }
+  if (SameName(name, "memoryblock")) {
+    return HostType::kMemoryblock;
+  }
+  return std::nullopt;
+}
+
+/// Removes the word `word` and the blank behind it from the front of `text`; false if it is not there.
+constexpr bool TakeWord(std::string_view& text, std::string_view word) {
+  if (text.size() <= word.size() || text[word.size()] != ' ' ||
+      !SameName(text.substr(0, word.size()), word)) {
+    return false;
+  }
+  text = Trim(text.substr(word.size()));
+  return true;
+}
+
+/// "[extends|assigns] name[()] as type [= default]", or nothing if `text` is not that.
+constexpr std::optional<Parameter> ParseParameter(std::string_view text) {
+  Parameter parameter;
+  text = Trim(text);
+  if (const auto equals = text.find('='); equals != std::string_view::npos) {
+    parameter.defaultValue = Trim(text.substr(equals + 1));
+    text = Trim(text.substr(0, equals));
+  }
+  if (TakeWord(text, "extends")) {
+    parameter.role = ParameterRole::kExtends;
+  } else if (TakeWord(text, "assigns")) {
+    parameter.role = ParameterRole::kAssigns;
+  }
+  parameter.name = text.substr(0, text.find(' '));
+  text = Trim(text.substr(parameter.name.size()));
+  if (!TakeWord(text, "as")) {
+    // An assigned value without a type of its own: "assigns value".
+    return std::nullopt;
+  }
+  const auto type = TypeNamed(text);
+  if (!type || parameter.name.empty()) {
+    return std::nullopt;
+  }
+  parameter.type = *type;
+  if (parameter.name.ends_with("()")) {
+    if (*type != HostType::kInteger) {
+      return std::nullopt;
+    }
+    parameter.type = HostType::kIntegerArray;
+    parameter.name.remove_suffix(2);
+  }
+  return parameter;
+}
+
+/// The end of the parameter list whose first character is at `begin`: the position of its ")".
+constexpr std::size_t EndOfList(std::string_view text, std::size_t begin) {
+  int depth = 1;
+  for (std::size_t i = begin; i < text.size(); ++i) {
+    depth += text[i] == '(' ? 1 : text[i] == ')' ? -1 : 0;
+    if (depth == 0) {
+      return i;
+    }
+  }
+  return std::string_view::npos;
+}
+
+/// Parses "name(parameter, parameter, …) as type", or gives nothing if `text` is not that.
+constexpr std::optional<Declaration> ParseDeclaration(std::string_view text) {
+  Declaration declaration;
+  const auto open = text.find('(');
+  if (open == std::string_view::npos || open == 0) {
+    return std::nullopt;
+  }
+  const auto close = EndOfList(text, open + 1);
+  if (close == std::string_view::npos) {
+    return std::nullopt;
+  }
+  declaration.name = text.substr(0, open);
+  std::string_view result = Trim(text.substr(close + 1));
+  if (!TakeWord(result, "as")) {
+    return std::nullopt;
+  }
+  const auto resultType = TypeNamed(result);
+  if (!resultType) {
+    return std::nullopt;
+  }
+  declaration.result = *resultType;
+
+  std::string_view list = Trim(text.substr(open + 1, close - open - 1));
+  while (!list.empty()) {
+    const auto comma = list.find(',');
+    const auto parameter = ParseParameter(list.substr(0, comma));
+    if (!parameter || declaration.parameterCount == Declaration::kMostParameters) {
+      return std::nullopt;
+    }
+    declaration.parameters[declaration.parameterCount++] = *parameter;
+    list = comma == std::string_view::npos ? std::string_view() : list.substr(comma + 1);
+  }
+  return declaration;
+}
+
+template <typename T>
+constexpr HostType kHostTypeOf = [] { static_assert(sizeof(T) == 0, "not a type of the host"); }();
+template <>
+inline constexpr HostType kHostTypeOf<std::int32_t> = HostType::kInteger;
+template <>
+inline constexpr HostType kHostTypeOf<Boolean> = HostType::kBoolean;
+template <>
+inline constexpr HostType kHostTypeOf<void*> = HostType::kPtr;
+template <>
+inline constexpr HostType kHostTypeOf<REALpictureStruct*> = HostType::kPicture;
+template <>
+inline constexpr HostType kHostTypeOf<REALmemoryBlockStruct*> = HostType::kMemoryblock;
+template <>
+inline constexpr HostType kHostTypeOf<_REALarrayInteger*> = HostType::kIntegerArray;
+
+/// True if a function of result `Result` and arguments `Arguments` is what `text` declares.
+template <typename Result, typename... Arguments>
+constexpr bool Declares(std::string_view text) {
+  const auto declaration = ParseDeclaration(text);
+  if (!declaration || declaration->parameterCount != sizeof...(Arguments) ||
+      declaration->result != kHostTypeOf<Result>) {
+    return false;
+  }
+  std::size_t next = 0;
+  return ((declaration->parameters[next++].type == kHostTypeOf<Arguments>)&&... && true);
+}
+
+}  // namespace rastel::abi

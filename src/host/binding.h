@@ -1,0 +1,47 @@
+// The binding rule: how a service that is known by name only becomes something to call.
+#pragma once
+
+#include <algorithm>
+#include <cstddef>
+
+namespace rastel {
+
+/// A text as a template argument.
+template <std::size_t Size>
+struct FixedText {
+  char text[Size];
+  // NOLINTNEXTLINE(google-explicit-constructor): a literal is to be enough
+  consteval FixedText(const char (&literal)[Size]) { std::copy_n(literal, Size, text); }
+};
+
+/// Gives the address of the function called `name`, or null.
+using LookUp = void* (*)(const char* name);
+
+/// A function found by name at its first use and kept. While neither the name nor the fallback (tried at once
+/// when it is not empty) can be found, a call does nothing and gives 0, null or false, and the next call
+/// looks again. The cache is written without a lock: every writer stores the same address.
+template <LookUp Find, FixedText Name, typename Signature, FixedText Fallback = "">
+class Bound;
+
+template <LookUp Find, FixedText Name, typename Result, typename... Arguments, FixedText Fallback>
+class Bound<Find, Name, Result(Arguments...), Fallback> {
+ public:
+  Result operator()(Arguments... arguments) { return IsAvailable() ? bound_(arguments...) : Result(); }
+
+  /// True if a call reaches a function. Looks it up if it is not bound yet.
+  bool IsAvailable() {
+    if (bound_ == nullptr) {
+      void* address = Find(Name.text);
+      if (address == nullptr && Fallback.text[0] != '\0') {
+        address = Find(Fallback.text);
+      }
+      bound_ = reinterpret_cast<Result (*)(Arguments...)>(address);
+    }
+    return bound_ != nullptr;
+  }
+
+ private:
+  Result (*bound_)(Arguments...) = nullptr;
+};
+
+}  // namespace rastel

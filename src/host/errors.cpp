@@ -1,0 +1,103 @@
+#include "host/errors.h"
+
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <exception>
+#include <memory>
+#include <new>
+#include <stdexcept>
+#include <typeinfo>
+
+#include "host/entries.h"
+#include "host/held.h"
+#include "host/memory.h"
+#include "host/strings.h"
+
+namespace rastel {
+namespace {
+
+void RaiseWithText(const char* className, REALstringStruct* text) {
+  Reference<REALobjectStruct> exception(REALnewInstance(className));
+  if (exception.Get() == nullptr) {
+    exception.Reset(REALnewInstance("RuntimeException"));
+  }
+  if (exception.Get() == nullptr) {
+    return;
+  }
+  REALSetPropValueString(exception.Get(), "Message", text);
+  REALSetPropValueInteger(exception.Get(), "ErrorNumber", 0);
+  REALRaiseException(exception.Get());
+  exception.GiveBack();
+}
+
+/// Raises what the string builder failed with. The message is built without the guard: should that fail as
+/// well, it stays null and nothing more is raised.
+void RaiseUnguarded(const char* className, const char* message) {
+  REALstringStruct* built = nullptr;
+  try {
+    built = BuildUnicodeStringUnguarded(message, static_cast<std::int64_t>(std::strlen(message)), kAscii);
+  } catch (...) {  // NOLINT(bugprone-empty-catch): a null message is the answer
+  }
+  Reference<REALstringStruct> text(built);
+  RaiseWithText(className, text.Get());
+  text.GiveBack();
+}
+
+}  // namespace
+
+bool CheckArguments(std::initializer_list<Check> checks) {
+  for (const Check& check : checks) {
+    if (!check.holds) {
+      RaiseException(check.error.className, check.error.message);
+      return false;
+    }
+  }
+  return true;
+}
+
+void RaiseException(const char* className, const char* message) {
+  const auto length = message == nullptr ? 0 : static_cast<std::int64_t>(std::strlen(message));
+  Reference<REALstringStruct> text(REALBuildUnicodeString(message, length, kAscii));
+  RaiseWithText(className, text.Get());
+  text.GiveBack();
+}
+
+void RaiseOutOfBoundsException(std::int64_t value, std::int64_t count) {
+  constexpr std::size_t kSize = 205;
+  const CBuffer<char> message(static_cast<char*>(std::calloc(kSize, 1)));
+  if (message == nullptr) {
+    RaiseException("OutOfBoundsException", "Out of Bounds");
+    return;
+  }
+  const char* format = value < 0 ? "Parameter %s %s%s is too small. Range is %lld to %lld, but value is %lld."
+                                 : "Parameter %s %s%s is too big. Range is %lld to %lld, but value is %lld.";
+  // The two empty texts leave two blanks behind "index", as the host's own messages have them.
+  std::snprintf(message.get(), kSize, format, "index", "", "", 0LL, static_cast<long long>(count - 1),
+                static_cast<long long>(value));
+  RaiseException("OutOfBoundsException", message.get());
+}
+
+void RaiseCurrentException() {
+  try {
+    throw;
+  } catch (const std::bad_alloc&) {
+    RaiseUnguarded("OutOfMemoryException", "Failed to allocate memory.");
+  } catch (const std::range_error& error) {
+    RaiseUnguarded("OutOfBoundsException", error.what());
+  } catch (const std::out_of_range& error) {
+    RaiseUnguarded("OutOfBoundsException", error.what());
+  } catch (const std::overflow_error& error) {
+    RaiseUnguarded("OutOfBoundsException", error.what());
+  } catch (const std::underflow_error& error) {
+    RaiseUnguarded("OutOfBoundsException", error.what());
+  } catch (const std::bad_cast& error) {
+    RaiseUnguarded("IllegalCastException", error.what());
+  } catch (const std::exception& error) {
+    RaiseUnguarded("RuntimeException", error.what());
+  } catch (...) {
+    RaiseUnguarded("RuntimeException", "Sorry, but there was an unnamed C++ Exception.");
+  }
+}
+
+}  // namespace rastel

@@ -1,0 +1,153 @@
+#include "host/strings.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <cstring>
+#include <span>
+
+#include "host/entries.h"
+#include "host/errors.h"
+#include "host/held.h"
+#include "host/memory.h"
+
+namespace rastel {
+namespace {
+
+constexpr std::int64_t kMostBytes = 0x7FFFFFFF;
+
+bool IsAscii(const void* data, std::int64_t byteLength) {
+  const std::span bytes(static_cast<const unsigned char*>(data), static_cast<std::size_t>(byteLength));
+  return std::ranges::all_of(bytes, [](unsigned char byte) { return byte < 0x80; });
+}
+
+bool IsUnspecified(std::uint32_t encoding) {
+  return encoding == 0 || encoding == 0x0500 || encoding == 0xFFFF;
+}
+
+/// Makes a string in an encoding that the host is told, and converts it to UTF-8.
+REALstringStruct* BuildAndConvert(const void* data, std::int64_t byteLength, std::uint32_t encoding) {
+  Reference<REALstringStruct> string(
+      REALBuildStringWithEncoding(data, static_cast<std::int32_t>(byteLength), encoding));
+  Reference<REALstringStruct> result(REALConvertString(string.Get(), kUtf8));
+  string.GiveBack();
+  return result.HandOver();
+}
+
+/// Appends a code point as UTF-16 at `units`. Surrogates are dropped; what is no code point becomes U+FFFD.
+/// Gives the position behind what was written: at most two units.
+char16_t* AppendUtf16(char16_t* units, std::uint32_t codePoint) {
+  if (codePoint >= 0xD800 && codePoint <= 0xDFFF) {
+    return units;
+  }
+  if (codePoint < 0x10000) {
+    *units++ = static_cast<char16_t>(codePoint);
+  } else if (codePoint <= 0x10FFFF) {
+    *units++ = static_cast<char16_t>(0xD800 + ((codePoint - 0x10000) >> 10));
+    *units++ = static_cast<char16_t>(0xDC00 + ((codePoint - 0x10000) & 0x03FF));
+  } else {
+    *units++ = 0xFFFD;
+  }
+  return units;
+}
+
+/// The route of hosts that cannot convert UTF-32 themselves.
+REALstringStruct* BuildFromUtf32(const void* data, std::int64_t byteLength) {
+  constexpr std::int64_t kMostBytesOnStack = 799;
+  char16_t onStack[(kMostBytesOnStack / 4) * 2 + 1];
+  CBuffer<char16_t> onHeap;
+
+  const std::int64_t codePoints = byteLength / 4;
+  char16_t* units = onStack;
+  if (byteLength > kMostBytesOnStack) {
+    // Two units for each code point, and one for the end.
+    const auto mostUnits = static_cast<std::size_t>(codePoints * 2 + 1);
+    onHeap.reset(static_cast<char16_t*>(std::calloc(mostUnits, sizeof(char16_t))));
+    if (onHeap == nullptr) {
+      return nullptr;
+    }
+    units = onHeap.get();
+  }
+
+  char16_t* end = units;
+  const auto* source = static_cast<const unsigned char*>(data);
+  for (std::int64_t i = 0; i < codePoints; ++i) {
+    std::uint32_t codePoint = 0;
+    std::memcpy(&codePoint, source + i * 4, sizeof codePoint);
+    end = AppendUtf16(end, codePoint);
+  }
+  *end = 0;
+  return REALBuildUnicodeStringUTF16(units, (end - units) * static_cast<std::int64_t>(sizeof(char16_t)));
+}
+
+/// The address of the elements of an array object of hosts below 2016.0, or null.
+const std::int32_t* ElementsOf(const _REALarrayInteger* array) {
+  return rbversion_rbversion < 2008.0 ? reinterpret_cast<const ArrayBefore2008*>(array)->elements
+                                      : reinterpret_cast<const ArrayBefore2016*>(array)->elements;
+}
+
+}  // namespace
+
+REALstringStruct* REALBuildUnicodeString(const void* data, std::int64_t byteLength, std::uint32_t encoding) {
+  try {
+    return BuildUnicodeStringUnguarded(data, byteLength, encoding);
+  } catch (...) {
+    RaiseCurrentException();
+    return nullptr;
+  }
+}
+
+REALstringStruct* BuildUnicodeStringUnguarded(const void* data, std::int64_t byteLength,
+                                              std::uint32_t encoding) {
+  if (data == nullptr || byteLength < 1 || byteLength > kMostBytes) {
+    return nullptr;
+  }
+  if (encoding == kUtf16) {
+    return REALBuildUnicodeStringUTF16(data, byteLength);
+  }
+  if (encoding == kUtf32) {
+    return rbversion_rbversion >= 2013.0 ? BuildAndConvert(data, byteLength, kUtf32)
+                                         : BuildFromUtf32(data, byteLength);
+  }
+  if (IsUnspecified(encoding) && IsAscii(data, byteLength)) {
+    encoding = kAscii;
+  }
+  Reference<REALstringStruct> string(originalREALBuildString(data, static_cast<std::int32_t>(byteLength)));
+  if (string.Get() != nullptr) {
+    REALSetStringEncoding(string.Get(), encoding);
+  }
+  return string.HandOver();
+}
+
+REALstringStruct* REALBuildUnicodeStringUTF16(const void* data, std::int64_t byteLength) {
+  if (rbversion_rbversion >= 2012.0) {
+    return BuildAndConvert(data, byteLength, kUtf16);
+  }
+  Reference<REALstringStruct> string(originalREALBuildString(data, static_cast<std::int32_t>(byteLength)));
+  if (string.Get() == nullptr) {
+    return nullptr;
+  }
+  REALSetStringEncoding(string.Get(), kUtf16);
+  Reference<REALstringStruct> result(REALConvertString(string.Get(), kUtf8));
+  string.GiveBack();
+  return result.HandOver();
+}
+
+std::int32_t REALGetArrayInt(_REALarrayInteger* array, std::int32_t index) {
+  if (array == nullptr) {
+    return 0;
+  }
+  const std::int32_t upperBound = REALGetArrayUBound(array);
+  if (index < 0 || index > upperBound) {
+    RaiseOutOfBoundsException(index, std::int64_t{upperBound} + 1);
+    return 0;
+  }
+  if (rbversion_rbversion < 2016.0) {
+    if (const std::int32_t* elements = ElementsOf(array); elements != nullptr) {
+      return elements[index];
+    }
+  }
+  const ArrayGetter getter = REALGetArrayValueInteger(array);
+  return getter == nullptr ? 0 : getter(array, index);
+}
+
+}  // namespace rastel

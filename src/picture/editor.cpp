@@ -1,0 +1,267 @@
+#include "picture/editor.h"
+
+#include "host/entries.h"
+#include "host/held.h"
+#include "host/platform.h"
+#include "picture/description.h"
+#include "picture/opaque_copy.h"
+
+namespace rastel {
+namespace {
+
+// The kind of host application, learnt once and kept while the library is loaded. Once IsDesktop is set
+// pictures are never described as bitmaps; once IsConsole is set the legacy framework is never asked. A route
+// that has worked decides as well.
+constinit Boolean IsDesktop = 0;
+constinit Boolean IsConsole = 0;
+
+void DetectHostKind() {
+  if (IsDesktop != 0 || IsConsole != 0) {
+    return;
+  }
+  const bool isDesktop = REALGetClassRef("Application") != nullptr;
+  const bool isWeb = REALGetClassRef("WebApplication") != nullptr;
+  const bool isConsole = REALGetClassRef("ConsoleApplication") != nullptr;
+  IsDesktop = isDesktop ? 1 : 0;
+  IsConsole = !isDesktop && (isConsole || isWeb) ? 1 : 0;
+}
+
+/// Asks for the picture's kind in any case; without an answer every picture can be written.
+bool IsWritable(REALpictureStruct* picture) {
+  if (!REALGetPictureType.IsAvailable()) {
+    return true;
+  }
+  const std::int32_t kind = REALGetPictureType(picture);
+  return kind != 0 && kind != 1 && kind != 3;
+}
+
+void UnlockPixMap(void* pixMap) {
+  UnlockPixels(pixMap);
+}
+
+/// The locked pixels of a legacy graphics world.
+using PixelLock = Held<void, UnlockPixMap>;
+
+}  // namespace
+
+PictureEditor::~PictureEditor() {
+  CloseEditor();
+}
+
+bool PictureEditor::GetPictureEditor(REALpictureStruct* picture, bool allowCopy, bool forWriting) {
+  return Open(picture, allowCopy, forWriting, false);
+}
+
+bool PictureEditor::Open(REALpictureStruct* picture, bool allowCopy, bool forWriting, bool isOpaqueCopy) {
+  CloseEditor();
+  if (picture == nullptr) {
+    return false;
+  }
+  ClearCacheOnClose = forWriting;
+  AllowCopyFlag = allowCopy;
+  DetectHostKind();
+  if (!IsWritable(picture) && forWriting) {
+    return false;
+  }
+  if (IsConsole == 0) {
+    const Outcome outcome = OpenNative(picture, isOpaqueCopy);
+    if (outcome != Outcome::kUndecided) {
+      return outcome == Outcome::kOpened;
+    }
+  }
+  return OpenBitmap(picture);
+}
+
+PictureEditor::Outcome PictureEditor::OpenNative(REALpictureStruct* picture, bool isOpaqueCopy) {
+  REALLockPictureDescriptionWithNativeType(picture, &PictureDescription);
+  if (PictureDescription.type == kLegacyWorldDescription) {
+    IsDesktop = 1;
+    return OpenLegacyWorld(picture, isOpaqueCopy);
+  }
+  // The native description is left as it is: hosts expect no unlock of a description of another type.
+  if (!AllowCopyFlag || ClearCacheOnClose || isOpaqueCopy) {
+    return Outcome::kUndecided;
+  }
+  const std::int32_t width = IntegerProperty(picture, "Width");
+  const std::int32_t height = IntegerProperty(picture, "Height");
+  return OpenOpaqueCopy(picture, width, height, nullptr);
+}
+
+PictureEditor::Outcome PictureEditor::OpenLegacyWorld(REALpictureStruct* picture, bool isOpaqueCopy) {
+  DescriptionLock description(picture);
+  void* world = PictureDescription.data;
+  void* pixMap = world == nullptr ? nullptr : GetGWorldPixMap(world);
+  const std::int16_t depth = pixMap == nullptr ? std::int16_t{0} : GetPixDepth(pixMap);
+  if (pixMap != nullptr && depth != 32 && depth != 24) {
+    description.GiveBack();
+    return OpenUnsupportedDepth(picture, pixMap, isOpaqueCopy);
+  }
+  PixelLock pixels(pixMap != nullptr && LockPixels(pixMap) != 0 ? pixMap : nullptr);
+  char* base = pixels.Get() == nullptr ? nullptr : GetPixBaseAddr(pixMap);
+  if (base == nullptr) {
+    RowPtr = nullptr;
+    BaseAddress = nullptr;
+    pixels.GiveBack();
+    description.GiveBack();
+    return Outcome::kFailed;
+  }
+  Hold(picture, description);
+  PixMapHandle = pixels.HandOver();
+  PixelType = depth == 32 ? 13 : 12;
+  BytesPerPixel = depth / 8;
+  RowBytes = GetPixRowBytes(PixMapHandle);
+  StartAt(reinterpret_cast<std::uint8_t*>(base));
+  return Outcome::kOpened;
+}
+
+PictureEditor::Outcome PictureEditor::OpenUnsupportedDepth(REALpictureStruct* picture, void* pixMap,
+                                                           bool isOpaqueCopy) {
+  if (ClearCacheOnClose) {
+    return Outcome::kFailed;
+  }
+  if (isOpaqueCopy) {
+    return Outcome::kUndecided;
+  }
+  const Outcome outcome =
+      OpenOpaqueCopy(picture, PictureDescription.width, PictureDescription.height, pixMap);
+  return outcome == Outcome::kOpened ? outcome : Outcome::kFailed;
+}
+
+PictureEditor::Outcome PictureEditor::OpenOpaqueCopy(REALpictureStruct* picture, std::int32_t width,
+                                                     std::int32_t height, void* staleHandle) {
+  Reference<REALpictureStruct> copy(DuplicatePictureWithoutMaskOrAlpha(picture, width, height));
+  if (copy.Get() == nullptr) {
+    return Outcome::kUndecided;
+  }
+  // The pixel map of the picture itself is unlocked once, although it was never locked, when the copy is
+  // opened: hosts are used to that.
+  PixMapHandle = staleHandle;
+  const bool isOpen = Open(copy.Get(), AllowCopyFlag, false, true);
+  copy.GiveBack();
+  return isOpen ? Outcome::kOpened : Outcome::kFailed;
+}
+
+bool PictureEditor::OpenBitmap(REALpictureStruct* picture) {
+  if (IsDesktop != 0 || !LockAsBitmap(picture, &PictureDescription)) {
+    return false;
+  }
+  IsConsole = 1;
+  DescriptionLock description(picture);
+  const BitmapRecord* bitmap = BitmapOf(PictureDescription);
+  if (bitmap == nullptr || bitmap->word1806 == 0) {
+    description.GiveBack();
+    return false;
+  }
+  Hold(picture, description);
+  PixelType = 8;
+  BytesPerPixel = 4;
+  RowBytes = static_cast<std::int32_t>(std::int64_t{PictureDescription.width} * 4);
+  RowTable = bitmap->rowTable;
+  StartAt(PictureDescription.height > 0 ? RowTable[0] : nullptr);
+  return true;
+}
+
+void PictureEditor::Hold(REALpictureStruct* picture, DescriptionLock& description) {
+  REALLockObject(AsObject(picture));
+  Picture = picture;
+  description.HandOver();
+  DescriptionLocked = true;
+  Width = PictureDescription.width;
+  Height = PictureDescription.height;
+}
+
+void PictureEditor::StartAt(std::uint8_t* firstRow) {
+  BaseAddress = firstRow;
+  RowPtr = firstRow;
+  ColumnIndex = 0;
+  RowIndex = 0;
+}
+
+REALpictureStruct* PictureEditor::RenderPictureWriter() {
+  Reference<REALpictureStruct> result(nullptr);
+  if (Picture != nullptr) {
+    REALLockObject(AsObject(Picture));
+    result.Reset(Picture);
+    REALPictureClearCache(Picture);
+  } else if (PictureDescription.buffer != nullptr) {
+    result.Reset(REALBuildPictureFromBuffer(Width, Height, 1, PictureDescription.buffer, RowBytes));
+  }
+  CloseEditor();
+  return result.HandOver();
+}
+
+void PictureEditor::CloseEditor() {
+  SpareWord = 0;
+  if (PixMapHandle != nullptr) {
+    UnlockPixels(PixMapHandle);
+    PixMapHandle = nullptr;
+  }
+  if (DescriptionLocked) {
+    REALUnlockPictureDescription(Picture);
+    DescriptionLocked = false;
+  }
+  if (Picture == nullptr) {
+    return;
+  }
+  if (ClearCacheOnClose) {
+    REALPictureClearCache(Picture);
+  }
+  REALUnlockObject(AsObject(Picture));
+  Picture = nullptr;
+}
+
+std::uint8_t* PictureEditor::RowStart(std::int32_t row) const {
+  if (row >= Height) {
+    return BaseAddress;
+  }
+  return PixelType == 8 ? RowTable[row] : BaseAddress + static_cast<std::ptrdiff_t>(row) * RowBytes;
+}
+
+void PictureEditor::NextRow() {
+  SkipRows(1);
+}
+
+void PictureEditor::SkipRows(std::int32_t count) {
+  RowIndex += count;
+  ColumnIndex = 0;
+  RowPtr = RowStart(RowIndex);
+}
+
+RowRun PictureEditor::PeekRows(std::int32_t most) const {
+  RowRun run{RowPtr, 0, 1};
+  if (most > 1) {
+    run.step = RowStart(RowIndex + 1) - RowPtr;
+  }
+  while (run.count < most && RowStart(RowIndex + run.count) == RowPtr + run.step * run.count) {
+    ++run.count;
+  }
+  return run;
+}
+
+bool PictureWriter::NewPictureWriter(std::int32_t width, std::int32_t height) {
+  constexpr std::int32_t kMost = 32767;
+  if (width < 1 || width > kMost || height < 1 || height > kMost) {
+    return false;
+  }
+  SetGWorld(nullptr, nullptr);
+  Reference<REALpictureStruct> picture(REALNewPicture(width, height, 32));
+  if (picture.Get() == nullptr) {
+    return false;
+  }
+  const bool isOpen = GetPictureEditor(picture.Get(), false, true);
+  picture.GiveBack();
+  return isOpen;
+}
+
+bool PictureWriter::NewPictureWriter(REALpictureStruct* dest, std::int32_t width, std::int32_t height) {
+  if (dest != nullptr) {
+    const bool isWideEnough = IntegerProperty(dest, "Width") >= width;
+    const bool isHighEnough = IntegerProperty(dest, "Height") >= height;
+    if (isWideEnough && isHighEnough && GetPictureEditor(dest, false, true)) {
+      return true;
+    }
+  }
+  return NewPictureWriter(width, height);
+}
+
+}  // namespace rastel

@@ -1,0 +1,33 @@
+// The pixel types of the host's pictures.
+#pragma once
+
+#include <cstdint>
+
+#include "pixels/layout.h"
+
+namespace rastel {
+
+struct PixelTypeRow {
+  std::int32_t pixelType;
+  pixels::Layout layout;
+  std::uint8_t fourthByte;  // what pictures get where no channel is
+};
+
+// Pixel type 13 is opaque (alpha 255) and pixel type 8 has 0 in its spare byte: hosts expect the difference.
+inline constexpr PixelTypeRow kPixelTypes[] = {
+    {13, pixels::kARGB, 255},
+    {12, pixels::kRGB, 0},
+    {8, pixels::kBGRA, 0},
+};
+
+/// The row of `pixelType`, or null if it is none of them.
+constexpr const PixelTypeRow* FindPixelType(std::int32_t pixelType) {
+  for (const PixelTypeRow& row : kPixelTypes) {
+    if (row.pixelType == pixelType) {
+      return &row;
+    }
+  }
+  return nullptr;
+}
+
+}  // namespace rastel

@@ -1,0 +1,249 @@
+// What the host sees: the one exported function, which adapts the method tables to the host and registers
+// them.
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <span>
+
+#include "host/entries.h"
+#include "host/memory.h"
+#include "registration/declarations.h"
+#include "registration/old_records.h"
+#include "registration/tables.h"
+#include "registration/version.h"
+
+namespace rastel {
+namespace {
+
+constinit const char* gpartname = nullptr;
+
+constexpr std::uint32_t kInModule = 0x10;
+constexpr std::size_t kNameSize = 100;
+
+std::int32_t ControlVersion(double hostVersion) {
+  if (hostVersion >= 2013.04) {
+    return 13;
+  }
+  if (hostVersion >= 2013.03) {
+    return 12;
+  }
+  if (hostVersion >= 2013.0) {
+    return 11;
+  }
+  return hostVersion >= 2012.0 ? 10 : 9;
+}
+
+void ReadHostVersion() {
+  auto* version = reinterpret_cast<double (*)()>(FindHostEntry("REALGetRBVersion"));
+  if (version != nullptr) {
+    rbversion_rbversion = version();
+  }
+}
+
+/// Every host offers this entry; one that does not is not told the version.
+void ReportControlVersion() {
+  auto* report = reinterpret_cast<void (*)(std::int32_t)>(FindHostEntry("RegisterPluginVersion"));
+  if (report != nullptr) {
+    report(CurrentREALControlVersion);
+  }
+}
+
+/// The bits 0x40000 and 0x80000 become 0x4 and 0x8 on hosts that know these, and are cleared on all.
+std::uint32_t FlagsForHost(std::uint32_t flags) {
+  constexpr std::uint32_t kNewHostBits = 0xC0000;
+  if (rbversion_rbversion >= 2010.029) {
+    flags |= (flags & kNewHostBits) >> 16;
+  }
+  return flags & ~kNewHostBits;
+}
+
+void AdaptRows(REALmethodDefinition* rows, std::uint32_t count) {
+  for (REALmethodDefinition& row : std::span(rows, count)) {
+    row.flags = FlagsForHost(row.flags);
+  }
+}
+
+void AdaptProperties(REALproperty* properties, std::uint32_t count) {
+  for (REALproperty& property : std::span(properties, count)) {
+    property.words[3] = FlagsForHost(static_cast<std::uint32_t>(property.words[3]));
+  }
+}
+
+void AdaptFlags() {
+  OldClassDefinition& picture = pictureClass.common;
+  picture.flags = FlagsForHost(picture.flags);
+  AdaptRows(picture.methods, picture.methodCount);
+  AdaptRows(picture.sharedMethods, picture.sharedMethodCount);
+  AdaptProperties(picture.properties, picture.propertyCount);
+  AdaptProperties(picture.sharedProperties, picture.sharedPropertyCount);
+  AdaptRows(globalMethods, kGlobalMethodCount);
+}
+
+bool UsesModules() {
+  return rbversion_rbversion >= 2013.0 && rbversion_rbversion < 3000.0;
+}
+
+/// Zeroed rows, at least one.
+CBuffer<REALmethodDefinition> NewRows(std::size_t count) {
+  return CBuffer<REALmethodDefinition>(
+      static_cast<REALmethodDefinition*>(std::calloc(count, sizeof(REALmethodDefinition))));
+}
+
+/// Registers a module of `count` rows. True if the host has got it; the rows are the host's then.
+bool RegisterModule(const char* name, REALmethodDefinition* rows, std::uint32_t count) {
+  CBuffer<REALmoduleDefinition> module(
+      static_cast<REALmoduleDefinition*>(std::calloc(1, sizeof(REALmoduleDefinition))));
+  CBuffer<char> ownName(strdup(name));
+  if (module == nullptr || ownName == nullptr || !REALRegisterModule.IsAvailable()) {
+    return false;
+  }
+  module->common = {
+      .version = CurrentREALControlVersion, .name = ownName.get(), .methods = rows, .methodCount = count};
+  if (CurrentREALControlVersion <= 9) {
+    const CBuffer<OldModuleDefinition> old(FixModule(module.get()));
+    if (old == nullptr) {
+      return false;
+    }
+    module->common = *old;
+  }
+  ownName.release();
+  REALRegisterModule(module.release());
+  return true;
+}
+
+/// The rows of the Picture module. They own their declarations until the host gets both.
+class ExtendsRows {
+ public:
+  explicit ExtendsRows(std::size_t capacity) : rows_(NewRows(capacity)) {}
+  ExtendsRows(const ExtendsRows&) = delete;
+  ExtendsRows& operator=(const ExtendsRows&) = delete;
+  ~ExtendsRows() {
+    for (std::uint32_t i = 0; i < count_; ++i) {
+      std::free(const_cast<char*>(rows_.get()[i].declaration));
+    }
+  }
+
+  /// Appends the setter and the function of `method`, each if it has one. False if that fails.
+  bool Append(const REALmethodDefinition& method, const char* className) {
+    if (rows_ == nullptr) {
+      return false;
+    }
+    CBuffer<char> declaration(AddClassParameter(method.declaration, className));
+    if (declaration == nullptr) {
+      return false;
+    }
+    if (method.setter != nullptr &&
+        !AppendRow(method, method.setter, AddAssignsParameter(declaration.get()))) {
+      return false;
+    }
+    return method.function == nullptr || AppendRow(method, method.function, std::move(declaration));
+  }
+
+  bool Register(const char* moduleName) {
+    if (!RegisterModule(moduleName, rows_.get(), count_)) {
+      return false;
+    }
+    count_ = 0;
+    rows_.release();
+    return true;
+  }
+
+ private:
+  bool AppendRow(const REALmethodDefinition& method, void* function, CBuffer<char> declaration) {
+    if (declaration == nullptr) {
+      return false;
+    }
+    REALmethodDefinition& row = rows_.get()[count_++];
+    row = method;
+    row.function = function;
+    row.setter = nullptr;
+    row.declaration = declaration.release();
+    row.flags |= kInModule;
+    return true;
+  }
+
+  CBuffer<REALmethodDefinition> rows_;
+  std::uint32_t count_ = 0;
+};
+
+/// The methods of `extended` as methods of a module whose first parameter is the object.
+void RegisterExtendsModule(const OldClassDefinition& extended) {
+  const std::span methods(extended.methods, extended.methodCount);
+  std::size_t count = 0;
+  for (const REALmethodDefinition& method : methods) {
+    count += (method.function != nullptr ? 1 : 0) + (method.setter != nullptr ? 1 : 0);
+  }
+  if (count == 0) {
+    return;
+  }
+  char name[kNameSize] = {};
+  std::snprintf(name, kNameSize, "%s%s%s", extended.name, gpartname, "ExtensionKVZ");
+  ExtendsRows rows(count);
+  for (const REALmethodDefinition& method : methods) {
+    if (!rows.Append(method, extended.name)) {
+      return;
+    }
+  }
+  rows.Register(name);
+}
+
+/// On hosts below 2012.0 the record is overwritten by its old form, which the host keeps a pointer to.
+void RegisterClassExtension(REALclassDefinition& definition) {
+  if (!REALRegisterClassExtension.IsAvailable()) {
+    return;
+  }
+  if (CurrentREALControlVersion > 9) {
+    definition.common.version = CurrentREALControlVersion;
+  } else {
+    const CBuffer<OldClassDefinition> old(FixClass(definition));
+    if (old == nullptr) {
+      return;
+    }
+    definition.common = *old;
+  }
+  REALRegisterClassExtension(&definition);
+}
+
+void RegisterGlobalModule() {
+  char name[kNameSize] = {};
+  std::snprintf(name, kNameSize, "%s%s", gpartname, "GlobalsKVZ");
+  CBuffer<REALmethodDefinition> rows = NewRows(kGlobalMethodCount);
+  if (rows == nullptr) {
+    return;
+  }
+  std::memcpy(rows.get(), globalMethods, sizeof globalMethods);
+  for (REALmethodDefinition& row : std::span(rows.get(), kGlobalMethodCount)) {
+    row.flags |= kInModule;
+  }
+  if (RegisterModule(name, rows.get(), kGlobalMethodCount)) {
+    rows.release();
+  }
+}
+
+void RegisterMethods() {
+  if (UsesModules()) {
+    RegisterExtendsModule(pictureClass.common);
+    RegisterGlobalModule();
+    return;
+  }
+  RegisterClassExtension(pictureClass);
+  for (REALmethodDefinition& method : globalMethods) {
+    REALRegisterMethod(&method);
+  }
+}
+
+}  // namespace
+}  // namespace rastel
+
+/// The plug-in's one exported function. The host calls it once, after loading the library and before any
+/// method.
+extern "C" __attribute__((visibility("default"))) void REALPluginMain(Resolver resolver) {
+  using namespace rastel;
+  gResolver = resolver;
+  ReadHostVersion();
+  CurrentREALControlVersion = ControlVersion(rbversion_rbversion);
+  ReportControlVersion();
+  gpartname = "Rastel";
+  AdaptFlags();
+  RegisterMethods();
+}

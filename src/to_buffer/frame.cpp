@@ -1,0 +1,186 @@
+#include "to_buffer/frame.h"
+
+#include <algorithm>
+
+#include "host/entries.h"
+#include "host/errors.h"
+#include "host/yield.h"
+#include "picture/editor.h"
+#include "picture/pixel_type.h"
+#include "pixels/address.h"
+
+namespace rastel {
+namespace {
+
+constexpr std::uint8_t kBlackPixel[4] = {};
+
+/// The rows of a picture that are copied: `first` to `last`, none if `last` is below `first`.
+struct Lines {
+  std::int32_t first;
+  std::int32_t last;
+
+  bool IsEmpty() const { return last < first; }
+};
+
+bool CheckBand(const RowBand& band) {
+  return band.endLine >= -1 && band.startLine >= 0 && band.destRowBytes >= 0;
+}
+
+Lines LinesOf(const RowBand& band, std::int32_t height) {
+  if (height < 1) {
+    return {0, -1};
+  }
+  const std::int32_t lowest = height - 1;
+  return {std::min(band.startLine, lowest), band.endLine < 0 ? lowest : std::min(band.endLine, lowest)};
+}
+
+/// One copy in progress, from an open picture and perhaps a mask to a memory block.
+class BandCopy {
+ public:
+  BandCopy(PictureReader& picture, PictureReader* mask, const RowBand& band,
+           const pixels::Conversion& conversion)
+      : picture_(picture), mask_(mask), yield_{band.yield, 0}, conversion_(conversion) {
+    const PictureReader& sized = mask == nullptr ? picture : *mask;
+    lines_ = LinesOf(band, picture.Height < 1 ? 0 : sized.Height);
+    width_ = std::max(sized.Width, 0);
+    const auto packed = static_cast<std::int64_t>(width_) * conversion.to.bytes;
+    stride_ = std::max<std::int64_t>(packed, band.destRowBytes);
+  }
+
+  Boolean CopyTo(REALmemoryBlockStruct* destination, std::int32_t offset) {
+    auto* block = static_cast<std::uint8_t*>(REALMemoryBlockGetPtr(destination));
+    // The host is asked for the size, but the caller answers for it.
+    REALMemoryBlockGetSize(destination);
+    if (block == nullptr) {
+      return lines_.IsEmpty() || width_ == 0 ? 1 : 0;
+    }
+    Skip(lines_.first);
+    for (std::int32_t line = lines_.first; line <= lines_.last;) {
+      const std::int64_t position = offset + (line - lines_.first) * stride_;
+      const std::int32_t count = CopyRun(block, position, MostRows(line));
+      Skip(count);
+      line += count;
+      if (yield_.Yield != 0) {
+        yield_.DoYield();
+      }
+    }
+    return 1;
+  }
+
+ private:
+  void Skip(std::int32_t count) {
+    picture_.SkipRows(count);
+    if (mask_ != nullptr) {
+      mask_->SkipRows(count);
+    }
+  }
+
+  /// How many rows may be converted at once from `line` on.
+  std::int32_t MostRows(std::int32_t line) const {
+    const bool isOneByOne = yield_.Yield != 0 || conversion_.toStep < 0;
+    return isOneByOne ? 1 : lines_.last - line + 1;
+  }
+
+  /// Converts up to `most` rows to `position` in the block. Gives how many.
+  std::int32_t CopyRun(std::uint8_t* block, std::int64_t position, std::int32_t most) const {
+    RowRun source = picture_.PeekRows(most);
+    RowRun alpha{nullptr, 0, source.count};
+    if (mask_ != nullptr) {
+      alpha = mask_->PeekRows(source.count);
+      source.count = alpha.count;
+    }
+    pixels::Rows rows{.destination = pixels::At(block, static_cast<std::ptrdiff_t>(position), 1),
+                      .destinationStep = static_cast<std::ptrdiff_t>(stride_),
+                      .source = source.first,
+                      .sourceStep = source.step,
+                      .mask = alpha.first,
+                      .maskStep = alpha.step,
+                      .width = WidthAt(position),
+                      .count = source.count};
+    if (mask_ != nullptr && width_ > picture_.Width) {
+      ConvertBeyondPicture(rows);
+      rows.width = std::max(picture_.Width, 0);
+    }
+    pixels::Convert(conversion_, rows);
+    return source.count;
+  }
+
+  /// How many pixels of a row at `position` do not land before the block's first byte.
+  std::ptrdiff_t WidthAt(std::int64_t position) const {
+    const std::int64_t step = conversion_.toStep;
+    const std::int64_t width = step < 0 ? std::min<std::int64_t>(width_, position / -step + 1) : width_;
+    return static_cast<std::ptrdiff_t>(width);
+  }
+
+  /// Where the mask is wider than the picture: alpha from the mask, black for the missing pixels.
+  void ConvertBeyondPicture(pixels::Rows rows) const {
+    const std::ptrdiff_t present = std::max(picture_.Width, 0);
+    pixels::Conversion beyond = conversion_;
+    beyond.fromStep = 0;
+    rows.source = kBlackPixel;
+    rows.sourceStep = 0;
+    rows.destination = pixels::At(rows.destination, present, conversion_.toStep);
+    rows.mask = pixels::At(rows.mask, present, conversion_.mask.bytes);
+    rows.width -= present;
+    pixels::Convert(beyond, rows);
+  }
+
+  PictureReader& picture_;
+  PictureReader* mask_;
+  YieldData yield_;
+  pixels::Conversion conversion_;
+  Lines lines_{};
+  std::int32_t width_;   // pixels copied from each row
+  std::int64_t stride_;  // bytes from one written row to the next
+};
+
+}  // namespace
+
+Boolean CopyPicture(const CopyTarget& target, const RowBand& band, const BlockFormat& format) {
+  if (!CheckBand(band) || !CheckArguments({{target.picture != nullptr, kPictureIsNil},
+                                           {target.destination != nullptr, kMemoryblockIsNil},
+                                           {target.offset >= 0, kOffsetTooSmall}})) {
+    return 0;
+  }
+  PictureReader picture;
+  if (!picture.GetPictureEditor(target.picture, true, false)) {
+    return 0;
+  }
+  const PixelTypeRow* type = FindPixelType(picture.PixelType);
+  if (type == nullptr) {
+    return 1;
+  }
+  pixels::Conversion conversion{.from = type->layout, .to = format.layout, .rest = format.rest};
+  conversion.fill = format.fill;
+  conversion.toStep = format.pixelBytes;
+  return BandCopy(picture, nullptr, band, conversion).CopyTo(target.destination, target.offset);
+}
+
+Boolean CopyPictureWithMask(const CopyTarget& target, REALpictureStruct* maskForAlpha, const RowBand& band,
+                            const pixels::Layout& layout, CheckOrder order) {
+  const Check blockCheck{target.destination != nullptr, kMemoryblockIsNil};
+  const Check maskCheck{maskForAlpha != nullptr, kMaskIsNil};
+  const bool isMaskFirst = order == CheckOrder::kMaskFirst;
+  if (!CheckBand(band) || !CheckArguments({{target.picture != nullptr, kPictureIsNil},
+                                           isMaskFirst ? maskCheck : blockCheck,
+                                           isMaskFirst ? blockCheck : maskCheck,
+                                           {target.offset >= 0, kOffsetTooSmall}})) {
+    return 0;
+  }
+  PictureReader picture;
+  PictureReader mask;  // released before the picture
+  if (!picture.GetPictureEditor(target.picture, true, false) ||
+      !mask.GetPictureEditor(maskForAlpha, true, false)) {
+    return 0;
+  }
+  const PixelTypeRow* type = FindPixelType(picture.PixelType);
+  const PixelTypeRow* maskType = FindPixelType(mask.PixelType);
+  if (type == nullptr || maskType == nullptr) {
+    return 0;
+  }
+  pixels::Conversion conversion{.from = type->layout, .to = layout, .rest = pixels::Rest::kFromMask};
+  conversion.mask = maskType->layout;
+  return BandCopy(picture, &mask, band, conversion).CopyTo(target.destination, target.offset);
+}
+
+}  // namespace rastel

@@ -1,0 +1,75 @@
+#include "to_picture/frame.h"
+
+#include "host/entries.h"
+#include "host/errors.h"
+#include "picture/editor.h"
+#include "picture/pixel_type.h"
+#include "pixels/address.h"
+
+namespace rastel {
+namespace {
+
+void FillRows(PictureWriter& writer, pixels::Rows rows, const pixels::Conversion& conversion) {
+  for (auto remaining = static_cast<std::int32_t>(rows.count); remaining > 0;) {
+    const RowRun run = writer.PeekRows(remaining);
+    rows.destination = run.first;
+    rows.destinationStep = run.step;
+    rows.count = run.count;
+    pixels::Convert(conversion, rows);
+    writer.SkipRows(run.count);
+    rows.source = pixels::At(rows.source, run.count, rows.sourceStep);
+    remaining -= run.count;
+  }
+}
+
+/// The rows of `buffer`, whose first byte is at `source`, in the order in which they are written.
+pixels::Rows RowsOf(const Buffer& buffer, const BufferFormat& format, const std::uint8_t* source) {
+  const auto rowBytes = static_cast<std::ptrdiff_t>(static_cast<std::uintptr_t>(buffer.width) *
+                                                    static_cast<std::uintptr_t>(format.pixelBytes));
+  pixels::Rows rows{};
+  rows.width = buffer.width;
+  rows.count = buffer.height;
+  rows.source = format.flipVertically ? pixels::At(source, buffer.height - 1, rowBytes) : source;
+  rows.sourceStep = format.flipVertically ? -rowBytes : rowBytes;
+  return rows;
+}
+
+}  // namespace
+
+const std::uint8_t* BufferSource::Address() const {
+  return static_cast<const std::uint8_t*>(block == nullptr ? pointer : REALMemoryBlockGetPtr(block));
+}
+
+bool CheckBuffer(const Buffer& buffer) {
+  return CheckArguments({{!buffer.source.IsNil(), kMemoryblockIsNil},
+                         {buffer.width >= 1, kWidthTooSmall},
+                         {buffer.height >= 1, kHeightTooSmall},
+                         {buffer.offset >= 0, kOffsetTooSmall}});
+}
+
+REALpictureStruct* FillPicture(REALpictureStruct* dest, const Buffer& buffer, const BufferFormat& format) {
+  PictureWriter writer;
+  if (!writer.NewPictureWriter(dest, buffer.width, buffer.height)) {
+    return nullptr;
+  }
+  const PixelTypeRow* type = FindPixelType(writer.PixelType);
+  if (type != nullptr) {
+    const std::uint8_t* source = buffer.source.Address();
+    if (source == nullptr) {
+      return nullptr;
+    }
+    pixels::Conversion conversion{.from = format.layout, .to = type->layout};
+    conversion.fill = type->fourthByte;
+    conversion.fromStep = format.pixelBytes;
+    conversion.tables = format.tables;
+    FillRows(writer, RowsOf(buffer, format, pixels::At(source, buffer.offset, 1)), conversion);
+  }
+  return writer.RenderPictureWriter();
+}
+
+REALpictureStruct* BufferToPicture(REALpictureStruct* dest, const Buffer& buffer,
+                                   const BufferFormat& format) {
+  return CheckBuffer(buffer) ? FillPicture(dest, buffer, format) : nullptr;
+}
+
+}  // namespace rastel
