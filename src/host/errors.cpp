@@ -1,5 +1,6 @@
 #include "host/errors.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -47,13 +48,12 @@ void RaiseUnguarded(const char* className, const char* message) {
 }  // namespace
 
 bool CheckArguments(std::initializer_list<Check> checks) {
-  for (const Check& check : checks) {
-    if (!check.holds) {
-      RaiseException(check.error.className, check.error.message);
-      return false;
-    }
+  const auto* const failed = std::ranges::find(checks, false, &Check::holds);
+  if (failed == checks.end()) {
+    return true;
   }
-  return true;
+  RaiseException(failed->error.className, failed->error.message);
+  return false;
 }
 
 void RaiseException(const char* className, const char* message) {

@@ -11,6 +11,7 @@ namespace rastel::pixels {
 template <typename Byte>
 Byte* At(Byte* start, std::ptrdiff_t index, std::ptrdiff_t step) {
   const auto distance = static_cast<std::uintptr_t>(index) * static_cast<std::uintptr_t>(step);
+  // NOLINTNEXTLINE(performance-no-int-to-ptr)
   return reinterpret_cast<Byte*>(reinterpret_cast<std::uintptr_t>(start) + distance);
 }
 

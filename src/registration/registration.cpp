@@ -106,8 +106,8 @@ bool RegisterModule(const char* name, REALmethodDefinition* rows, std::uint32_t 
     }
     module->common = *old;
   }
-  ownName.release();
-  REALRegisterModule(module.release());
+  LeaveToHost(ownName);
+  REALRegisterModule(LeaveToHost(module));
   return true;
 }
 
@@ -144,7 +144,7 @@ class ExtendsRows {
       return false;
     }
     count_ = 0;
-    rows_.release();
+    LeaveToHost(rows_);
     return true;
   }
 
@@ -216,7 +216,7 @@ void RegisterGlobalModule() {
     row.flags |= kInModule;
   }
   if (RegisterModule(name, rows.get(), kGlobalMethodCount)) {
-    rows.release();
+    LeaveToHost(rows);
   }
 }
 
