@@ -1,0 +1,274 @@
+// A call of a method from the application: the overload is picked, left-out arguments are filled in.
+#include <algorithm>
+#include <charconv>
+#include <utility>
+
+#include "abi/declaration.h"
+#include "devhost/trace.h"
+
+namespace devhost {
+namespace {
+
+using rastel::abi::Declaration;
+using rastel::abi::HostType;
+using rastel::abi::Parameter;
+using rastel::abi::ParseDeclaration;
+using rastel::abi::SameName;
+
+/// An argument as it is passed. On x86-64, i386 and 64-bit ARM under Linux, an integer, a boolean and an
+/// address each take one word in a register or on the stack, and a callee reads no more of it than its type
+/// has. So a function with any of them as parameters may be called as one of as many words, if small values
+/// are sign-extended.
+using Word = std::intptr_t;
+
+template <std::size_t... Index>
+Word CallWithWords(void* function, const Word* words, std::index_sequence<Index...>) {
+  using Function = Word (*)(decltype(Index, Word{})...);
+  return reinterpret_cast<Function>(function)(words[Index]...);
+}
+
+template <std::size_t... Count>
+Word CallWithWords(void* function, const std::vector<Word>& words,
+                   std::integer_sequence<std::size_t, Count...>) {
+  using Caller = Word (*)(void*, const Word*);
+  constexpr Caller kCallers[] = {[](void* called, const Word* first) {
+    return CallWithWords(called, first, std::make_index_sequence<Count>());
+  }...};
+  return kCallers[words.size()](function, words.data());
+}
+
+/// A declaration's parameters and the picture that a class method takes first.
+constexpr std::size_t kMostWords = Declaration::kMostParameters + 1;
+
+template <typename Object>
+Word AddressWord(Object* address) {
+  return reinterpret_cast<Word>(address);
+}
+
+/// The word for an argument, if it fits the type. The host's language converts nothing here.
+std::optional<Word> WordFor(HostType type, const Value& value) {
+  switch (type) {
+    case HostType::kInteger:
+      if (const auto* integer = std::get_if<std::int32_t>(&value)) {
+        return *integer;
+      }
+      return std::nullopt;
+    case HostType::kBoolean:
+      if (const auto* boolean = std::get_if<bool>(&value)) {
+        return *boolean ? 1 : 0;
+      }
+      return std::nullopt;
+    default:
+      break;
+  }
+  if (std::holds_alternative<std::nullptr_t>(value)) {
+    return 0;
+  }
+  if (const auto* ptr = std::get_if<Ptr>(&value); ptr != nullptr && type == HostType::kPtr) {
+    return AddressWord(ptr->address);
+  }
+  if (const auto* picture = std::get_if<REALpictureStruct*>(&value);
+      picture != nullptr && type == HostType::kPicture) {
+    return AddressWord(*picture);
+  }
+  if (const auto* block = std::get_if<REALmemoryBlockStruct*>(&value);
+      block != nullptr && type == HostType::kMemoryblock) {
+    return AddressWord(*block);
+  }
+  if (const auto* array = std::get_if<_REALarrayInteger*>(&value);
+      array != nullptr && type == HostType::kIntegerArray) {
+    return AddressWord(*array);
+  }
+  return std::nullopt;
+}
+
+/// The word for an argument that was left out.
+std::optional<Word> DefaultWord(const Parameter& parameter) {
+  if (!parameter.defaultValue) {
+    return std::nullopt;
+  }
+  const std::string_view text = *parameter.defaultValue;
+  if (parameter.type == HostType::kBoolean) {
+    return SameName(text, "true") ? 1 : 0;
+  }
+  std::int32_t number = 0;
+  std::from_chars(text.data(), text.data() + text.size(), number);
+  return number;
+}
+
+struct Overload {
+  const Registration* method;
+  Declaration declaration;
+  std::vector<Parameter> parameters;  // with the picture that a class method takes first
+};
+
+std::vector<Overload> OverloadsOf(const std::vector<Registration>& methods, std::string_view name) {
+  std::vector<Overload> overloads;
+  for (const Registration& method : methods) {
+    const auto declaration = ParseDeclaration(method.declaration);
+    if (!declaration || !SameName(declaration->name, name)) {
+      continue;
+    }
+    Overload overload = {&method, *declaration, {}};
+    const auto* first = overload.declaration.parameters.data();
+    overload.parameters.assign(first, first + declaration->parameterCount);
+    const bool named = declaration->parameterCount > 0 && first->role == rastel::abi::ParameterRole::kExtends;
+    if (method.extendsPicture && !named) {
+      overload.parameters.insert(overload.parameters.begin(), {"ref", HostType::kPicture, {}, {}});
+    }
+    overloads.push_back(overload);
+  }
+  return overloads;
+}
+
+/// All words of a call, or nothing if the arguments do not fit.
+std::optional<std::vector<Word>> WordsFor(const Overload& overload, const std::vector<Value>& arguments) {
+  if (arguments.size() > overload.parameters.size()) {
+    return std::nullopt;
+  }
+  std::vector<Word> words;
+  for (std::size_t i = 0; i < overload.parameters.size(); ++i) {
+    const Parameter& parameter = overload.parameters[i];
+    const auto word = i < arguments.size() ? WordFor(parameter.type, arguments[i]) : DefaultWord(parameter);
+    if (!word) {
+      return std::nullopt;
+    }
+    words.push_back(*word);
+  }
+  return words;
+}
+
+std::size_t CommonStart(std::string_view a, std::string_view b) {
+  std::size_t count = 0;
+  while (count < a.size() && count < b.size() && SameName(a.substr(count, 1), b.substr(count, 1))) {
+    ++count;
+  }
+  return count;
+}
+
+std::string UnknownMethod(const std::vector<Registration>& methods, std::string_view name) {
+  std::size_t longest = 1;
+  std::set<std::string_view> nearest;
+  for (const Registration& method : methods) {
+    const std::string_view known =
+        std::string_view(method.declaration).substr(0, method.declaration.find('('));
+    const std::size_t common = CommonStart(known, name);
+    if (common > longest) {
+      nearest.clear();
+      longest = common;
+    }
+    if (common == longest) {
+      nearest.insert(known);
+    }
+  }
+  std::string text = "there is no method '" + std::string(name) + "'";
+  const char* separator = "; the nearest are ";
+  for (const std::string_view known : nearest) {
+    text += separator + std::string(known);
+    separator = ", ";
+  }
+  return text;
+}
+
+std::string NameOf(const Value& value) {
+  constexpr const char* kNames[] = {"nil",     "integer",     "boolean",  "ptr",
+                                    "picture", "memoryblock", "integer()"};
+  return kNames[value.index()];
+}
+
+std::string WrongArguments(const std::vector<Overload>& overloads, const std::vector<Value>& arguments,
+                           const char* problem) {
+  std::string text = std::string(problem) + " (";
+  const char* separator = "";
+  for (const Value& argument : arguments) {
+    text += separator + NameOf(argument);
+    separator = ", ";
+  }
+  text += "); expected";
+  for (const Overload& overload : overloads) {
+    const bool isMember = overload.parameters.size() > overload.declaration.parameterCount;
+    text += isMember ? "\n  a picture first, then " : "\n  ";
+    text += overload.method->declaration;
+  }
+  return text;
+}
+
+struct Match {
+  const Overload* overload;
+  std::vector<Word> words;
+};
+
+Match PickOverload(const std::vector<Overload>& overloads, const std::vector<Value>& arguments) {
+  std::optional<Match> match;
+  for (const Overload& overload : overloads) {
+    auto words = WordsFor(overload, arguments);
+    if (words && match) {
+      throw HostError(WrongArguments(overloads, arguments, "more than one overload takes"));
+    }
+    if (words) {
+      match = Match{&overload, std::move(*words)};
+    }
+  }
+  if (!match) {
+    throw HostError(WrongArguments(overloads, arguments, "no overload takes"));
+  }
+  return *match;
+}
+
+/// What is raised during one call. Calls nest when the host gets control in the middle of one.
+class RaisedInCall {
+ public:
+  RaisedInCall() : outer_(std::exchange(Entries::State().raised, nullptr)) {}
+  ~RaisedInCall() {
+    if (ExceptionObject* raised = std::exchange(Entries::State().raised, outer_)) {
+      Release(raised);
+    }
+  }
+  RaisedInCall(const RaisedInCall&) = delete;
+  RaisedInCall& operator=(const RaisedInCall&) = delete;
+
+  static std::optional<RaisedException> Get() {
+    const ExceptionObject* raised = Entries::State().raised;
+    if (raised == nullptr) {
+      return std::nullopt;
+    }
+    return RaisedException{raised->className, raised->message, raised->errorNumber};
+  }
+
+ private:
+  ExceptionObject* outer_;
+};
+
+}  // namespace
+
+CallResult Host::Call(std::string_view method, const std::vector<Value>& arguments) {
+  const auto overloads = OverloadsOf(methods_, method);
+  if (overloads.empty()) {
+    throw HostError(UnknownMethod(methods_, method));
+  }
+  const Match match = PickOverload(overloads, arguments);
+  const RaisedInCall raised;
+  const Word word = CallWithWords(match.overload->method->function, match.words,
+                                  std::make_index_sequence<kMostWords + 1>());
+  CallResult result;
+  switch (match.overload->declaration.result) {
+    case HostType::kBoolean:
+      result.boolean = static_cast<Boolean>(word) != 0;
+      break;
+    case HostType::kPicture:
+      if (auto* picture = reinterpret_cast<REALpictureStruct*>(word)) {
+        if (FindLive(picture) == nullptr) {
+          Complain(std::string(method) + " returned a picture that does not exist");
+        } else {
+          result.picture.reset(picture);
+        }
+      }
+      break;
+    default:
+      throw HostError("results of that type are not known: " + match.overload->method->declaration);
+  }
+  result.exception = RaisedInCall::Get();
+  return result;
+}
+
+}  // namespace devhost
