@@ -1,0 +1,108 @@
+#include "devhost/program/expectation.h"
+
+#include <algorithm>
+#include <cstddef>
+
+namespace devhost::program {
+namespace {
+
+/// Beyond a row's end a picture reads as black; rows past its last are its row 0.
+Rgba SourcePixel(const Image& picture, std::int32_t x, std::int32_t y) {
+  if (x >= picture.width) {
+    return {0, 0, 0, 0};
+  }
+  return picture.At(x, y < picture.height ? y : 0);
+}
+
+std::string PixelText(std::int64_t x, std::int64_t y) {
+  return "pixel (" + std::to_string(x) + ", " + std::to_string(y) + ")";
+}
+
+std::string Difference(const std::string& place, int expected, int got) {
+  return place + ": expected " + std::to_string(expected) + ", got " + std::to_string(got);
+}
+
+}  // namespace
+
+Image ExpectedPicture(const Image& shown, bool flip, std::uint8_t fourth, const Image* destination) {
+  Image picture = destination != nullptr ? *destination : Image(shown.width, shown.height);
+  for (std::int32_t y = 0; y < shown.height; ++y) {
+    for (std::int32_t x = 0; x < shown.width; ++x) {
+      picture.At(x, y) = shown.At(x, flip ? shown.height - 1 - y : y);
+      picture.At(x, y).alpha = fourth;
+    }
+  }
+  return picture;
+}
+
+BufferShape ShapeOf(const Image& picture, const Layout& layout, const CopyBack& copy) {
+  const Image& sized = copy.mask != nullptr ? *copy.mask : picture;
+  const std::int32_t bottom = sized.height - 1;
+  BufferShape shape;
+  shape.width = sized.width;
+  shape.first = std::min(copy.firstRow, bottom);
+  const std::int32_t last = copy.lastRow < 0 ? bottom : std::min(copy.lastRow, bottom);
+  shape.rows = last - shape.first + 1;
+  shape.stride = std::max(std::int64_t{sized.width} * layout.pixelBytes, std::int64_t{copy.stride});
+  return shape;
+}
+
+std::vector<std::uint8_t> ExpectedBuffer(const Image& picture, const Layout& layout, const CopyBack& copy,
+                                         std::uint8_t untouched) {
+  const BufferShape shape = ShapeOf(picture, layout, copy);
+  std::vector<std::uint8_t> buffer(static_cast<std::size_t>(shape.Bytes()), untouched);
+  for (std::int32_t row = 0; row < shape.rows; ++row) {
+    const std::int32_t y = shape.first + row;
+    std::uint8_t* bytes = buffer.data() + row * shape.stride;
+    for (std::int32_t x = 0; x < shape.width; ++x) {
+      PutColours(SourcePixel(picture, x, y), layout, bytes);
+      if (copy.mask != nullptr) {
+        bytes[layout.fourthByte] = static_cast<std::uint8_t>(255 - copy.mask->At(x, y).green);
+      } else if (copy.alpha) {
+        bytes[layout.fourthByte] = *copy.alpha;
+      }
+      bytes += layout.pixelBytes;
+    }
+  }
+  return buffer;
+}
+
+std::optional<std::string> FirstDifference(const Image& expected, const Image& got) {
+  const auto [in, out] = std::mismatch(expected.pixels.begin(), expected.pixels.end(), got.pixels.begin());
+  if (in == expected.pixels.end()) {
+    return std::nullopt;
+  }
+  const std::int64_t index = in - expected.pixels.begin();
+  const std::string place = PixelText(index % expected.width, index / expected.width);
+  if (in->red != out->red) {
+    return Difference(place + " red", in->red, out->red);
+  }
+  if (in->green != out->green) {
+    return Difference(place + " green", in->green, out->green);
+  }
+  if (in->blue != out->blue) {
+    return Difference(place + " blue", in->blue, out->blue);
+  }
+  return Difference(place + " fourth byte", in->alpha, out->alpha);
+}
+
+std::optional<std::string> FirstDifference(const std::vector<std::uint8_t>& expected,
+                                           const std::vector<std::uint8_t>& got, const BufferShape& shape,
+                                           const Layout& layout) {
+  const auto [in, out] = std::mismatch(expected.begin(), expected.end(), got.begin());
+  if (in == expected.end()) {
+    return std::nullopt;
+  }
+  const std::int64_t index = in - expected.begin();
+  const std::int64_t row = index / shape.stride;
+  const std::int64_t inRow = index % shape.stride;
+  const std::int64_t column = inRow / layout.pixelBytes;
+  if (column >= shape.width) {
+    return Difference(
+        "byte " + std::to_string(inRow) + " of row " + std::to_string(row) + ", between the rows", *in, *out);
+  }
+  const auto channel = ByteName(static_cast<int>(inRow % layout.pixelBytes), layout);
+  return Difference(PixelText(column, row) + " " + std::string(channel), *in, *out);
+}
+
+}  // namespace devhost::program

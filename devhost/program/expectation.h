@@ -1,0 +1,51 @@
+// What a picture and a buffer must hold after a conversion: computed here pixel by pixel, apart from the
+// plug-in, to be held against what the plug-in did.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "devhost/program/image.h"
+#include "devhost/program/layout.h"
+
+namespace devhost::program {
+
+/// What a picture shows after `shown`, the image in the buffer, was written to it: the fourth byte of each
+/// pixel is `fourth`. With `destination`, which must be large enough, the pixels beyond `shown` keep what it
+/// holds.
+Image ExpectedPicture(const Image& shown, bool flip, std::uint8_t fourth, const Image* destination);
+
+/// How a picture is copied to a buffer.
+struct CopyBack {
+  std::int32_t firstRow = 0, lastRow = -1;  // as the method takes them
+  std::int32_t stride = 0;                  // likewise: at least a packed row is used
+  std::optional<std::uint8_t> alpha;        // for layouts with alpha, if there is no mask
+  const Image* mask = nullptr;              // its green, inverted, is the alpha; its size is the copy's
+};
+
+/// The shape of the buffer that a copy fills.
+struct BufferShape {
+  std::int32_t width = 0;   // pixels of a row
+  std::int32_t first = 0;   // first picture row
+  std::int32_t rows = 0;    // at least 1 if the copy's first row is not after its last
+  std::int64_t stride = 0;  // bytes from one row to the next
+
+  std::int64_t Bytes() const { return stride * rows; }
+};
+
+BufferShape ShapeOf(const Image& picture, const Layout& layout, const CopyBack& copy);
+
+/// What a buffer filled with `untouched` holds after `picture` was copied into it.
+std::vector<std::uint8_t> ExpectedBuffer(const Image& picture, const Layout& layout, const CopyBack& copy,
+                                         std::uint8_t untouched);
+
+/// Where two images or two buffers of one size first differ: "pixel (3, 0) red: expected 10, got 11". Nothing
+/// if they do not.
+std::optional<std::string> FirstDifference(const Image& expected, const Image& got);
+std::optional<std::string> FirstDifference(const std::vector<std::uint8_t>& expected,
+                                           const std::vector<std::uint8_t>& got, const BufferShape& shape,
+                                           const Layout& layout);
+
+}  // namespace devhost::program

@@ -1,0 +1,47 @@
+// What the program can do. Each verb prints its results on standard output and returns the exit status; it
+// throws Failure if it cannot begin, or cannot bring its work to an end.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "devhost/program/expectation.h"
+#include "devhost/program/session.h"
+#include "devhost/program/text.h"
+
+namespace devhost::program {
+
+/// Lists what the plug-in registered.
+int RunList(const HostSettings& settings);
+
+struct ConvertOptions {
+  HostSettings host;
+  std::string in, out;  // a picture or raw bytes, as the name tells
+  std::string layout = "RGB";
+  std::optional<Size> size;         // of `in`, if that is raw bytes
+  std::optional<std::string> mask;  // a picture whose green, inverted, is the alpha of the way back
+  std::optional<std::int32_t> alpha;
+  std::optional<Band> band;  // rows copied back; else all
+  std::int32_t stride = 0;   // DestRowBytes
+  std::int32_t yield = 0;
+  std::optional<Size> destination;  // an existing picture to fill
+  bool flip = false;
+  bool pointer = false;  // Ptr instead of Memoryblock
+};
+
+/// Sends a buffer through the plug-in into a picture and back, and holds both against what is expected.
+int RunConvert(const ConvertOptions& options);
+
+struct CallOptions {
+  HostSettings host;
+  std::string method;
+  std::vector<std::string> arguments;
+  bool trace = false;
+};
+
+/// Calls one method with arguments given as texts.
+int RunCall(const CallOptions& options);
+
+}  // namespace devhost::program
