@@ -136,6 +136,7 @@ PictureEditor::Outcome PictureEditor::OpenOpaqueCopy(REALpictureStruct* picture,
   // The pixel map of the picture itself is unlocked once, although it was never locked, when the copy is
   // opened: hosts are used to that.
   PixMapHandle = staleHandle;
+  PictureDescription = {};  // a host that does not describe the copy must not be taken to have done so
   const bool isOpen = Open(copy.Get(), AllowCopyFlag, false, true);
   copy.GiveBack();
   return isOpen ? Outcome::kOpened : Outcome::kFailed;
