@@ -256,6 +256,7 @@ CallResult Host::Call(std::string_view method, const std::vector<Value>& argumen
       result.boolean = static_cast<Boolean>(word) != 0;
       break;
     case HostType::kPicture:
+      // NOLINTNEXTLINE(performance-no-int-to-ptr): that is how it was returned
       if (auto* picture = reinterpret_cast<REALpictureStruct*>(word)) {
         if (FindLive(picture) == nullptr) {
           Complain(std::string(method) + " returned a picture that does not exist");

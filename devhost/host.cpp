@@ -82,10 +82,12 @@ Ref<REALpictureStruct> Host::NewPicture(std::int32_t width, std::int32_t height)
   return NewPicture(width, height, state_->ownFormat);
 }
 
+// NOLINTNEXTLINE(readability-make-member-function-const): the host gets another object
 Ref<REALpictureStruct> Host::NewPicture(std::int32_t width, std::int32_t height, PixelFormat format) {
   return Ref(new REALpictureStruct(width, height, format, options_.guarded));
 }
 
+// NOLINTNEXTLINE(readability-make-member-function-const): likewise
 Ref<REALmemoryBlockStruct> Host::NewMemoryBlock(std::int32_t size) {
   return Ref(new REALmemoryBlockStruct(size, options_.guarded));
 }
@@ -103,7 +105,7 @@ Balance Host::CurrentBalance() const {
       continue;
     }
     ++balance.objects;
-    balance.references += object->references;
+    balance.references += object->references;  // NOLINT(clang-analyzer-core.NullDereference): all live
     if (const auto* picture = dynamic_cast<REALpictureStruct*>(object)) {
       balance.descriptionLocks += picture->descriptionLocks;
       balance.pixelLocks += picture->pixelLocks;
