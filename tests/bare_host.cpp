@@ -1,0 +1,206 @@
+// A host in a process that supplies none of the platform's functions: no clocks, no legacy framework. Takes
+// the plug-in's path and ends with 0 if pixels make the way into a picture and back, with yields on both
+// clocks.
+#include <dlfcn.h>
+
+#include <array>
+#include <cstdio>
+#include <cstring>
+#include <map>
+#include <string_view>
+#include <vector>
+
+#include "abi/records.h"
+
+struct REALmemoryBlockStruct {
+  std::array<std::uint8_t, 18> bytes;
+};
+
+struct REALpictureStruct {
+  std::array<std::uint8_t, 24> pixels;  // 3 × 2
+  std::array<std::uint8_t*, 2> rows;
+  BitmapRecord bitmap;
+};
+
+namespace {
+
+constexpr std::array<std::uint8_t, 18> kPixels = {1,  2,  3,  40, 50, 60, 7,  8,  9,
+                                                  10, 20, 30, 4,  5,  6,  70, 80, 255};
+constexpr std::array<std::uint8_t, 24> kInPicture = {3,  2,  1,  0, 60, 50, 40, 0, 9,   8,  7,  0,
+                                                     30, 20, 10, 0, 6,  5,  4,  0, 255, 80, 70, 0};
+
+REALpictureStruct onlyPicture;
+int references = 0;
+int locks = 0;
+int yields = 0;
+bool isDesktop = false;
+
+struct Registered {
+  std::map<std::string_view, void*> functions;
+  std::vector<const void*> tables;  // the host's for good
+};
+Registered& registered = *new Registered;  // never destroyed, as what is registered never is
+
+REALpictureStruct* NewPicture(std::int32_t width, std::int32_t height, std::int32_t) {
+  onlyPicture.pixels.fill(0xEE);
+  onlyPicture.rows = {&onlyPicture.pixels[0], &onlyPicture.pixels[12]};
+  onlyPicture.bitmap.width = width;
+  onlyPicture.bitmap.height = height;
+  onlyPicture.bitmap.word1806 = 1;
+  onlyPicture.bitmap.rowTable = onlyPicture.rows.data();
+  references = 1;
+  return &onlyPicture;
+}
+
+Boolean LockBitmap(REALpictureStruct* picture, REALpictureDescription* description, std::int32_t type) {
+  *description = {type, &picture->bitmap, picture->bitmap.width, picture->bitmap.height, 0, 0, nullptr};
+  ++locks;
+  return 1;
+}
+
+void LockWorld(REALpictureStruct* picture, REALpictureDescription* description) {
+  *description = {kLegacyWorldDescription, picture, 3, 2, 0, 0, nullptr};
+  ++locks;
+}
+
+void Unlock(REALpictureStruct*) {
+  --locks;
+}
+
+void AddReference(REALobjectStruct*) {
+  ++references;
+}
+
+void DropReference(REALobjectStruct*) {
+  --references;
+}
+
+void* BlockAddress(REALmemoryBlockStruct* block) {
+  return block->bytes.data();
+}
+
+void Yield() {
+  ++yields;
+}
+
+void IgnoreVersion(std::int32_t) {}
+
+const void* FindClass(const char* name) {
+  return std::strcmp(name, isDesktop ? "Application" : "ConsoleApplication") == 0 ? name : nullptr;
+}
+
+template <typename Row>
+void Keep(const Row& row) {
+  const std::string_view declaration = row.declaration;
+  if (declaration.find("(dest as") == std::string_view::npos) {
+    registered.functions.try_emplace(declaration.substr(0, declaration.find('(')), row.function);
+  }
+}
+
+void RegisterMethod(REALmethodDefinition* method) {
+  Keep(*method);
+}
+
+void RegisterClass(REALclassDefinition* definition) {
+  const auto* rows = reinterpret_cast<const OldMethodRow*>(definition->common.methods);
+  registered.tables.push_back(rows);
+  for (std::uint32_t i = 0; i < definition->common.methodCount; ++i) {
+    Keep(rows[i]);
+  }
+}
+
+template <typename Function>
+void* Address(Function* function) {
+  return reinterpret_cast<void*>(function);
+}
+
+void* Resolve(const char* name) {
+  static const std::map<std::string_view, void*> entries = {
+      {"RegisterPluginVersion", Address(IgnoreVersion)},
+      {"PluginRegisterMethod", Address(RegisterMethod)},
+      {"PluginRegisterClassExtension", Address(RegisterClass)},
+      {"pluginObjectType", Address(FindClass)},
+      {"newPicture", Address(NewPicture)},
+      {"lockPictureDescription", Address(LockWorld)},
+      {"REALLockPictureDescription", Address(LockBitmap)},
+      {"unlockPictureDescription", Address(Unlock)},
+      {"REALLockObject", Address(AddReference)},
+      {"REALUnlockObject", Address(DropReference)},
+      {"memoryBlockGetPtr", Address(BlockAddress)},
+      {"REALYieldToRB", Address(Yield)}};
+  const auto entry = entries.find(name);
+  return entry == entries.end() ? nullptr : entry->second;
+}
+
+/// Loads the plug-in and gives its library.
+void* Load(const char* path) {
+  registered.functions.clear();
+  void* library = dlopen(path, RTLD_NOW);
+  if (library != nullptr) {
+    reinterpret_cast<void (*)(Resolver)>(dlsym(library, "REALPluginMain"))(Resolve);
+  }
+  return library;
+}
+
+int Fail(const char* what) {
+  std::fprintf(stderr, "%s\n", what);
+  return 1;
+}
+
+REALpictureStruct* MakePicture() {
+  using ToPicture = REALpictureStruct* (*)(REALmemoryBlockStruct*, std::int32_t, std::int32_t, std::int32_t);
+  REALmemoryBlockStruct block{kPixels};
+  void* method = registered.functions.at("MemoryblockRGBtoPictureKVZ");
+  return reinterpret_cast<ToPicture>(method)(&block, 0, 3, 2);
+}
+
+Boolean ReadPicture(REALmemoryBlockStruct& block, std::int32_t yield) {
+  using ToBlock = Boolean (*)(REALpictureStruct*, REALmemoryBlockStruct*, std::int32_t, std::int32_t,
+                              std::int32_t, std::int32_t, std::int32_t);
+  void* method = registered.functions.at("CopyRGBtoMemoryblockKVZ");
+  return reinterpret_cast<ToBlock>(method)(&onlyPicture, &block, 0, 0, -1, yield, 0);
+}
+
+int CheckConsole() {
+  if (MakePicture() != &onlyPicture || onlyPicture.pixels != kInPicture) {
+    return Fail("the pixels did not get into the picture");
+  }
+  for (const std::int32_t yield : {1, -1}) {
+    REALmemoryBlockStruct block{};
+    yields = 0;
+    if (ReadPicture(block, yield) == 0 || block.bytes != kPixels) {
+      return Fail("the pixels did not come back");
+    }
+    if (yields < 1) {
+      return Fail("the clock stands still");
+    }
+  }
+  return references == 1 && locks == 0 ? 0 : Fail("a lock or a reference is left");
+}
+
+int CheckDesktop() {
+  if (MakePicture() != nullptr) {
+    return Fail("a legacy world was written without its framework");
+  }
+  return references == 0 && locks == 0 ? 0 : Fail("a lock or a reference is left on the desktop");
+}
+
+}  // namespace
+
+int main(int, char** arguments) {
+  if (dlsym(RTLD_DEFAULT, "TickCount") != nullptr) {
+    return Fail("the process has a clock of the platform");
+  }
+  for (const bool desktop : {false, true}) {
+    isDesktop = desktop;
+    void* library = Load(arguments[1]);
+    if (library == nullptr || registered.functions.empty()) {
+      return Fail("the plug-in cannot be loaded");
+    }
+    if (const int status = desktop ? CheckDesktop() : CheckConsole()) {
+      return status;
+    }
+    dlclose(library);
+  }
+  return 0;
+}

@@ -1,0 +1,158 @@
+// What methods give on hosts that lack something.
+#include "loaded_host.h"
+#include "support.h"
+
+namespace tests {
+namespace {
+
+using devhost::HostOptions;
+using devhost::PixelFormat;
+
+constexpr std::int32_t kZero = 0;
+constexpr std::int32_t kTwo = 2;
+
+struct Lack {
+  HostCase hostCase;
+  const char* entry;
+  bool makesPictures;
+  bool fillsBlocks;
+};
+
+TEST(Fallbacks, ResultsWithoutSingleEntries) {
+  for (const Lack& lack : {Lack{kDesktop, "GetGWorldPixMap", false, false},
+                           {kDesktop, "GetPixDepth", false, false},
+                           {kDesktop, "LockPixels", false, false},
+                           {kDesktop, "GetPixBaseAddr", false, false},
+                           {kDesktop, "SetGWorld", true, true},
+                           {kDesktop, "lockPictureDescription", false, false},
+                           {kDesktop, "PluginPictureGetType", true, true},
+                           {kDesktop, "pluginObjectType", true, true},
+                           {kDesktop, "newPicture", false, true},
+                           {kDesktop, "REALPictureClearCache", true, true},
+                           {kDesktop, "memoryBlockGetPtr", false, false},
+                           {kDesktop, "memoryBlockGetSize", true, true},
+                           {kConsole, "REALLockPictureDescription", false, false},
+                           {kConsole, "lockPictureDescription", true, true},
+                           {kConsole, "pluginObjectType", true, true}}) {
+    SCOPED_TRACE(testing::Message() << lack.hostCase.name << " without " << lack.entry);
+    HostOptions options = lack.hostCase.Options();
+    options.without.insert(lack.entry);
+    LoadedHost host(options);
+    NothingLost watch(host);
+    // A picture without a known depth is read through a copy, which has none either.
+    watch.expectedStrayUnlocks = lack.entry == std::string_view("GetPixDepth") ? 1 : 0;
+    const auto block = host.NewMemoryBlock(12);
+    const auto made = host.Call("MemoryblockRGBtoPictureKVZ", {block.get(), kZero, kTwo, kTwo});
+    EXPECT_EQ(lack.makesPictures, made.picture.get() != nullptr);
+    EXPECT_FALSE(made.exception);
+    const auto picture = host.NewPicture(2, 2);
+    FillWithNoise(*block, 1);
+    const Bytes before = BytesOf(*block);
+    const auto filled = host.Call("CopyRGBtoMemoryblockKVZ", {picture.get(), block.get(), kZero});
+    EXPECT_EQ(lack.fillsBlocks, filled.boolean);
+    EXPECT_FALSE(filled.exception);
+    EXPECT_EQ(lack.fillsBlocks ? Bytes(12, 0) : before, BytesOf(*block));
+  }
+}
+
+TEST(Fallbacks, AnEmptyBandNeedsNoAddress) {
+  HostOptions options;
+  options.without.insert("memoryBlockGetPtr");
+  LoadedHost host(options);
+  const auto picture = host.NewPicture(2, 3);
+  const auto block = host.NewMemoryBlock(12);
+  const auto copy = [&](std::int32_t startLine, std::int32_t endLine) {
+    return host.Call("CopyRGBtoMemoryblockKVZ", {picture.get(), block.get(), kZero, startLine, endLine, 1})
+        .boolean;
+  };
+  EXPECT_FALSE(copy(0, -1));
+  EXPECT_TRUE(copy(2, 1));
+  EXPECT_EQ(0, CountCalls(host, "REALYieldToRB"));
+  EXPECT_EQ(2, CountCalls(host, "memoryBlockGetSize"));
+}
+
+TEST(Fallbacks, UnsupportedDepthsAreNotWritten) {
+  LoadedHost host;
+  const NothingLost watch(host);
+  const auto dest = host.NewPicture(2, 2, PixelFormat::kWorld16);
+  FillWithNoise(*dest, 8);
+  const Bytes before = BytesOf(*dest);
+  const auto block = host.NewMemoryBlock(12);
+  const auto made = host.Call("MemoryblockRGBtoPictureKVZ", {dest.get(), block.get(), kZero, kTwo, kTwo});
+  ASSERT_NE(nullptr, made.picture.get());
+  EXPECT_NE(dest.get(), made.picture.get());
+  EXPECT_EQ(before, BytesOf(*dest));
+}
+
+TEST(Fallbacks, MasksThatCannotBeOpenedGiveFalse) {
+  HostOptions options = kConsole.Options();
+  LoadedHost host(options);
+  const NothingLost watch(host);
+  const auto picture = host.NewPicture(2, 2);
+  const auto mask = host.NewPicture(2, 2);
+  mask->bitmap->word0 = 1;
+  const auto block = host.NewMemoryBlock(16);
+  EXPECT_FALSE(
+      host.Call("CopyARGBtoMemoryblockKVZ", {picture.get(), block.get(), kZero, mask.get()}).boolean);
+  EXPECT_EQ(Bytes(16, 0), BytesOf(*block));
+}
+
+TEST(Fallbacks, ReadersTakePicturesOfEveryKind) {
+  LoadedHost host;
+  for (const std::int32_t kind : {0, 1, 3, 7}) {
+    const auto picture = host.NewPicture(2, 2);
+    picture->pictureType = kind;
+    const auto block = host.NewMemoryBlock(12);
+    EXPECT_TRUE(host.Call("CopyRGBtoMemoryblockKVZ", {picture.get(), block.get(), kZero}).boolean);
+  }
+}
+
+TEST(Fallbacks, PalettesWithoutTheArrayEntries) {
+  // Without a bound only element 0 counts; without a getter all elements of a new host's array are 0.
+  struct Expected {
+    double version;
+    std::set<std::string, std::less<>> without;
+    std::uint8_t first, second;
+  };
+  for (const Expected& expected :
+       {Expected{2016.0, {"PluginIntegerArrayGetProc", "RuntimeArrayDirectGetGetProc"}, 0, 0},
+        {2015.0, {"PluginIntegerArrayGetProc", "RuntimeArrayDirectGetGetProc"}, 11, 22},
+        {2007.5, {"PluginIntegerArrayGetProc", "RuntimeArrayDirectGetGetProc"}, 11, 22},
+        {2015.0, {"RuntimeUBound"}, 11, 0},
+        {2016.0, {"RuntimeUBound"}, 11, 0}}) {
+    SCOPED_TRACE(expected.version);
+    HostOptions options;
+    options.version = expected.version;
+    options.without = expected.without;
+    LoadedHost host(options);
+    const auto array = host.NewIntegerArray({11, 22});
+    const auto block = host.NewMemoryBlock(2);
+    block->bytes()[1] = 1;
+    const auto result = host.Call("MemoryblockGrayToPictureKVZ",
+                                  {block.get(), kZero, kTwo, 1, 1, array.get(), nullptr, array.get()});
+    ASSERT_NE(nullptr, result.picture.get());
+    EXPECT_EQ((devhost::Pixel{expected.first, 0, expected.first, 255}), result.picture->At(0, 0));
+    EXPECT_EQ((devhost::Pixel{expected.second, 0, expected.second, 255}), result.picture->At(1, 0));
+    EXPECT_FALSE(result.exception);
+  }
+}
+
+TEST(Fallbacks, CopiesRowsOnlyBetweenAlikeBitmaps) {
+  HostOptions options = kUnknown.Options();
+  options.without.insert("pluginPictureGraphicsGetter");
+  for (const bool isAlike : {true, false}) {
+    LoadedHost host(options);
+    NothingLost watch(host);
+    const auto picture = host.NewPicture(3, 2);
+    FillWithNoise(*picture, 6);
+    picture->bitmap->height += isAlike ? 0 : 1;
+    const auto block = host.NewMemoryBlock(3 * 2 * 3);
+    EXPECT_TRUE(host.Call("CopyRGBtoMemoryblockKVZ", {picture.get(), block.get(), kZero}).boolean);
+    const oracle::Colour first = ColourAt(*picture, 0, 0);
+    EXPECT_EQ(isAlike ? first.red : 0, block->bytes()[0]);
+    EXPECT_EQ(isAlike ? ColourAt(*picture, 2, 1).blue : 0, block->bytes()[17]);
+  }
+}
+
+}  // namespace
+}  // namespace tests

@@ -1,0 +1,133 @@
+// What a host of each version gets to know of the methods.
+#include "loaded_host.h"
+#include "methods.h"
+#include "support.h"
+
+namespace tests {
+namespace {
+
+struct Threshold {
+  double version;  // 0: the host does not tell
+  std::int32_t pluginVersion;
+  bool usesModules;
+  std::uint32_t flags;
+};
+
+constexpr Threshold kThresholds[] = {
+    {0.0, 9, false, 0},       {2007.5, 9, false, 0},     {2008.0, 9, false, 0},     {2010.028, 9, false, 0},
+    {2010.029, 9, false, 4},  {2011.9, 9, false, 4},     {2012.0, 10, false, 4},    {2012.5, 10, false, 4},
+    {2013.0, 11, true, 0x14}, {2013.03, 12, true, 0x14}, {2013.04, 13, true, 0x14}, {2016.0, 13, true, 0x14},
+    {2999.9, 13, true, 0x14}, {3000.0, 13, false, 4}};
+
+devhost::HostOptions OptionsFor(double version) {
+  devhost::HostOptions options;
+  if (version == 0.0) {
+    options.without.insert("REALGetRBVersion");
+  } else {
+    options.version = version;
+  }
+  return options;
+}
+
+std::string ExtendsForm(const std::string& declaration) {
+  const std::size_t list = declaration.find('(') + 1;
+  return declaration.substr(0, list) + "extends ref as Picture, " + declaration.substr(list);
+}
+
+class Registered : public testing::TestWithParam<Threshold> {};
+
+TEST_P(Registered, MethodsFitTheVersion) {
+  const Threshold& expected = GetParam();
+  const LoadedHost host(OptionsFor(expected.version));
+  EXPECT_EQ(expected.pluginVersion, host.pluginVersion());
+  const std::vector<Method> methods = AllMethods();
+  ASSERT_EQ(methods.size(), host.methods().size());
+  for (std::size_t i = 0; i < methods.size(); ++i) {
+    SCOPED_TRACE(methods[i].Declaration());
+    const devhost::Registration& method = host.methods()[i];
+    const bool ofPicture = i < PictureMethods().size();
+    const bool isOwned = ofPicture || expected.usesModules;
+    EXPECT_EQ(expected.usesModules ? "PluginRegisterModule"
+              : ofPicture          ? "PluginRegisterClassExtension"
+                                   : "PluginRegisterMethod",
+              method.route);
+    EXPECT_EQ(!isOwned                ? ""
+              : !expected.usesModules ? "Picture"
+              : ofPicture             ? "PictureRastelExtensionKVZ"
+                                      : "RastelGlobalsKVZ",
+              method.owner);
+    EXPECT_EQ(isOwned ? expected.pluginVersion : 0, method.version);
+    EXPECT_EQ(
+        ofPicture && expected.usesModules ? ExtendsForm(methods[i].Declaration()) : methods[i].Declaration(),
+        method.declaration);
+    EXPECT_EQ(expected.flags, method.flags);
+    EXPECT_EQ(ofPicture, method.extendsPicture);
+    EXPECT_NE(nullptr, method.function);
+  }
+  EXPECT_TRUE(host.complaints.empty());
+}
+
+TEST_P(Registered, MethodsWork) {
+  LoadedHost host(OptionsFor(GetParam().version));
+  const NothingLost watch(host);
+  const auto block = host.NewMemoryBlock(6);
+  FillWithNoise(*block, 3);
+  const auto result = host.Call("MemoryblockRGBtoPictureKVZ",
+                                {block.get(), std::int32_t{0}, std::int32_t{2}, std::int32_t{1}});
+  ASSERT_NE(nullptr, result.picture.get());
+  const auto back = host.NewMemoryBlock(6);
+  EXPECT_TRUE(
+      host.Call("CopyRGBtoMemoryblockKVZ", {result.picture.get(), back.get(), std::int32_t{0}}).boolean);
+  EXPECT_TRUE(SameBytes(BytesOf(*block), BytesOf(*back)));
+}
+
+std::string NameOf(const testing::TestParamInfo<Threshold>& info) {
+  return "Version" + std::to_string(static_cast<int>(info.param.version * 1000 + 0.5));
+}
+
+INSTANTIATE_TEST_SUITE_P(, Registered, testing::ValuesIn(kThresholds), NameOf);
+
+TEST(Registration, CallsTheHostInOrder) {
+  const LoadedHost modules;
+  const std::vector<std::string> expected = {"REALGetRBVersion() = 2013.04", "RegisterPluginVersion(13)",
+                                             "PluginRegisterModule(address)",
+                                             "PluginRegisterModule(address)"};
+  EXPECT_EQ(expected, Calls(modules));
+  EXPECT_EQ((std::vector<std::string>{"REALGetRBVersion", "RegisterPluginVersion", "PluginRegisterModule"}),
+            modules.lookups);
+}
+
+TEST(Registration, RegistersTheClassBeforeTheGlobals) {
+  const LoadedHost host(OptionsFor(2012.5));
+  ASSERT_EQ(3U + 32U, host.trace.size());
+  EXPECT_EQ("PluginRegisterClassExtension", host.trace[2].entry);
+  EXPECT_EQ(1, CountLookups(host, "PluginRegisterMethod"));
+}
+
+struct Missing {
+  double version;
+  const char* entry;
+  std::size_t registered;
+  int lookups;
+};
+
+TEST(Registration, LeavesOutWhatTheHostCannotTake) {
+  for (const Missing& missing : {Missing{2012.5, "PluginRegisterMethod", 18, 32},
+                                 {2012.5, "PluginRegisterClassExtension", 32, 1},
+                                 {2011.0, "PluginRegisterClassExtension", 32, 1},
+                                 {2011.0, "PluginRegisterMethod", 18, 32},
+                                 {2012.5, "PluginRegisterModule", 50, 0},
+                                 {2013.04, "PluginRegisterModule", 0, 2},
+                                 {2013.04, "PluginRegisterMethod", 50, 0}}) {
+    SCOPED_TRACE(testing::Message() << missing.version << " without " << missing.entry);
+    devhost::HostOptions options = OptionsFor(missing.version);
+    options.without.insert(missing.entry);
+    const LoadedHost host(options);
+    EXPECT_EQ(missing.registered, host.methods().size());
+    EXPECT_EQ(missing.lookups, CountLookups(host, missing.entry));
+    EXPECT_TRUE(host.complaints.empty());
+  }
+}
+
+}  // namespace
+}  // namespace tests

@@ -1,0 +1,148 @@
+#include "support.h"
+
+#include <algorithm>
+#include <map>
+#include <ostream>
+#include <regex>
+
+namespace devhost {
+
+std::ostream& operator<<(std::ostream& stream, const Balance& balance) {
+  return stream << balance.objects << " objects, " << balance.references << " references, "
+                << balance.descriptionLocks << " description locks, " << balance.pixelLocks
+                << " pixel locks, " << balance.strayUnlocks << " stray unlocks";
+}
+
+}  // namespace devhost
+
+namespace tests {
+
+using devhost::PixelFormat;
+
+int PixelTypeOf(PixelFormat format) {
+  switch (format) {
+    case PixelFormat::kWorld32:
+      return 13;
+    case PixelFormat::kWorld24:
+      return 12;
+    case PixelFormat::kBitmap:
+      return 8;
+    default:
+      return 0;
+  }
+}
+
+oracle::Colour ColourAt(REALpictureStruct& picture, std::int32_t x, std::int32_t y) {
+  const int pixelType = PixelTypeOf(picture.format);
+  if (pixelType == 0) {
+    const devhost::Pixel pixel = picture.At(x, y);
+    return {pixel.red, pixel.green, pixel.blue};
+  }
+  return oracle::ReadPicture(pixelType, picture.Row(y) + x * oracle::PixelBytes(pixelType));
+}
+
+std::uint8_t Noise(std::uint64_t seed) {
+  std::uint64_t mixed = (seed + 1) * 0x9E3779B97F4A7C15;
+  mixed ^= mixed >> 29;
+  mixed *= 0xBF58476D1CE4E5B9;
+  return static_cast<std::uint8_t>(mixed >> 56);
+}
+
+void FillWithNoise(REALpictureStruct& picture, std::uint64_t seed) {
+  for (std::int32_t row = 0; row < picture.height; ++row) {
+    std::generate_n(picture.Row(row), picture.RowLength(), [&] { return Noise(seed++); });
+  }
+}
+
+void FillWithNoise(REALmemoryBlockStruct& block, std::uint64_t seed) {
+  std::generate_n(block.bytes(), block.size, [&] { return Noise(seed++); });
+}
+
+Bytes BytesOf(REALmemoryBlockStruct& block) {
+  return Bytes(block.bytes(), block.bytes() + block.size);
+}
+
+Bytes BytesOf(REALpictureStruct& picture) {
+  Bytes bytes;
+  for (std::int32_t row = 0; row < picture.height; ++row) {
+    bytes.insert(bytes.end(), picture.Row(row), picture.Row(row) + picture.RowLength());
+  }
+  return bytes;
+}
+
+testing::AssertionResult SameBytes(const Bytes& expected, const Bytes& actual) {
+  if (expected.size() != actual.size()) {
+    return testing::AssertionFailure() << actual.size() << " bytes instead of " << expected.size();
+  }
+  const auto [wanted, found] = std::mismatch(expected.begin(), expected.end(), actual.begin());
+  if (wanted == expected.end()) {
+    return testing::AssertionSuccess();
+  }
+  return testing::AssertionFailure() << "byte " << wanted - expected.begin() << " of " << expected.size()
+                                     << " is " << int{*found} << " instead of " << int{*wanted};
+}
+
+namespace {
+
+bool FindsFramework(const std::string& entry) {
+  return entry.starts_with("CF") || entry.starts_with("FS") || entry.starts_with("__CF");
+}
+
+/// Gives objects numbers of their own.
+class Renumbering {
+ public:
+  std::string Apply(const std::string& text) {
+    static const std::regex object("([a-z]+)#[0-9]+");
+    std::string renumbered;
+    auto rest = text.cbegin();
+    for (std::sregex_iterator match(text.begin(), text.end(), object), end; match != end; ++match) {
+      renumbered.append(rest, (*match)[0].first);
+      renumbered += NewName((*match)[1], (*match)[0]);
+      rest = (*match)[0].second;
+    }
+    return renumbered.append(rest, text.cend());
+  }
+
+ private:
+  std::string NewName(const std::string& kind, const std::string& name) {
+    std::string& newName = names_[name];
+    if (newName.empty()) {
+      newName = kind + "#" + std::to_string(++counts_[kind]);
+    }
+    return newName;
+  }
+
+  std::map<std::string, std::string> names_;
+  std::map<std::string, int> counts_;
+};
+
+}  // namespace
+
+std::vector<std::string> Calls(const devhost::Host& host) {
+  Renumbering renumbering;
+  std::vector<std::string> calls;
+  for (const devhost::TracedCall& call : host.trace) {
+    if (!FindsFramework(call.entry)) {
+      calls.push_back(renumbering.Apply(call.Text()));
+    }
+  }
+  return calls;
+}
+
+int CountCalls(const devhost::Host& host, const std::string& entry) {
+  return static_cast<int>(std::ranges::count(host.trace, entry, &devhost::TracedCall::entry));
+}
+
+int CountLookups(const devhost::Host& host, const std::string& entry) {
+  return static_cast<int>(std::ranges::count(host.lookups, entry));
+}
+
+NothingLost::~NothingLost() {
+  before_.strayUnlocks += expectedStrayUnlocks;
+  EXPECT_EQ(before_, host_.CurrentBalance());
+  for (const std::string& complaint : host_.complaints) {
+    ADD_FAILURE() << complaint;
+  }
+}
+
+}  // namespace tests

@@ -1,0 +1,96 @@
+// What the tests share.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "devhost/host.h"
+#include "oracle.h"
+
+namespace tests {
+
+using Bytes = std::vector<std::uint8_t>;
+
+/// A kind of host, and the pictures that are read on it.
+struct HostCase {
+  const char* name;
+  devhost::Kind kind;
+  int pixelType;                  // of the pictures that the host makes
+  devhost::PixelFormat readFrom;  // of the pictures that are read
+  double version = 2013.04;
+
+  devhost::HostOptions Options() const {
+    devhost::HostOptions options;
+    options.version = version;
+    options.kind = kind;
+    options.pixelType = pixelType;
+    return options;
+  }
+};
+
+inline void PrintTo(const HostCase& hostCase, std::ostream* stream) {
+  *stream << hostCase.name;
+}
+
+inline constexpr HostCase kDesktop{"Desktop13", devhost::Kind::kDesktop, 13, devhost::PixelFormat::kWorld32};
+inline constexpr HostCase kDesktop24{"Desktop12", devhost::Kind::kDesktop, 12,
+                                     devhost::PixelFormat::kWorld24};
+inline constexpr HostCase kConsole{"Console", devhost::Kind::kConsole, 8, devhost::PixelFormat::kBitmap};
+inline constexpr HostCase kWeb{"Web", devhost::Kind::kWeb, 8, devhost::PixelFormat::kBitmap, 2999.9};
+inline constexpr HostCase kUnknown{"Unknown", devhost::Kind::kUnknown, 8, devhost::PixelFormat::kBitmap,
+                                   2011.0};
+// Read through opaque copies: of an unsupported depth, and with a description that is no legacy world.
+inline constexpr HostCase kDesktop16{"Desktop16", devhost::Kind::kDesktop, 13,
+                                     devhost::PixelFormat::kWorld16};
+inline constexpr HostCase kDesktopBitmap{"DesktopBitmap", devhost::Kind::kDesktop, 12,
+                                         devhost::PixelFormat::kBitmap};
+
+/// The pixel type that a picture has in memory; 0 for one that has none.
+int PixelTypeOf(devhost::PixelFormat format);
+
+/// What a reader of pixel (x, y) gets, on either of the ways to it.
+oracle::Colour ColourAt(REALpictureStruct& picture, std::int32_t x, std::int32_t y);
+
+/// Bytes without a pattern that a fault could repeat.
+std::uint8_t Noise(std::uint64_t seed);
+void FillWithNoise(REALpictureStruct& picture, std::uint64_t seed);
+void FillWithNoise(REALmemoryBlockStruct& block, std::uint64_t seed);
+
+/// The bytes of a block, and of a picture's rows, one behind the other.
+Bytes BytesOf(REALmemoryBlockStruct& block);
+Bytes BytesOf(REALpictureStruct& picture);
+
+/// Says where the first difference is.
+testing::AssertionResult SameBytes(const Bytes& expected, const Bytes& actual);
+
+/// The calls of the trace as texts, without those that find the legacy framework. Objects are numbered anew
+/// for each kind, in the order in which they appear.
+std::vector<std::string> Calls(const devhost::Host& host);
+
+/// How often a call of `entry`, or a lookup of it, is in the list.
+int CountCalls(const devhost::Host& host, const std::string& entry);
+int CountLookups(const devhost::Host& host, const std::string& entry);
+
+/// Watches that nothing is lost and no rule broken from its making to its end.
+class NothingLost {
+ public:
+  explicit NothingLost(devhost::Host& host) : host_(host), before_(host.CurrentBalance()) {}
+  ~NothingLost();
+  NothingLost(const NothingLost&) = delete;
+  NothingLost& operator=(const NothingLost&) = delete;
+
+  /// UnlockPixels calls on unlocked pixel maps that are due.
+  int expectedStrayUnlocks = 0;
+
+ private:
+  devhost::Host& host_;
+  devhost::Balance before_;
+};
+
+}  // namespace tests
+
+namespace devhost {
+std::ostream& operator<<(std::ostream& stream, const Balance& balance);
+}

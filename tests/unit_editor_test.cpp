@@ -1,0 +1,139 @@
+// What the editors of pictures do that no method shows.
+#include <memory>
+
+#include "picture/editor.h"
+#include "picture/opaque_copy.h"
+#include "unit_host.h"
+
+namespace tests {
+namespace {
+
+using rastel::PictureReader;
+using rastel::PictureWriter;
+
+/// All on one desktop host: its kind and its framework are learnt once in a process.
+class Editor : public testing::Test {
+ protected:
+  static void SetUpTestSuite() { shared = std::make_unique<LinkedHost>(); }
+  static void TearDownTestSuite() { shared.reset(); }
+
+  Editor() : host(*shared) {
+    host.trace.clear();
+    host.complaints.clear();
+  }
+
+  static inline std::unique_ptr<LinkedHost> shared;
+  LinkedHost& host;
+};
+
+TEST_F(Editor, RendersAPictureFromABuffer) {
+  Bytes buffer(3 * 20);
+  for (std::size_t i = 0; i < buffer.size(); ++i) {
+    buffer[i] = Noise(i);
+  }
+  PictureWriter editor;
+  EXPECT_EQ(nullptr, editor.RenderPictureWriter());
+  EXPECT_TRUE(host.trace.empty());
+  editor.Width = 4;
+  editor.Height = 3;
+  editor.RowBytes = 20;
+  editor.PictureDescription.buffer = buffer.data();
+  const devhost::Ref<REALpictureStruct> picture(editor.RenderPictureWriter());
+  ASSERT_NE(nullptr, picture.get());
+  EXPECT_EQ("REALBuildPictureFromBuffer(4, 3, 1, address, 20) = picture#1", Calls(host).front());
+  EXPECT_EQ(1U, host.trace.size());
+  EXPECT_EQ(Bytes(buffer.begin() + 20, buffer.begin() + 36), Bytes(picture->Row(1), picture->Row(1) + 16));
+}
+
+TEST_F(Editor, StepsFromRowToRowAndBackToTheFirst) {
+  const NothingLost watch(host);
+  const auto picture = host.NewPicture(2, 3);
+  PictureReader reader;
+  ASSERT_TRUE(reader.GetPictureEditor(picture.get(), true, false));
+  EXPECT_EQ(2, reader.Width);
+  EXPECT_EQ(3, reader.Height);
+  EXPECT_EQ(4, reader.BytesPerPixel);
+  EXPECT_EQ(13, reader.PixelType);
+  EXPECT_EQ(picture->rowBytes, reader.RowBytes);
+  for (const std::int32_t row : {0, 1, 2, 0, 0}) {
+    EXPECT_EQ(picture->Row(row), reader.RowPtr);
+    reader.NextRow();
+  }
+  EXPECT_EQ(5, reader.RowIndex);
+}
+
+TEST_F(Editor, LetsGoOfThePictureBeforeTheNext) {
+  const NothingLost watch(host);
+  const auto first = host.NewPicture(2, 3);
+  const auto second = host.NewPicture(5, 1, devhost::PixelFormat::kWorld24);
+  PictureReader reader;
+  ASSERT_TRUE(reader.GetPictureEditor(first.get(), true, false));
+  ASSERT_TRUE(reader.GetPictureEditor(second.get(), true, false));
+  EXPECT_EQ(1, first->references);
+  EXPECT_EQ(0, first->pixelLocks + first->descriptionLocks);
+  EXPECT_EQ(2, second->references);
+  EXPECT_EQ(1, second->pixelLocks);
+  EXPECT_EQ(12, reader.PixelType);
+  EXPECT_EQ(3, reader.BytesPerPixel);
+  host.trace.clear();
+  EXPECT_FALSE(reader.GetPictureEditor(nullptr, true, false));
+  EXPECT_EQ((std::vector<std::string>{"UnlockPixels(pixels of picture#1)",
+                                      "unlockPictureDescription(picture#1)", "REALUnlockObject(picture#1)"}),
+            Calls(host));
+  EXPECT_EQ(nullptr, reader.Picture);
+}
+
+TEST_F(Editor, OpensNoUnsupportedPictureForWritingOrWithoutACopy) {
+  const NothingLost watch(host);
+  const auto deep = host.NewPicture(2, 3, devhost::PixelFormat::kWorld16);
+  const auto bitmap = host.NewPicture(2, 3, devhost::PixelFormat::kBitmap);
+  PictureWriter writer;
+  EXPECT_FALSE(writer.GetPictureEditor(deep.get(), false, true));
+  EXPECT_FALSE(writer.GetPictureEditor(deep.get(), true, true));
+  EXPECT_FALSE(writer.GetPictureEditor(bitmap.get(), true, true));
+  EXPECT_FALSE(writer.GetPictureEditor(bitmap.get(), false, false));
+  EXPECT_EQ(0, CountCalls(host, "newPicture"));
+}
+
+TEST_F(Editor, WritesNewPicturesUpToTheGreatestSize) {
+  const NothingLost watch(host);
+  for (const std::int32_t size : {0, -1, 32768}) {
+    EXPECT_FALSE(PictureWriter().NewPictureWriter(size, 1));
+    EXPECT_FALSE(PictureWriter().NewPictureWriter(1, size));
+  }
+  PictureWriter writer;
+  EXPECT_TRUE(writer.NewPictureWriter(32767, 1));
+  EXPECT_TRUE(writer.NewPictureWriter(1, 32767));
+}
+
+TEST_F(Editor, CopiesTheTopLeftCornerWithoutTheMask) {
+  const NothingLost watch(host);
+  const auto picture = host.NewPicture(5, 4, devhost::PixelFormat::kBitmap);
+  const auto mask = host.NewPicture(5, 4);
+  FillWithNoise(*picture, 1);
+  FillWithNoise(*mask, 2);
+  picture->SetMask(mask.get());
+  const devhost::Ref<REALpictureStruct> copy(rastel::DuplicatePictureWithoutMaskOrAlpha(picture.get(), 3, 2));
+  ASSERT_NE(nullptr, copy.get());
+  EXPECT_EQ(mask.get(), picture->mask);
+  EXPECT_EQ(nullptr, copy->mask);
+  EXPECT_EQ(3, copy->width);
+  EXPECT_EQ(2, copy->height);
+  for (const std::int32_t y : {0, 1}) {
+    for (const std::int32_t x : {0, 1, 2}) {
+      EXPECT_EQ(picture->At(x, y).red, copy->At(x, y).red);
+      EXPECT_EQ(picture->At(x, y).blue, copy->At(x, y).blue);
+    }
+  }
+}
+
+TEST_F(Editor, CopiesNothingOfNoSize) {
+  const auto picture = host.NewPicture(5, 4);
+  EXPECT_EQ(nullptr, rastel::DuplicatePictureWithoutMaskOrAlpha(nullptr, 3, 2));
+  EXPECT_EQ(nullptr, rastel::DuplicatePictureWithoutMaskOrAlpha(picture.get(), 0, 2));
+  EXPECT_EQ(nullptr, rastel::DuplicatePictureWithoutMaskOrAlpha(picture.get(), 3, -1));
+  EXPECT_TRUE(host.trace.empty());
+}
+
+}  // namespace
+}  // namespace tests

@@ -1,0 +1,193 @@
+// Declarations rewritten for modules, and records in the form of old hosts.
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <cstring>
+#include <memory>
+#include <string>
+
+#include "registration/declarations.h"
+#include "registration/old_records.h"
+#include "registration/version.h"
+
+namespace tests {
+namespace {
+
+using rastel::AddAssignsParameter;
+using rastel::AddClassParameter;
+using rastel::CBuffer;
+
+std::string WithClass(const std::string& declaration) {
+  const CBuffer<char> text(AddClassParameter(declaration.c_str(), "Picture"));
+  return text == nullptr ? "(null)" : text.get();
+}
+
+std::string WithValue(const std::string& declaration) {
+  const CBuffer<char> text = AddAssignsParameter(declaration.c_str());
+  return text == nullptr ? "(null)" : text.get();
+}
+
+TEST(Declarations, GetTheClassAsFirstParameter) {
+  EXPECT_EQ("Width(extends ref as Picture) as integer", WithClass("Width as integer"));
+  EXPECT_EQ("Copy(extends ref as Picture, block as memoryblock) as boolean",
+            WithClass("Copy(block as memoryblock) as boolean"));
+  EXPECT_EQ("Name(extends ref as Picture, )", WithClass("Name()"));
+  EXPECT_EQ("Name(extends ref as Picture) (x as integer)", WithClass("Name (x as integer)"));
+  EXPECT_EQ("Name(extends ref as Picture)", WithClass("Name"));
+  EXPECT_EQ("(extends ref as Picture)", WithClass(""));
+}
+
+TEST(Declarations, GetTheValueAsLastParameter) {
+  EXPECT_EQ("Name(extends ref as Picture, x as integer, assigns value as integer)",
+            WithValue("Name(extends ref as Picture, x as integer) as integer"));
+  EXPECT_EQ("Name(assigns value as integer)", WithValue("Name as integer"));
+  EXPECT_EQ("Name(x, assigns value)", WithValue("Name(x)"));
+  EXPECT_EQ("(null)", WithValue("Name"));
+  EXPECT_EQ("(null)", WithValue(""));
+}
+
+TEST(Declarations, AreCutWhereTheBufferEnds) {
+  for (const std::size_t length : {900U, 960U, 970U, 975U, 976U, 990U, 999U, 1000U, 1001U, 1024U, 3000U}) {
+    SCOPED_TRACE(length);
+    const std::string letters(length, 'a');
+    EXPECT_EQ((letters + "(extends ref as Picture)").substr(0, 999), WithClass(letters));
+    EXPECT_EQ("(null)", WithValue(letters));
+    EXPECT_EQ(("N(extends ref as Picture, " + letters + ")").substr(0, 998), WithClass("N(" + letters + ")"));
+    EXPECT_EQ(("N(extends ref as Picture) as " + letters).substr(0, 998), WithClass("N as " + letters));
+    EXPECT_EQ(("N(x, assigns value as " + letters + ")").substr(0, 998), WithValue("N(x) as " + letters));
+    EXPECT_EQ(("N(assigns value as " + letters + ")").substr(0, 998), WithValue("N as " + letters));
+    if (length < 998) {
+      EXPECT_EQ((letters + "(extends ref as Picture, x)").substr(0, 998), WithClass(letters + "(x)"));
+      EXPECT_EQ((letters + "(assigns value as x)").substr(0, 998), WithValue(letters + " as x"));
+    }
+  }
+}
+
+/// Records whose bytes all differ.
+template <typename Record, std::size_t Count>
+std::array<Record, Count> Filled(unsigned char start) {
+  std::array<Record, Count> records;
+  auto* bytes = reinterpret_cast<unsigned char*>(records.data());
+  for (std::size_t i = 0; i < sizeof records; ++i) {
+    bytes[i] = static_cast<unsigned char>(start + i * 7);
+  }
+  return records;
+}
+
+/// True if `table` holds the first sizeof(Old) bytes of each record. Frees the table.
+template <typename Old, typename New, std::size_t Count>
+bool TakeCut(const std::array<New, Count>& records, void* table) {
+  const CBuffer<void> owned(table);
+  for (std::size_t i = 0; table != nullptr && i < Count; ++i) {
+    if (std::memcmp(static_cast<Old*>(table) + i, &records[i], sizeof(Old)) != 0) {
+      return false;
+    }
+  }
+  return table != nullptr;
+}
+
+TEST(OldRecords, OfModulesAreCut) {
+  rastel::CurrentREALControlVersion = 9;
+  auto methods = Filled<REALmethodDefinition, 3>(1);
+  auto records4 = Filled<HostRecord<5>, 2>(2);
+  auto properties = Filled<REALproperty, 4>(3);
+  auto rows8 = Filled<REALmethodDefinition, 1>(4);
+  auto records10 = Filled<HostRecord<7>, 5>(5);
+  REALmoduleDefinition module{};
+  module.common = {13,           "Name", methods.data(),   3, records4.data(), 2, properties.data(), 4,
+                   rows8.data(), 1,      records10.data(), 5};
+  const CBuffer<OldModuleDefinition> old(rastel::FixModule(&module));
+  ASSERT_NE(nullptr, old);
+  EXPECT_EQ(9, old->version);
+  EXPECT_STREQ("Name", old->name);
+  EXPECT_EQ(3U, old->methodCount);
+  EXPECT_EQ(2U, old->count5);
+  EXPECT_EQ(4U, old->propertyCount);
+  EXPECT_EQ(1U, old->count9);
+  EXPECT_EQ(5U, old->count11);
+  EXPECT_TRUE((TakeCut<OldMethodRow>(methods, old->methods)));
+  EXPECT_TRUE((TakeCut<HostRecord<3>>(records4, old->records4)));
+  EXPECT_TRUE((TakeCut<OldProperty>(properties, old->properties)));
+  EXPECT_TRUE((TakeCut<OldMethodRow>(rows8, old->rows8)));
+  EXPECT_TRUE((TakeCut<HostRecord<5>>(records10, old->records10)));
+}
+
+TEST(OldRecords, KeepCountsWithoutTables) {
+  REALmoduleDefinition module{};
+  module.common.propertyCount = 4;
+  HostRecord<7> unused{};
+  module.common.records10 = &unused;
+  const CBuffer<OldModuleDefinition> old(rastel::FixModule(&module));
+  EXPECT_EQ(nullptr, old->properties);
+  EXPECT_EQ(4U, old->propertyCount);
+  EXPECT_EQ(nullptr, old->records10);
+  EXPECT_EQ(nullptr, old->methods);
+}
+
+TEST(OldRecords, OfPropertiesAreCut) {
+  const auto properties = Filled<REALproperty, 3>(9);
+  EXPECT_TRUE((TakeCut<OldProperty>(properties, rastel::FixProperties(properties.data(), 3))));
+  EXPECT_EQ(nullptr, rastel::FixProperties(properties.data(), 0));
+  EXPECT_EQ(nullptr, rastel::FixProperties(nullptr, 3));
+  // More than 2 GiB of records.
+  EXPECT_EQ(nullptr, rastel::FixProperties(properties.data(), 0xFFFFFFFF));
+}
+
+TEST(OldRecords, OfClassesAreCut) {
+  rastel::CurrentREALControlVersion = 9;
+  auto properties = Filled<REALproperty, 2>(1);
+  auto methods = Filled<REALmethodDefinition, 3>(2);
+  auto events = Filled<HostRecord<4>, 3>(3);
+  auto records18 = Filled<HostRecord<5>, 4>(4);
+  auto sharedProperties = Filled<REALproperty, 1>(5);
+  auto sharedMethods = Filled<REALmethodDefinition, 2>(6);
+  REALclassDefinition definition{};
+  definition.common = {13,
+                       "Picture",
+                       {1, 2, 3, 4, 5},
+                       properties.data(),
+                       2,
+                       methods.data(),
+                       3,
+                       events.data(),
+                       3,
+                       {6, 7, 8, 9, 10},
+                       records18.data(),
+                       4,
+                       0x1234,
+                       sharedProperties.data(),
+                       1,
+                       sharedMethods.data(),
+                       2};
+  const auto originalEvents = events;
+  const CBuffer<OldClassDefinition> old(rastel::FixClass(definition));
+  ASSERT_NE(nullptr, old);
+  EXPECT_EQ(9, old->version);
+  EXPECT_STREQ("Picture", old->name);
+  EXPECT_EQ(0, std::memcmp(old->words2to6, definition.common.words2to6, sizeof old->words2to6));
+  for (const std::size_t word : {0U, 1U, 2U}) {
+    EXPECT_EQ(6 + word, old->words13to17[word]);
+  }
+  EXPECT_EQ(0U, old->words13to17[3]);
+  EXPECT_EQ(0U, old->words13to17[4]);
+  EXPECT_EQ(0x1234U, old->flags);
+  EXPECT_EQ((std::array{2U, 3U, 3U, 4U, 1U, 2U}),
+            (std::array{old->propertyCount, old->methodCount, old->eventCount, old->count19,
+                        old->sharedPropertyCount, old->sharedMethodCount}));
+  // Each event now leads to its own copy.
+  auto* cut = reinterpret_cast<HostRecord<2>*>(old->events);
+  for (std::size_t i = 0; i < events.size(); ++i) {
+    EXPECT_EQ(reinterpret_cast<HostWord>(&cut[i]), events[i].words[1]);
+    EXPECT_EQ(originalEvents[i].words[0], events[i].words[0]);
+    EXPECT_EQ(originalEvents[i].words[3], events[i].words[3]);
+  }
+  EXPECT_TRUE((TakeCut<HostRecord<2>>(originalEvents, old->events)));
+  EXPECT_TRUE((TakeCut<OldProperty>(properties, old->properties)));
+  EXPECT_TRUE((TakeCut<OldMethodRow>(methods, old->methods)));
+  EXPECT_TRUE((TakeCut<HostRecord<3>>(records18, old->records18)));
+  EXPECT_TRUE((TakeCut<OldProperty>(sharedProperties, old->sharedProperties)));
+  EXPECT_TRUE((TakeCut<OldMethodRow>(sharedMethods, old->sharedMethods)));
+}
+
+}  // namespace
+}  // namespace tests

@@ -1,0 +1,209 @@
+// Host strings in every encoding and on every host, and elements of host arrays.
+#include <cstring>
+#include <limits>
+#include <string_view>
+
+#include "host/strings.h"
+#include "unit_host.h"
+
+namespace tests {
+namespace {
+
+using rastel::REALBuildUnicodeString;
+
+constexpr std::uint32_t kAscii = 0x600, kUtf16 = 0x100, kUtf8 = 0x08000100, kUtf32 = 0x0C000100;
+
+template <typename Unit>
+std::string BytesOfUnits(std::initializer_list<Unit> units) {
+  return std::string(reinterpret_cast<const char*>(units.begin()), units.size() * sizeof(Unit));
+}
+
+/// What a text became.
+struct Made {
+  std::string bytes;
+  std::uint32_t encoding = 0;
+  bool operator==(const Made&) const = default;
+};
+
+Made Make(const std::string& bytes, std::uint32_t encoding) {
+  REALstringStruct* made =
+      REALBuildUnicodeString(bytes.data(), static_cast<std::int64_t>(bytes.size()), encoding);
+  if (made == nullptr) {
+    return {"(null)", 0};
+  }
+  const Made result = {made->bytes, made->encoding};
+  EXPECT_EQ(1, made->references);
+  rastel::REALUnlockString(made);
+  return result;
+}
+
+std::vector<std::string> EntriesOf(const devhost::Host& host) {
+  std::vector<std::string> entries;
+  for (const auto& call : host.trace) {
+    entries.push_back(call.entry);
+  }
+  return entries;
+}
+
+using Route = std::vector<std::string>;
+const Route kPlain = {"REALBuildString", "REALSetStringEncoding", "REALUnlockString"};
+const Route kOldConversion = {"REALBuildString", "REALSetStringEncoding", "REALConvertString",
+                              "REALUnlockString", "REALUnlockString"};
+const Route kNewConversion = {"REALBuildStringWithEncoding", "REALConvertString", "REALUnlockString",
+                              "REALUnlockString"};
+
+struct Text {
+  double version;
+  std::string_view bytes;
+  std::uint32_t encoding;
+  std::string_view madeBytes;
+  std::uint32_t madeEncoding;
+  const Route& route;
+};
+
+TEST(Strings, TakeTheRouteOfEncodingAndHost) {
+  const std::string utf16 = BytesOfUnits<char16_t>({u'A', u'\u00E9', 0xD83D, 0xDE00});
+  const std::string utf32 = BytesOfUnits<char32_t>({U'A', U'\u00E9', U'\U0001F600', U'\uFFFF'});
+  const std::string_view emoji = "A\xC3\xA9\xF0\x9F\x98\x80";
+  const std::string_view emojiAndMore = "A\xC3\xA9\xF0\x9F\x98\x80\xEF\xBF\xBF";
+  for (const Text& text : {Text{2013.04, "text", kAscii, "text", kAscii, kPlain},
+                           {2007.0, "text", kAscii, "text", kAscii, kPlain},
+                           {2013.04, "text", 0, "text", kAscii, kPlain},
+                           {2013.04, "text", 0x500, "text", kAscii, kPlain},
+                           {2013.04, "text", 0xFFFF, "text", kAscii, kPlain},
+                           {2013.04, "te\x80t", 0, "te\x80t", 0, kPlain},
+                           {2013.04, "\xFFtext", 0x500, "\xFFtext", 0x500, kPlain},
+                           {2013.04, "text\x80", 0xFFFF, "text\x80", 0xFFFF, kPlain},
+                           {2013.04, "text\xC3\xA9", kUtf8, "text\xC3\xA9", kUtf8, kPlain},
+                           {2012.0, utf16, kUtf16, emoji, kUtf8, kNewConversion},
+                           {2011.9, utf16, kUtf16, emoji, kUtf8, kOldConversion},
+                           {2013.0, utf32, kUtf32, emojiAndMore, kUtf8, kNewConversion},
+                           {2012.5, utf32, kUtf32, emojiAndMore, kUtf8, kNewConversion},
+                           {2011.9, utf32, kUtf32, emojiAndMore, kUtf8, kOldConversion}}) {
+    SCOPED_TRACE(testing::Message() << text.version << ", encoding " << text.encoding);
+    LinkedHost host(OptionsFor(text.version));
+    const NothingLost watch(host);
+    EXPECT_EQ((Made{std::string(text.madeBytes), text.madeEncoding}),
+              Make(std::string(text.bytes), text.encoding));
+    EXPECT_EQ(text.route, EntriesOf(host));
+  }
+}
+
+TEST(Strings, TellTheHostWhichUnitsTheyAre) {
+  for (const double version : {2012.5, 2013.0}) {
+    LinkedHost host(OptionsFor(version));
+    Make(BytesOfUnits<char32_t>({U'\U0001F600', U'B'}), kUtf32);
+    const bool isDirect = version == 2013.0;
+    EXPECT_EQ((std::vector<std::string>{"address", isDirect ? "8" : "6",
+                                        std::to_string(isDirect ? kUtf32 : kUtf16)}),
+              host.trace.front().arguments);
+  }
+}
+
+TEST(Strings, DropSurrogatesOfUtf32AndReplaceWhatIsNoCharacter) {
+  LinkedHost host(OptionsFor(2012.5));
+  const NothingLost watch(host);
+  const std::string bytes =
+      BytesOfUnits<char32_t>({U'a', 0xD800, 0xDFFF, 0xD7FF, 0xE000, 0x10FFFF, 0x110000, 0xFFFFFFFF, U'b'});
+  const Made expected = {
+      "a\xED\x9F\xBF\xEE\x80\x80\xF4\x8F\xBF\xBF\xEF\xBF\xBD\xEF\xBF\xBD"
+      "b",
+      kUtf8};
+  EXPECT_EQ(expected, Make(bytes, kUtf32));
+  EXPECT_EQ(expected, Make(bytes + "xyz", kUtf32)) << "a rest below four bytes";
+  EXPECT_EQ("", Make("xyz", kUtf32).bytes) << "no code point at all";
+}
+
+TEST(Strings, HoldTwoUnitsForEveryCodePoint) {
+  LinkedHost host(OptionsFor(2011.0));
+  const NothingLost watch(host);
+  for (const std::size_t count : {1U, 198U, 199U, 200U, 201U, 5000U}) {
+    SCOPED_TRACE(count);
+    std::string bytes, expected;
+    for (std::size_t i = 0; i < count; ++i) {
+      bytes += BytesOfUnits<char32_t>({U'\U00010000'});
+      expected += "\xF0\x90\x80\x80";
+    }
+    EXPECT_EQ(expected, Make(bytes, kUtf32).bytes);
+    EXPECT_EQ(expected, Make(bytes + "xyz", kUtf32).bytes);
+  }
+}
+
+TEST(Strings, AreNullForNoText) {
+  LinkedHost host;
+  constexpr std::int64_t kTooLong = 0x80000000;
+  EXPECT_EQ(nullptr, REALBuildUnicodeString(nullptr, 4, kAscii));
+  for (const std::int64_t length :
+       {std::int64_t{0}, std::int64_t{-1}, kTooLong, std::numeric_limits<std::int64_t>::min()}) {
+    EXPECT_EQ(nullptr, REALBuildUnicodeString("text", length, kAscii)) << length;
+  }
+  EXPECT_TRUE(host.trace.empty());
+}
+
+TEST(Strings, AreNullOrPlainWhereTheHostLacksEntries) {
+  struct Lack {
+    double version;
+    const char* entry;
+    std::uint32_t encoding;
+    std::string_view madeBytes;
+  };
+  const std::string units = BytesOfUnits<char16_t>({u'A', u'B'});
+  for (const Lack& lack : {Lack{2013.04, "REALBuildString", kAscii, "(null)"},
+                           {2013.04, "REALSetStringEncoding", kAscii, units},
+                           {2013.04, "REALBuildStringWithEncoding", kUtf16, "(null)"},
+                           {2013.04, "REALConvertString", kUtf16, "(null)"},
+                           {2013.04, "REALConvertString", kUtf32, "(null)"},
+                           {2011.0, "REALBuildString", kUtf16, "(null)"},
+                           {2011.0, "REALConvertString", kUtf16, "(null)"}}) {
+    SCOPED_TRACE(testing::Message() << lack.version << " without " << lack.entry);
+    LinkedHost host(OptionsFor(lack.version, {lack.entry}));
+    const NothingLost watch(host);
+    EXPECT_EQ((Made{std::string(lack.madeBytes), 0}), Make(units, lack.encoding));
+  }
+}
+
+TEST(Arrays, AreReadInTheStorageOfTheHost) {
+  for (const double version : {2007.9, 2008.0, 2015.9, 2016.0}) {
+    SCOPED_TRACE(version);
+    LinkedHost host(OptionsFor(version));
+    const auto array = host.NewIntegerArray({5, -7, 1 << 30});
+    for (const std::int32_t i : {0, 1, 2}) {
+      EXPECT_EQ((std::vector{5, -7, 1 << 30})[static_cast<std::size_t>(i)],
+                rastel::REALGetArrayInt(array.get(), i));
+    }
+    EXPECT_EQ(version < 2016.0 ? 0 : 3, CountCalls(host, "PluginIntegerArrayGetProc"));
+    EXPECT_EQ(nullptr, LinkedHost::Raised());
+    EXPECT_EQ(0, rastel::REALGetArrayInt(nullptr, 7));
+  }
+}
+
+TEST(Arrays, AreReadThroughTheGetterWhenTheyHaveNoStorage) {
+  for (const double version : {2007.9, 2015.9}) {
+    LinkedHost host(OptionsFor(version));
+    const auto array = host.NewIntegerArray({5, 6});
+    (version < 2008.0 ? array->before2008.elements : array->before2016.elements) = nullptr;
+    EXPECT_EQ(6, rastel::REALGetArrayInt(array.get(), 1));
+    host.onEntry = [](std::string_view entry) {
+      return entry == "PluginIntegerArrayGetProc" ? devhost::Reaction::kFail : devhost::Reaction::kAct;
+    };
+    EXPECT_EQ(0, rastel::REALGetArrayInt(array.get(), 1));
+  }
+}
+
+TEST(Arrays, RaiseForIndicesOutside) {
+  for (const double version : {2007.9, 2015.9, 2016.0}) {
+    LinkedHost host(OptionsFor(version));
+    const auto array = host.NewIntegerArray({5, 6, 7});
+    EXPECT_EQ(0, rastel::REALGetArrayInt(array.get(), 3));
+    ASSERT_NE(nullptr, LinkedHost::Raised());
+    EXPECT_EQ("OutOfBoundsException", LinkedHost::Raised()->className);
+    EXPECT_EQ("Parameter index  is too big. Range is 0 to 2, but value is 3.",
+              *LinkedHost::Raised()->message);
+    EXPECT_EQ(0, rastel::REALGetArrayInt(array.get(), -1));
+    EXPECT_EQ("Parameter index  is too small. Range is 0 to 2, but value is -1.",
+              *LinkedHost::Raised()->message);
+  }
+}
+
+}  // namespace
+}  // namespace tests
