@@ -117,7 +117,7 @@ TEST(Strings, DropSurrogatesOfUtf32AndReplaceWhatIsNoCharacter) {
 TEST(Strings, HoldTwoUnitsForEveryCodePoint) {
   LinkedHost host(OptionsFor(2011.0));
   const NothingLost watch(host);
-  for (const std::size_t count : {1U, 198U, 199U, 200U, 201U, 5000U}) {
+  for (const std::size_t count : {1U, 198U, 199U, 200U, 201U, 1000U, 5000U}) {
     SCOPED_TRACE(count);
     std::string bytes, expected;
     for (std::size_t i = 0; i < count; ++i) {

@@ -15,9 +15,9 @@ struct PixelTypeRow {
 
 // Pixel type 13 is opaque (alpha 255) and pixel type 8 has 0 in its spare byte: hosts expect the difference.
 inline constexpr PixelTypeRow kPixelTypes[] = {
-    {13, pixels::kARGB, 255},
-    {12, pixels::kRGB, 0},
-    {8, pixels::kBGRA, 0},
+    {13, pixels::Layout::kARGB, 255},
+    {12, pixels::Layout::kRGB, 0},
+    {8, pixels::Layout::kBGRA, 0},
 };
 
 /// The row of `pixelType`, or null if it is none of them.

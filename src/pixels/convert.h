@@ -1,7 +1,6 @@
-// Bytes in, bytes out: rows of pixels from one layout to another.
+// How pixels are converted, and which.
 #pragma once
 
-#include <array>
 #include <cstddef>
 #include <cstdint>
 
@@ -9,28 +8,34 @@
 
 namespace rastel::pixels {
 
-/// What a channel-less byte of the destination's pixels gets.
+/// What the bytes of a destination pixel get that are no channel.
 enum class Rest : unsigned char {
   kFill,      // one value for all pixels
   kKept,      // nothing: the byte keeps what it holds
   kFromMask,  // 255 minus the green of the mask's pixel
 };
 
-/// Channel values by the value of a gray byte.
-struct ChannelTables {
-  std::array<std::uint8_t, 256> red, green, blue;
+/// Weights of red, green and blue over 256: 0 to 32767.
+struct ChannelWeights {
+  std::uint16_t values[3];
 };
 
-/// How pixels are converted. Plain data; the pointer is the caller's and must outlive the conversion.
+/// Red, green and blue by the value of a gray byte.
+struct ChannelTables {
+  std::uint8_t values[3][256];
+};
+
+/// How pixels are converted. The pointers are the caller's and must outlive the converter.
 struct Conversion {
   Layout from;
   Layout to;
   Rest rest = Rest::kFill;
-  std::uint8_t fill = 0;                  // with Rest::kFill
-  Layout mask = kGray;                    // with Rest::kFromMask
-  std::ptrdiff_t fromStep = from.bytes;   // bytes from one source pixel to the next; any value
-  std::ptrdiff_t toStep = to.bytes;       // likewise in the destination; bytes in between are kept
-  const ChannelTables* tables = nullptr;  // if set, `from` is kGray and the channels are looked up
+  std::uint8_t fill = 0;                             // with Rest::kFill
+  Layout mask = Layout::kRGB;                        // with Rest::kFromMask
+  std::ptrdiff_t fromStep = ChannelsOf(from).bytes;  // bytes from one pixel to the next; any value for kGray
+  std::ptrdiff_t toStep = ChannelsOf(to).bytes;      // likewise; any value for one channel alone
+  const ChannelWeights* weights = nullptr;           // if set, `from` is kGray and is weighted
+  const ChannelTables* tables = nullptr;             // if set, `from` is kGray and is looked up
 };
 
 /// Rows of `width` pixels (at least 0), each `…Step` bytes from the one before; any step is allowed.
@@ -44,10 +49,5 @@ struct Rows {
   std::ptrdiff_t width;
   std::ptrdiff_t count;
 };
-
-/// Converts `rows`, first to last and each from left to right. Nothing before the first or after the last
-/// byte of a row's pixels is read or written, and the kept bytes in between keep their values. Source and
-/// destination may be the same rows if their pixels have the same size.
-void Convert(const Conversion& conversion, const Rows& rows);
 
 }  // namespace rastel::pixels

@@ -1,31 +1,60 @@
 // Pixel layouts: where the channels sit in a pixel's bytes.
 #pragma once
 
+#include <cstddef>
+
 namespace rastel::pixels {
 
-/// Where a pixel's channels are, as offsets from the pixel's first byte. A layout need not have all channels
-/// (one channel alone), and several may share a byte (gray).
-struct Layout {
+/// The layouts by name, in the order of kLayouts.
+enum class Layout : unsigned char {
+  kRGB,
+  kBGR,
+  kARGB,
+  kABGR,
+  kRGBA,
+  kBGRA,
+  kGray,  // red, green and blue are the same byte
+  kRed,   // one channel alone
+  kGreen,
+  kBlue,
+  kGrayOf4,  // the same as the first of four bytes
+  kRedOf4,
+  kGreenOf4,
+  kBlueOf4,
+};
+
+/// Where a pixel's channels are, as offsets from the pixel's first byte. Bytes of which none is a channel are
+/// alpha or padding.
+struct Channels {
   static constexpr int kAbsent = -1;
 
   int bytes;  // of one pixel
   int red;
   int green;
   int blue;
-
-  bool operator==(const Layout&) const = default;
 };
 
-inline constexpr Layout kRGB{3, 0, 1, 2};
-inline constexpr Layout kBGR{3, 2, 1, 0};
-// The byte of four that no channel takes is alpha or padding.
-inline constexpr Layout kARGB{4, 1, 2, 3};
-inline constexpr Layout kABGR{4, 3, 2, 1};
-inline constexpr Layout kRGBA{4, 0, 1, 2};
-inline constexpr Layout kBGRA{4, 2, 1, 0};
-inline constexpr Layout kGray{1, 0, 0, 0};
-inline constexpr Layout kRed{1, 0, Layout::kAbsent, Layout::kAbsent};
-inline constexpr Layout kGreen{1, Layout::kAbsent, 0, Layout::kAbsent};
-inline constexpr Layout kBlue{1, Layout::kAbsent, Layout::kAbsent, 0};
+constexpr Channels kLayouts[] = {
+    {3, 0, 1, 2},                                  // kRGB
+    {3, 2, 1, 0},                                  // kBGR
+    {4, 1, 2, 3},                                  // kARGB
+    {4, 3, 2, 1},                                  // kABGR
+    {4, 0, 1, 2},                                  // kRGBA
+    {4, 2, 1, 0},                                  // kBGRA
+    {1, 0, 0, 0},                                  // kGray
+    {1, 0, Channels::kAbsent, Channels::kAbsent},  // kRed
+    {1, Channels::kAbsent, 0, Channels::kAbsent},  // kGreen
+    {1, Channels::kAbsent, Channels::kAbsent, 0},  // kBlue
+    {4, 0, 0, 0},                                  // kGrayOf4
+    {4, 0, Channels::kAbsent, Channels::kAbsent},  // kRedOf4
+    {4, Channels::kAbsent, 0, Channels::kAbsent},  // kGreenOf4
+    {4, Channels::kAbsent, Channels::kAbsent, 0},  // kBlueOf4
+};
+
+constexpr std::size_t kLayoutCount = sizeof kLayouts / sizeof kLayouts[0];
+
+constexpr const Channels& ChannelsOf(Layout layout) {
+  return kLayouts[static_cast<std::size_t>(layout)];
+}
 
 }  // namespace rastel::pixels

@@ -17,28 +17,28 @@ Boolean CopyARGBtoMemoryblockKVZ(REALpictureStruct* picture, REALmemoryBlockStru
                                  std::int32_t offset, std::int32_t alphaValue, std::int32_t startLine,
                                  std::int32_t endLine, std::int32_t yield, std::int32_t destRowBytes) {
   return CopyPicture({picture, destination, offset}, {startLine, endLine, yield, destRowBytes},
-                     {.layout = pixels::kARGB, .fill = LowByte(alphaValue)});
+                     {.layout = pixels::Layout::kARGB, .fill = LowByte(alphaValue)});
 }
 
 Boolean CopyABGRtoMemoryblockKVZ(REALpictureStruct* picture, REALmemoryBlockStruct* destination,
                                  std::int32_t offset, std::int32_t alphaValue, std::int32_t startLine,
                                  std::int32_t endLine, std::int32_t yield, std::int32_t destRowBytes) {
   return CopyPicture({picture, destination, offset}, {startLine, endLine, yield, destRowBytes},
-                     {.layout = pixels::kABGR, .fill = LowByte(alphaValue)});
+                     {.layout = pixels::Layout::kABGR, .fill = LowByte(alphaValue)});
 }
 
 Boolean CopyRGBAtoMemoryblockKVZ(REALpictureStruct* picture, REALmemoryBlockStruct* destination,
                                  std::int32_t offset, std::int32_t alphaValue, std::int32_t startLine,
                                  std::int32_t endLine, std::int32_t yield, std::int32_t destRowBytes) {
   return CopyPicture({picture, destination, offset}, {startLine, endLine, yield, destRowBytes},
-                     {.layout = pixels::kRGBA, .fill = LowByte(alphaValue)});
+                     {.layout = pixels::Layout::kRGBA, .fill = LowByte(alphaValue)});
 }
 
 Boolean CopyBGRAtoMemoryblockKVZ(REALpictureStruct* picture, REALmemoryBlockStruct* destination,
                                  std::int32_t offset, std::int32_t alphaValue, std::int32_t startLine,
                                  std::int32_t endLine, std::int32_t yield, std::int32_t destRowBytes) {
   return CopyPicture({picture, destination, offset}, {startLine, endLine, yield, destRowBytes},
-                     {.layout = pixels::kBGRA, .fill = LowByte(alphaValue)});
+                     {.layout = pixels::Layout::kBGRA, .fill = LowByte(alphaValue)});
 }
 
 // An alpha value that is no byte leaves the alpha bytes alone, unlike in the methods above.

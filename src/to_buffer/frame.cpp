@@ -8,11 +8,12 @@
 #include "picture/editor.h"
 #include "picture/pixel_type.h"
 #include "pixels/address.h"
+#include "pixels/converter.h"
 
 namespace rastel {
 namespace {
 
-constexpr std::uint8_t kBlackPixel[4] = {};
+constexpr std::uint8_t kBlack = 0;
 
 /// The rows of a picture that are copied: `first` to `last`, none if `last` is below `first`.
 struct Lines {
@@ -39,11 +40,15 @@ class BandCopy {
  public:
   BandCopy(PictureReader& picture, PictureReader* mask, const RowBand& band,
            const pixels::Conversion& conversion)
-      : picture_(picture), mask_(mask), yield_{band.yield, 0}, conversion_(conversion) {
+      : picture_(picture),
+        mask_(mask),
+        yield_{band.yield, 0},
+        conversion_(conversion),
+        converter_(conversion) {
     const PictureReader& sized = mask == nullptr ? picture : *mask;
     lines_ = LinesOf(band, picture.Height < 1 ? 0 : sized.Height);
     width_ = std::max(sized.Width, 0);
-    const auto packed = static_cast<std::int64_t>(width_) * conversion.to.bytes;
+    const auto packed = static_cast<std::int64_t>(width_) * pixels::ChannelsOf(conversion.to).bytes;
     stride_ = std::max<std::int64_t>(packed, band.destRowBytes);
   }
 
@@ -101,7 +106,7 @@ class BandCopy {
       ConvertBeyondPicture(rows);
       rows.width = std::max(picture_.Width, 0);
     }
-    pixels::Convert(conversion_, rows);
+    converter_.Convert(rows);
     return source.count;
   }
 
@@ -115,20 +120,22 @@ class BandCopy {
   /// Where the mask is wider than the picture: alpha from the mask, black for the missing pixels.
   void ConvertBeyondPicture(pixels::Rows rows) const {
     const std::ptrdiff_t present = std::max(picture_.Width, 0);
-    pixels::Conversion beyond = conversion_;
-    beyond.fromStep = 0;
-    rows.source = kBlackPixel;
+    rows.source = &kBlack;
     rows.sourceStep = 0;
     rows.destination = pixels::At(rows.destination, present, conversion_.toStep);
-    rows.mask = pixels::At(rows.mask, present, conversion_.mask.bytes);
+    rows.mask = pixels::At(rows.mask, present, pixels::ChannelsOf(conversion_.mask).bytes);
     rows.width -= present;
-    pixels::Convert(beyond, rows);
+    pixels::Conversion beyond = conversion_;
+    beyond.from = pixels::Layout::kGray;
+    beyond.fromStep = 0;
+    pixels::Converter(beyond).Convert(rows);
   }
 
   PictureReader& picture_;
   PictureReader* mask_;
   YieldData yield_;
   pixels::Conversion conversion_;
+  pixels::Converter converter_;
   Lines lines_{};
   std::int32_t width_;   // pixels copied from each row
   std::int64_t stride_;  // bytes from one written row to the next
@@ -157,7 +164,7 @@ Boolean CopyPicture(const CopyTarget& target, const RowBand& band, const BlockFo
 }
 
 Boolean CopyPictureWithMask(const CopyTarget& target, REALpictureStruct* maskForAlpha, const RowBand& band,
-                            const pixels::Layout& layout, CheckOrder order) {
+                            pixels::Layout layout, CheckOrder order) {
   const Check blockCheck{target.destination != nullptr, kMemoryblockIsNil};
   const Check maskCheck{maskForAlpha != nullptr, kMaskIsNil};
   const bool isMaskFirst = order == CheckOrder::kMaskFirst;

@@ -30,7 +30,8 @@ struct BlockFormat {
   pixels::Layout layout;
   pixels::Rest rest = pixels::Rest::kFill;
   std::uint8_t fill = 0;
-  std::ptrdiff_t pixelBytes = layout.bytes;  // from one pixel to the next; does not enter the stride
+  std::ptrdiff_t pixelBytes =
+      pixels::ChannelsOf(layout).bytes;  // from one pixel to the next; does not enter the stride
 };
 
 /// Copies a band of the picture's rows. True if that was possible, even if the band is empty.
@@ -42,6 +43,6 @@ enum class CheckOrder : unsigned char { kBlockFirst, kMaskFirst };
 /// Copies a band of the mask's rows: colours from the picture's pixels, alpha from the mask's. Where the mask
 /// is larger than the picture, missing pixels are black and missing rows are the picture's row 0.
 Boolean CopyPictureWithMask(const CopyTarget& target, REALpictureStruct* maskForAlpha, const RowBand& band,
-                            const pixels::Layout& layout, CheckOrder order = CheckOrder::kBlockFirst);
+                            pixels::Layout layout, CheckOrder order = CheckOrder::kBlockFirst);
 
 }  // namespace rastel

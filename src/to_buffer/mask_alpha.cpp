@@ -8,28 +8,28 @@ Boolean CopyMRGBtoMemoryblockKVZ(REALpictureStruct* picture, REALmemoryBlockStru
                                  std::int32_t offset, REALpictureStruct* maskForAlpha, std::int32_t startLine,
                                  std::int32_t endLine, std::int32_t yield, std::int32_t destRowBytes) {
   return CopyPictureWithMask({picture, destination, offset}, maskForAlpha,
-                             {startLine, endLine, yield, destRowBytes}, pixels::kARGB);
+                             {startLine, endLine, yield, destRowBytes}, pixels::Layout::kARGB);
 }
 
 Boolean CopyMBGRtoMemoryblockKVZ(REALpictureStruct* picture, REALmemoryBlockStruct* destination,
                                  std::int32_t offset, REALpictureStruct* maskForAlpha, std::int32_t startLine,
                                  std::int32_t endLine, std::int32_t yield, std::int32_t destRowBytes) {
   return CopyPictureWithMask({picture, destination, offset}, maskForAlpha,
-                             {startLine, endLine, yield, destRowBytes}, pixels::kABGR);
+                             {startLine, endLine, yield, destRowBytes}, pixels::Layout::kABGR);
 }
 
 Boolean CopyRGBMtoMemoryblockKVZ(REALpictureStruct* picture, REALmemoryBlockStruct* destination,
                                  std::int32_t offset, REALpictureStruct* maskForAlpha, std::int32_t startLine,
                                  std::int32_t endLine, std::int32_t yield, std::int32_t destRowBytes) {
   return CopyPictureWithMask({picture, destination, offset}, maskForAlpha,
-                             {startLine, endLine, yield, destRowBytes}, pixels::kRGBA);
+                             {startLine, endLine, yield, destRowBytes}, pixels::Layout::kRGBA);
 }
 
 Boolean CopyBGRMtoMemoryblockKVZ(REALpictureStruct* picture, REALmemoryBlockStruct* destination,
                                  std::int32_t offset, REALpictureStruct* maskForAlpha, std::int32_t startLine,
                                  std::int32_t endLine, std::int32_t yield, std::int32_t destRowBytes) {
   return CopyPictureWithMask({picture, destination, offset}, maskForAlpha,
-                             {startLine, endLine, yield, destRowBytes}, pixels::kBGRA,
+                             {startLine, endLine, yield, destRowBytes}, pixels::Layout::kBGRA,
                              CheckOrder::kMaskFirst);
 }
 

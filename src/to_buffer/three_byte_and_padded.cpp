@@ -8,42 +8,42 @@ Boolean CopyRGBtoMemoryblockKVZ(REALpictureStruct* picture, REALmemoryBlockStruc
                                 std::int32_t offset, std::int32_t startLine, std::int32_t endLine,
                                 std::int32_t yield, std::int32_t destRowBytes) {
   return CopyPicture({picture, destination, offset}, {startLine, endLine, yield, destRowBytes},
-                     {.layout = pixels::kRGB});
+                     {.layout = pixels::Layout::kRGB});
 }
 
 Boolean CopyBGRtoMemoryblockKVZ(REALpictureStruct* picture, REALmemoryBlockStruct* destination,
                                 std::int32_t offset, std::int32_t startLine, std::int32_t endLine,
                                 std::int32_t yield, std::int32_t destRowBytes) {
   return CopyPicture({picture, destination, offset}, {startLine, endLine, yield, destRowBytes},
-                     {.layout = pixels::kBGR});
+                     {.layout = pixels::Layout::kBGR});
 }
 
 Boolean CopyXRGBtoMemoryblockKVZ(REALpictureStruct* picture, REALmemoryBlockStruct* destination,
                                  std::int32_t offset, std::int32_t startLine, std::int32_t endLine,
                                  std::int32_t yield, std::int32_t destRowBytes) {
   return CopyPicture({picture, destination, offset}, {startLine, endLine, yield, destRowBytes},
-                     {.layout = pixels::kARGB, .rest = pixels::Rest::kKept});
+                     {.layout = pixels::Layout::kARGB, .rest = pixels::Rest::kKept});
 }
 
 Boolean CopyXBGRtoMemoryblockKVZ(REALpictureStruct* picture, REALmemoryBlockStruct* destination,
                                  std::int32_t offset, std::int32_t startLine, std::int32_t endLine,
                                  std::int32_t yield, std::int32_t destRowBytes) {
   return CopyPicture({picture, destination, offset}, {startLine, endLine, yield, destRowBytes},
-                     {.layout = pixels::kABGR, .rest = pixels::Rest::kKept});
+                     {.layout = pixels::Layout::kABGR, .rest = pixels::Rest::kKept});
 }
 
 Boolean CopyRGBXtoMemoryblockKVZ(REALpictureStruct* picture, REALmemoryBlockStruct* destination,
                                  std::int32_t offset, std::int32_t startLine, std::int32_t endLine,
                                  std::int32_t yield, std::int32_t destRowBytes) {
   return CopyPicture({picture, destination, offset}, {startLine, endLine, yield, destRowBytes},
-                     {.layout = pixels::kRGBA, .rest = pixels::Rest::kKept});
+                     {.layout = pixels::Layout::kRGBA, .rest = pixels::Rest::kKept});
 }
 
 Boolean CopyBGRXtoMemoryblockKVZ(REALpictureStruct* picture, REALmemoryBlockStruct* destination,
                                  std::int32_t offset, std::int32_t startLine, std::int32_t endLine,
                                  std::int32_t yield, std::int32_t destRowBytes) {
   return CopyPicture({picture, destination, offset}, {startLine, endLine, yield, destRowBytes},
-                     {.layout = pixels::kBGRA, .rest = pixels::Rest::kKept});
+                     {.layout = pixels::Layout::kBGRA, .rest = pixels::Rest::kKept});
 }
 
 }  // namespace rastel

@@ -6,48 +6,48 @@ namespace rastel {
 
 REALpictureStruct* PtrARGBtoPictureKVZdest(REALpictureStruct* dest, void* source, std::int32_t offset,
                                            std::int32_t width, std::int32_t height) {
-  return BufferToPicture(dest, {source, offset, width, height}, {.layout = pixels::kARGB});
+  return BufferToPicture(dest, {source, offset, width, height}, {.layout = pixels::Layout::kARGB});
 }
 
 REALpictureStruct* MemoryblockARGBtoPictureKVZdest(REALpictureStruct* dest, REALmemoryBlockStruct* source,
                                                    std::int32_t offset, std::int32_t width,
                                                    std::int32_t height) {
-  return BufferToPicture(dest, {source, offset, width, height}, {.layout = pixels::kARGB});
+  return BufferToPicture(dest, {source, offset, width, height}, {.layout = pixels::Layout::kARGB});
 }
 
 REALpictureStruct* PtrABGRtoPictureKVZdest(REALpictureStruct* dest, void* source, std::int32_t offset,
                                            std::int32_t width, std::int32_t height) {
-  return BufferToPicture(dest, {source, offset, width, height}, {.layout = pixels::kABGR});
+  return BufferToPicture(dest, {source, offset, width, height}, {.layout = pixels::Layout::kABGR});
 }
 
 REALpictureStruct* MemoryblockABGRtoPictureKVZdest(REALpictureStruct* dest, REALmemoryBlockStruct* source,
                                                    std::int32_t offset, std::int32_t width,
                                                    std::int32_t height) {
-  return BufferToPicture(dest, {source, offset, width, height}, {.layout = pixels::kABGR});
+  return BufferToPicture(dest, {source, offset, width, height}, {.layout = pixels::Layout::kABGR});
 }
 
 REALpictureStruct* PtrBGRAtoPictureKVZdest(REALpictureStruct* dest, void* source, std::int32_t offset,
                                            std::int32_t width, std::int32_t height) {
-  return BufferToPicture(dest, {source, offset, width, height}, {.layout = pixels::kBGRA});
+  return BufferToPicture(dest, {source, offset, width, height}, {.layout = pixels::Layout::kBGRA});
 }
 
 REALpictureStruct* MemoryblockBGRAtoPictureKVZdest(REALpictureStruct* dest, REALmemoryBlockStruct* source,
                                                    std::int32_t offset, std::int32_t width,
                                                    std::int32_t height) {
-  return BufferToPicture(dest, {source, offset, width, height}, {.layout = pixels::kBGRA});
+  return BufferToPicture(dest, {source, offset, width, height}, {.layout = pixels::Layout::kBGRA});
 }
 
 REALpictureStruct* PtrRGBAtoPictureKVZdest(REALpictureStruct* dest, void* source, std::int32_t offset,
                                            std::int32_t width, std::int32_t height, Boolean flipVertically) {
   return BufferToPicture(dest, {source, offset, width, height},
-                         {.layout = pixels::kRGBA, .flipVertically = flipVertically != 0});
+                         {.layout = pixels::Layout::kRGBA, .flipVertically = flipVertically != 0});
 }
 
 REALpictureStruct* MemoryblockRGBAtoPictureKVZdest(REALpictureStruct* dest, REALmemoryBlockStruct* source,
                                                    std::int32_t offset, std::int32_t width,
                                                    std::int32_t height, Boolean flipVertically) {
   return BufferToPicture(dest, {source, offset, width, height},
-                         {.layout = pixels::kRGBA, .flipVertically = flipVertically != 0});
+                         {.layout = pixels::Layout::kRGBA, .flipVertically = flipVertically != 0});
 }
 
 REALpictureStruct* PtrARGBtoPictureKVZ(void* source, std::int32_t offset, std::int32_t width,

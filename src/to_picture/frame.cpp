@@ -5,17 +5,18 @@
 #include "picture/editor.h"
 #include "picture/pixel_type.h"
 #include "pixels/address.h"
+#include "pixels/converter.h"
 
 namespace rastel {
 namespace {
 
-void FillRows(PictureWriter& writer, pixels::Rows rows, const pixels::Conversion& conversion) {
+void FillRows(PictureWriter& writer, pixels::Rows rows, const pixels::Converter& converter) {
   for (auto remaining = static_cast<std::int32_t>(rows.count); remaining > 0;) {
     const RowRun run = writer.PeekRows(remaining);
     rows.destination = run.first;
     rows.destinationStep = run.step;
     rows.count = run.count;
-    pixels::Convert(conversion, rows);
+    converter.Convert(rows);
     writer.SkipRows(run.count);
     rows.source = pixels::At(rows.source, run.count, rows.sourceStep);
     remaining -= run.count;
@@ -24,13 +25,12 @@ void FillRows(PictureWriter& writer, pixels::Rows rows, const pixels::Conversion
 
 /// The rows of `buffer`, whose first byte is at `source`, in the order in which they are written.
 pixels::Rows RowsOf(const Buffer& buffer, const BufferFormat& format, const std::uint8_t* source) {
-  const auto rowBytes = static_cast<std::ptrdiff_t>(static_cast<std::uintptr_t>(buffer.width) *
-                                                    static_cast<std::uintptr_t>(format.pixelBytes));
+  const std::ptrdiff_t rowBytes = pixels::Distance(buffer.width, format.pixelBytes);
   pixels::Rows rows{};
   rows.width = buffer.width;
   rows.count = buffer.height;
   rows.source = format.flipVertically ? pixels::At(source, buffer.height - 1, rowBytes) : source;
-  rows.sourceStep = format.flipVertically ? -rowBytes : rowBytes;
+  rows.sourceStep = format.flipVertically ? pixels::Distance(-1, rowBytes) : rowBytes;
   return rows;
 }
 
@@ -61,8 +61,10 @@ REALpictureStruct* FillPicture(REALpictureStruct* dest, const Buffer& buffer, co
     pixels::Conversion conversion{.from = format.layout, .to = type->layout};
     conversion.fill = type->fourthByte;
     conversion.fromStep = format.pixelBytes;
+    conversion.weights = format.weights;
     conversion.tables = format.tables;
-    FillRows(writer, RowsOf(buffer, format, pixels::At(source, buffer.offset, 1)), conversion);
+    FillRows(writer, RowsOf(buffer, format, pixels::At(source, buffer.offset, 1)),
+             pixels::Converter(conversion));
   }
   return writer.RenderPictureWriter();
 }

@@ -39,9 +39,11 @@ bool CheckBuffer(const Buffer& buffer);
 /// How the buffer's pixels are read.
 struct BufferFormat {
   pixels::Layout layout;
-  std::ptrdiff_t pixelBytes = layout.bytes;       // from one pixel to the next, rows being packed
-  const pixels::ChannelTables* tables = nullptr;  // for gray bytes that are looked up
-  bool flipVertically = false;                    // the last row comes first
+  std::ptrdiff_t pixelBytes =
+      pixels::ChannelsOf(layout).bytes;             // from one pixel to the next, rows being packed
+  const pixels::ChannelWeights* weights = nullptr;  // for gray bytes that are weighted
+  const pixels::ChannelTables* tables = nullptr;    // for gray bytes that are looked up
+  bool flipVertically = false;                      // the last row comes first
 };
 
 /// Writes the buffer into the top-left corner of `dest`, or into a new picture if `dest` is null, too small

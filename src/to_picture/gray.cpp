@@ -3,7 +3,6 @@
 // The arguments drive the channels in their order: the first red, the second (named Blue) green, the third
 // (named Green) blue. Hosts have always had it so.
 #include <algorithm>
-#include <array>
 
 #include "host/entries.h"
 #include "host/strings.h"
@@ -13,38 +12,6 @@
 namespace rastel {
 namespace {
 
-using ChannelTable = std::array<std::uint8_t, 256>;
-
-/// A gray value times `weight` over 256, truncated and clamped. The product wraps in 32 bits.
-std::uint8_t Weighted(std::uint32_t gray, std::int32_t weight) {
-  const auto product = static_cast<std::int32_t>(gray * static_cast<std::uint32_t>(weight));
-  return static_cast<std::uint8_t>(std::clamp(product / 256, 0, 255));
-}
-
-ChannelTable WeightTable(std::int32_t weight) {
-  ChannelTable table{};
-  for (std::uint32_t gray = 0; gray < table.size(); ++gray) {
-    table[gray] = Weighted(gray, weight);
-  }
-  return table;
-}
-
-std::int32_t UpperBound(_REALarrayInteger* array) {
-  return array == nullptr ? -1 : REALGetArrayUBound(array);
-}
-
-/// The elements 0 to 255 of `array` as far as it goes, clamped to bytes; 0 beyond. Further elements have no
-/// gray value and are not read.
-ChannelTable PaletteTable(_REALarrayInteger* array, std::int32_t upperBound) {
-  ChannelTable table{};
-  const std::int32_t last = std::min(upperBound, 255);
-  for (std::int32_t index = 0; index <= last; ++index) {
-    table[static_cast<std::size_t>(index)] =
-        static_cast<std::uint8_t>(std::clamp(REALGetArrayInt(array, index), 0, 255));
-  }
-  return table;
-}
-
 /// One argument for each channel, in the order of the declaration.
 template <typename Argument>
 struct ChannelArguments {
@@ -53,20 +20,58 @@ struct ChannelArguments {
   Argument blue;   // declared as Green
 };
 
-REALpictureStruct* LookedUpGrayToPicture(const Buffer& buffer, std::int32_t pixelByteSize,
-                                         const pixels::ChannelTables& tables) {
-  return FillPicture(nullptr, buffer,
-                     {.layout = pixels::kGray, .pixelBytes = pixelByteSize, .tables = &tables});
+/// True if the products with a weight do not wrap, and neither do those with the weight as 16 bits.
+bool IsPlainWeight(std::int32_t weight) {
+  constexpr std::int32_t kLowestWithoutWrap = -8421504;
+  return weight >= kLowestWithoutWrap && weight <= 32767;
+}
+
+/// Negative weights give 0 for every gray value.
+std::uint16_t PlainWeight(std::int32_t weight) {
+  return static_cast<std::uint16_t>(std::max(weight, 0));
+}
+
+/// A gray value times `weight` over 256, truncated and clamped. The product wraps in 32 bits.
+std::uint8_t Weighted(std::uint32_t gray, std::int32_t weight) {
+  const auto product = static_cast<std::int32_t>(gray * static_cast<std::uint32_t>(weight));
+  return static_cast<std::uint8_t>(std::clamp(product / 256, 0, 255));
+}
+
+pixels::ChannelTables WeightTables(const ChannelArguments<std::int32_t>& weights) {
+  pixels::ChannelTables tables;
+  for (std::uint32_t gray = 0; gray < 256; ++gray) {
+    tables.values[0][gray] = Weighted(gray, weights.red);
+    tables.values[1][gray] = Weighted(gray, weights.green);
+    tables.values[2][gray] = Weighted(gray, weights.blue);
+  }
+  return tables;
+}
+
+std::int32_t UpperBound(_REALarrayInteger* array) {
+  return array == nullptr ? -1 : REALGetArrayUBound(array);
+}
+
+/// Fills `table` with the elements 0 to 255 of `array` as far as it goes, clamped to bytes, and 0 beyond.
+/// Further elements have no gray value and are not read.
+void FillTable(std::uint8_t (&table)[256], _REALarrayInteger* array, std::int32_t upperBound) {
+  for (std::int32_t index = 0; index < 256; ++index) {
+    const std::int32_t element = index <= upperBound ? REALGetArrayInt(array, index) : 0;
+    table[index] = static_cast<std::uint8_t>(std::clamp(element, 0, 255));
+  }
 }
 
 REALpictureStruct* WeightedGrayToPicture(const Buffer& buffer, std::int32_t pixelByteSize,
                                          const ChannelArguments<std::int32_t>& weights) {
-  if (!CheckBuffer(buffer)) {
-    return nullptr;
+  BufferFormat format{.layout = pixels::Layout::kGray, .pixelBytes = pixelByteSize};
+  if (IsPlainWeight(weights.red) && IsPlainWeight(weights.green) && IsPlainWeight(weights.blue)) {
+    const pixels::ChannelWeights plain{PlainWeight(weights.red), PlainWeight(weights.green),
+                                       PlainWeight(weights.blue)};
+    format.weights = &plain;
+    return BufferToPicture(nullptr, buffer, format);
   }
-  return LookedUpGrayToPicture(
-      buffer, pixelByteSize,
-      {WeightTable(weights.red), WeightTable(weights.green), WeightTable(weights.blue)});
+  const pixels::ChannelTables tables = WeightTables(weights);
+  format.tables = &tables;
+  return BufferToPicture(nullptr, buffer, format);
 }
 
 REALpictureStruct* PaletteToPicture(const Buffer& buffer, std::int32_t pixelByteSize,
@@ -78,9 +83,12 @@ REALpictureStruct* PaletteToPicture(const Buffer& buffer, std::int32_t pixelByte
   const std::int32_t red = UpperBound(arrays.red);
   const std::int32_t green = UpperBound(arrays.green);
   const std::int32_t blue = UpperBound(arrays.blue);
-  return LookedUpGrayToPicture(
-      buffer, pixelByteSize,
-      {PaletteTable(arrays.red, red), PaletteTable(arrays.green, green), PaletteTable(arrays.blue, blue)});
+  pixels::ChannelTables tables;
+  FillTable(tables.values[0], arrays.red, red);
+  FillTable(tables.values[1], arrays.green, green);
+  FillTable(tables.values[2], arrays.blue, blue);
+  return FillPicture(nullptr, buffer,
+                     {.layout = pixels::Layout::kGray, .pixelBytes = pixelByteSize, .tables = &tables});
 }
 
 }  // namespace
@@ -88,14 +96,14 @@ REALpictureStruct* PaletteToPicture(const Buffer& buffer, std::int32_t pixelByte
 REALpictureStruct* PtrGrayToPictureKVZ(void* source, std::int32_t offset, std::int32_t width,
                                        std::int32_t height, std::int32_t pixelByteSize) {
   return BufferToPicture(nullptr, {source, offset, width, height},
-                         {.layout = pixels::kGray, .pixelBytes = pixelByteSize});
+                         {.layout = pixels::Layout::kGray, .pixelBytes = pixelByteSize});
 }
 
 REALpictureStruct* MemoryblockGrayToPictureKVZ(REALmemoryBlockStruct* source, std::int32_t offset,
                                                std::int32_t width, std::int32_t height,
                                                std::int32_t pixelByteSize) {
   return BufferToPicture(nullptr, {source, offset, width, height},
-                         {.layout = pixels::kGray, .pixelBytes = pixelByteSize});
+                         {.layout = pixels::Layout::kGray, .pixelBytes = pixelByteSize});
 }
 
 REALpictureStruct* PtrGrayToPictureRGBKVZ(void* source, std::int32_t offset, std::int32_t width,

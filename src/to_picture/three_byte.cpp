@@ -6,24 +6,24 @@ namespace rastel {
 
 REALpictureStruct* PtrRGBtoPictureKVZdest(REALpictureStruct* dest, void* source, std::int32_t offset,
                                           std::int32_t width, std::int32_t height) {
-  return BufferToPicture(dest, {source, offset, width, height}, {.layout = pixels::kRGB});
+  return BufferToPicture(dest, {source, offset, width, height}, {.layout = pixels::Layout::kRGB});
 }
 
 REALpictureStruct* MemoryblockRGBtoPictureKVZdest(REALpictureStruct* dest, REALmemoryBlockStruct* source,
                                                   std::int32_t offset, std::int32_t width,
                                                   std::int32_t height) {
-  return BufferToPicture(dest, {source, offset, width, height}, {.layout = pixels::kRGB});
+  return BufferToPicture(dest, {source, offset, width, height}, {.layout = pixels::Layout::kRGB});
 }
 
 REALpictureStruct* PtrBGRtoPictureKVZdest(REALpictureStruct* dest, void* source, std::int32_t offset,
                                           std::int32_t width, std::int32_t height) {
-  return BufferToPicture(dest, {source, offset, width, height}, {.layout = pixels::kBGR});
+  return BufferToPicture(dest, {source, offset, width, height}, {.layout = pixels::Layout::kBGR});
 }
 
 REALpictureStruct* MemoryblockBGRtoPictureKVZdest(REALpictureStruct* dest, REALmemoryBlockStruct* source,
                                                   std::int32_t offset, std::int32_t width,
                                                   std::int32_t height) {
-  return BufferToPicture(dest, {source, offset, width, height}, {.layout = pixels::kBGR});
+  return BufferToPicture(dest, {source, offset, width, height}, {.layout = pixels::Layout::kBGR});
 }
 
 REALpictureStruct* PtrRGBtoPictureKVZ(void* source, std::int32_t offset, std::int32_t width,

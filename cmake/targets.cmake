@@ -1,0 +1,47 @@
+# The CPU targets of the kernel, best first, one row each:
+#   name | processors | condition to run | lane bytes | lanes | flags
+# A lane is how far the target's shuffles move bytes; a vector is one or two lanes. The last row runs everywhere.
+set(RASTEL_TARGETS
+  "avx512vbmi|x86|Has(\"avx512vbmi\") && Has(\"avx512bw\") && Has(\"avx512vl\")|64|1|-mavx512f -mavx512bw -mavx512vl -mavx512vbmi"
+  "avx2|x86|Has(\"avx2\")|16|2|-mavx2"
+  "ssse3|x86|Has(\"ssse3\")|16|1|-mssse3"
+  "neon|aarch64|true|16|1|"
+  "base|any|true|16|1|")
+
+if(CMAKE_SYSTEM_PROCESSOR MATCHES "^(x86_64|AMD64|i[3-6]86)$")
+  set(processor x86)
+elseif(CMAKE_SYSTEM_PROCESSOR MATCHES "^(aarch64|arm64)$")
+  set(processor aarch64)
+else()
+  set(processor other)
+endif()
+
+# Compiles the kernel for one target, as a part of the interface library `library`.
+function(rastel_add_kernel library name lane lanes flags)
+  add_library(rastel_kernel_${name} OBJECT ${PROJECT_SOURCE_DIR}/src/pixels/kernel.cpp)
+  target_compile_definitions(rastel_kernel_${name} PRIVATE
+    RASTEL_TARGET=${name} RASTEL_LANE=${lane} RASTEL_LANES=${lanes})
+  separate_arguments(options UNIX_COMMAND "${flags}")
+  # Vectors wider than the registers are passed between internal functions only.
+  target_compile_options(rastel_kernel_${name} PRIVATE ${options} -Wno-psabi)
+  target_link_libraries(rastel_kernel_${name} PRIVATE rastel_plugin_flags)
+  target_sources(${library} INTERFACE $<TARGET_OBJECTS:rastel_kernel_${name}>)
+endfunction()
+
+# Compiles the kernel for every target of this processor, as parts of the interface library `library`, and lists them
+# in pixels/target_list.inc for the sources of `user`.
+function(rastel_add_kernels library user)
+  set(list "// Made by CMake: RASTEL_TARGET(name, condition to run), best first.\n")
+  foreach(row IN LISTS RASTEL_TARGETS)
+    string(REGEX MATCH "^([^|]*)\\|([^|]*)\\|([^|]*)\\|([^|]*)\\|([^|]*)\\|([^|]*)$" matched "${row}")
+    set(name ${CMAKE_MATCH_1})
+    set(processors ${CMAKE_MATCH_2})
+    set(condition "${CMAKE_MATCH_3}")
+    if(processors STREQUAL processor OR processors STREQUAL "any")
+      string(APPEND list "RASTEL_TARGET(${name}, ${condition})\n")
+      rastel_add_kernel(${library} ${name} ${CMAKE_MATCH_4} ${CMAKE_MATCH_5} "${CMAKE_MATCH_6}")
+    endif()
+  endforeach()
+  file(CONFIGURE OUTPUT pixels/target_list.inc CONTENT "${list}" @ONLY)
+  target_include_directories(${user} PRIVATE ${CMAKE_CURRENT_BINARY_DIR})
+endfunction()

@@ -1,0 +1,336 @@
+// The one kernel, compiled once for each CPU target. RASTEL_TARGET names the target; RASTEL_LANE is the
+// number of bytes within which its shuffles move bytes, RASTEL_LANES the number of such lanes in its vectors.
+#include "pixels/kernel.h"
+
+#include <type_traits>
+#include <utility>
+
+#include "pixels/address.h"
+#include "pixels/arrange.h"
+#include "pixels/stages.h"
+
+namespace rastel::pixels {
+namespace {
+
+using Wide = Geometry<RASTEL_LANE, RASTEL_LANES>;
+using Narrow = Geometry<16, 1>;
+
+/// Makes one block of `To`-byte pixels after another.
+template <class G, class S, int To, Rest rest, int MaskBytes>
+class BlockConverter {
+  using V = typename G::V;
+  using Colours = Arranger<G, S::kArranged, To>;
+  struct NoMask {
+    explicit NoMask(const Controls* /*controls*/) {}
+  };
+  static constexpr bool kHasMask = rest == Rest::kFromMask;
+  using Mask = std::conditional_t<kHasMask, Arranger<G, kHasMask ? MaskBytes : 1, To>, NoMask>;
+
+ public:
+  static constexpr int kPixels = G::kWidth;
+  struct Block {
+    V vectors[To];
+
+    void StoreTo(std::uint8_t* destination) const {
+      for (int i = 0; i < To; ++i) {
+        Store(destination + i * G::kWidth, vectors[i]);
+      }
+    }
+    void StreamTo(std::uint8_t* destination) const {
+      for (int i = 0; i < To; ++i) {
+        Stream<V>::Do(destination + i * G::kWidth, vectors[i]);
+      }
+    }
+  };
+
+  BlockConverter(const Plan& plan, int geometry)
+      : stage_(plan), colours_(plan.controls[geometry]), mask_(plan.maskControls[geometry]) {
+    for (int i = 0; i < To; ++i) {
+      rest_[i] = Colours::RestOf(plan.controls[geometry], i);
+      if (rest == Rest::kFill) {
+        rest_[i] &= Splat<V>(plan.fill);
+      }
+    }
+  }
+
+  Block Convert(const std::uint8_t* source, const std::uint8_t* mask, const std::uint8_t* destination) const {
+    alignas(G::kWidth) std::uint8_t scratch[4 * G::kWidth];
+    const std::uint8_t* prepared = stage_.Prepare(source, scratch);
+    Block block;
+    for (int i = 0; i < To; ++i) {
+      block.vectors[i] = colours_.Arrange(prepared, i);
+      if constexpr (To != 4) {
+        continue;
+      }
+      V rests = rest_[i];
+      if constexpr (rest == Rest::kKept) {
+        rests &= Load<V>(destination + i * G::kWidth);
+      } else if constexpr (rest == Rest::kFromMask) {
+        rests ^= mask_.Arrange(mask, i);
+      }
+      block.vectors[i] |= rests;
+    }
+    return block;
+  }
+
+ private:
+  S stage_;
+  Colours colours_;
+  Mask mask_;
+  V rest_[To];
+};
+
+/// One run of rows, all of the same width.
+template <class G, class S, int To, Rest rest, int MaskBytes>
+class RowConverter {
+  using Blocks = BlockConverter<G, S, To, rest, MaskBytes>;
+  static constexpr int kPixels = Blocks::kPixels;
+
+ public:
+  RowConverter(const Plan& plan, int geometry) : blocks_(plan, geometry) {}
+
+  void Convert(const Rows& rows, bool stream) const {
+    for (std::ptrdiff_t y = 0; y < rows.count; ++y) {
+      std::uint8_t* destination = At(rows.destination, y, rows.destinationStep);
+      const std::uint8_t* source = At(rows.source, y, rows.sourceStep);
+      const std::uint8_t* mask = At(rows.mask, y, rows.maskStep);
+      if (rows.width < kPixels) {
+        ConvertShort(destination, source, mask, static_cast<std::size_t>(rows.width));
+      } else {
+        ConvertLong(destination, source, mask, rows.width, stream);
+      }
+    }
+  }
+
+ private:
+  /// The last block overlaps the one before it. It is made before anything is stored, since the source may be
+  /// stored over.
+  void ConvertLong(std::uint8_t* destination, const std::uint8_t* source, const std::uint8_t* mask,
+                   std::ptrdiff_t width, bool stream) const {
+    const std::ptrdiff_t last = width - kPixels;
+    const auto lastBlock = BlockAt(last, destination, source, mask);
+    std::ptrdiff_t x = 0;
+    const std::ptrdiff_t aligned = stream ? FirstAligned(destination) : kPixels;
+    if (aligned < kPixels) {
+      BlockAt(0, destination, source, mask).StoreTo(destination);
+      for (x = aligned; x < last; x += kPixels) {
+        BlockAt(x, destination, source, mask).StreamTo(destination + x * To);
+      }
+    }
+    for (; x < last; x += kPixels) {
+      BlockAt(x, destination, source, mask).StoreTo(destination + x * To);
+    }
+    lastBlock.StoreTo(destination + last * To);
+  }
+
+  /// A row shorter than a block, through a block on the stack.
+  void ConvertShort(std::uint8_t* destination, const std::uint8_t* source, const std::uint8_t* mask,
+                    std::size_t width) const {
+    std::uint8_t sourceBlock[kPixels * S::kFrom] = {};
+    std::uint8_t maskBlock[kPixels * 4] = {};
+    std::uint8_t destinationBlock[kPixels * To] = {};
+    std::memcpy(sourceBlock, source, width * S::kFrom);
+    if (rest == Rest::kFromMask) {
+      std::memcpy(maskBlock, mask, width * MaskBytes);
+    }
+    if (rest == Rest::kKept) {
+      std::memcpy(destinationBlock, destination, width * To);
+    }
+    BlockAt(0, destinationBlock, sourceBlock, maskBlock).StoreTo(destinationBlock);
+    std::memcpy(destination, destinationBlock, width * To);
+  }
+
+  typename Blocks::Block BlockAt(std::ptrdiff_t x, const std::uint8_t* destination,
+                                 const std::uint8_t* source, const std::uint8_t* mask) const {
+    return blocks_.Convert(source + x * S::kFrom, mask + x * MaskBytes, destination + x * To);
+  }
+
+  /// The first pixel that begins at a whole vector; kPixels if none does.
+  static std::ptrdiff_t FirstAligned(const std::uint8_t* destination) {
+    const auto address = reinterpret_cast<std::uintptr_t>(destination);
+    std::ptrdiff_t x = 0;
+    while (x < kPixels && (address + static_cast<std::uintptr_t>(x * To)) % G::kWidth != 0) {
+      ++x;
+    }
+    return x;
+  }
+
+  Blocks blocks_;
+};
+
+template <template <class, int> class S, int From, int To, Rest rest, int MaskBytes>
+void Run(const Plan& plan, const Rows& rows) {
+  // What goes through memory on the stack comes back as fast only in the pieces in which it went there.
+  constexpr bool kIsWide = Wide::kLanes == 1 || S<Wide, From>::kArranged == From;
+  using G = std::conditional_t<kIsWide, Wide, Narrow>;
+  if (rows.width < G::kWidth) {
+    RowConverter<Narrow, S<Narrow, From>, To, rest, MaskBytes>(plan, 1).Convert(rows, false);
+    return;
+  }
+  RowConverter<G, S<G, From>, To, rest, MaskBytes>(plan, kIsWide ? 0 : 1).Convert(rows, plan.stream);
+  if (plan.stream) {
+    FinishStreams();
+  }
+}
+
+using RunFunction = void (*)(const Plan&, const Rows&);
+
+template <template <class, int> class S, int From, int To>
+RunFunction PickRest(const KernelRequest& request) {
+  if constexpr (To == 4) {
+    if (request.rest == Rest::kKept) {
+      return Run<S, From, To, Rest::kKept, 0>;
+    }
+    if (request.rest == Rest::kFromMask) {
+      return ChannelsOf(request.mask).bytes == 3 ? Run<S, From, To, Rest::kFromMask, 3>
+                                                 : Run<S, From, To, Rest::kFromMask, 4>;
+    }
+  }
+  return Run<S, From, To, Rest::kFill, 0>;
+}
+
+template <template <class, int> class S, int From>
+RunFunction PickTo(const KernelRequest& request) {
+  switch (ChannelsOf(request.to).bytes) {
+    case 1:
+      return PickRest<S, From, 1>(request);
+    case 3:
+      return PickRest<S, From, 3>(request);
+    default:
+      return PickRest<S, From, 4>(request);
+  }
+}
+
+/// Gray bytes that are weighted or looked up become colours with a fill.
+template <template <class, int> class S, int From>
+RunFunction PickGrayTo(const KernelRequest& request) {
+  return ChannelsOf(request.to).bytes == 3 ? Run<S, From, 3, Rest::kFill, 0>
+                                           : Run<S, From, 4, Rest::kFill, 0>;
+}
+
+RunFunction PickRun(const KernelRequest& request) {
+  const int from = ChannelsOf(request.from).bytes;
+  switch (request.stage) {
+    case Stage::kWeights:
+      return from == 1 ? PickGrayTo<WeightStage, 1>(request) : PickGrayTo<WeightStage, 4>(request);
+    case Stage::kTables:
+      return from == 1 ? PickGrayTo<TableStage, 1>(request) : PickGrayTo<TableStage, 4>(request);
+    default:
+      return from == 1   ? PickTo<PixelStage, 1>(request)
+             : from == 3 ? PickTo<PixelStage, 3>(request)
+                         : PickTo<PixelStage, 4>(request);
+  }
+}
+
+/// Which byte of the source pixel goes to byte `byte` of the destination pixel.
+constexpr int SourceOf(const Channels& from, const Channels& to, int byte) {
+  return byte == to.red     ? from.red
+         : byte == to.green ? from.green
+         : byte == to.blue  ? from.blue
+                            : Channels::kAbsent;
+}
+
+template <int To>
+constexpr Bytes<To> ColourBytes(const Channels& from, const Channels& to) {
+  Bytes<To> bytes{};
+  for (int i = 0; i < To; ++i) {
+    bytes.source[i] = SourceOf(from, to, i);
+  }
+  return bytes;
+}
+
+/// The mask's green goes where no channel is.
+template <int To>
+constexpr Bytes<To> MaskBytesOf(const Channels& mask, const Channels& to) {
+  Bytes<To> bytes = ColourBytes<To>(mask, to);
+  for (int& source : bytes.source) {
+    source = source == Channels::kAbsent ? mask.green : Channels::kAbsent;
+  }
+  return bytes;
+}
+
+constexpr Channels kPlanes{0, 0, 1, 2};
+
+constexpr bool IsColour(const Channels& layout) {
+  return layout.red != Channels::kAbsent && layout.green != Channels::kAbsent &&
+         layout.blue != Channels::kAbsent;
+}
+
+/// Several channels in one byte can be read, but not written.
+constexpr bool IsGray(const Channels& layout) {
+  return IsColour(layout) && layout.red == layout.green;
+}
+
+/// The controls of one pair of layouts, in one geometry.
+template <class G, std::size_t from, std::size_t to>
+struct Pair {
+  static constexpr const Channels& kFrom = kLayouts[from];
+  static constexpr const Channels& kTo = kLayouts[to];
+  static constexpr bool kExists = IsColour(kFrom) && !IsGray(kTo);
+  static constexpr auto kColours = MakeControls<G, kFrom.bytes>(ColourBytes<kTo.bytes>(kFrom, kTo));
+  static constexpr auto kMask = MakeControls<G, kFrom.bytes>(MaskBytesOf<kTo.bytes>(kFrom, kTo));
+};
+
+template <class G, std::size_t to>
+constexpr auto kPlaneControls = MakeControls<G, 0>(ColourBytes<kLayouts[to].bytes>(kPlanes, kLayouts[to]));
+
+/// Controls by the numbers of the layouts; null where there is no kernel.
+struct ControlsTable {
+  const Controls* colours[kLayoutCount][kLayoutCount];
+  const Controls* masks[kLayoutCount][kLayoutCount];
+  const Controls* planes[kLayoutCount];
+};
+
+template <class G, std::size_t from, std::size_t to>
+constexpr void AddPair(ControlsTable& table) {
+  if constexpr (Pair<G, from, to>::kExists) {
+    table.colours[from][to] = &Pair<G, from, to>::kColours;
+    if constexpr (kLayouts[from].bytes >= 3 && kLayouts[to].bytes == 4) {
+      table.masks[from][to] = &Pair<G, from, to>::kMask;
+    }
+  }
+}
+
+template <class G, std::size_t from, std::size_t... to>
+constexpr void AddRow(ControlsTable& table, std::index_sequence<to...> /*all*/) {
+  (AddPair<G, from, to>(table), ...);
+}
+
+template <class G, std::size_t... layouts>
+constexpr ControlsTable MakeTable(std::index_sequence<layouts...> all) {
+  ControlsTable table{};
+  (AddRow<G, layouts>(table, all), ...);
+  ((table.planes[layouts] = &kPlaneControls<G, layouts>), ...);
+  return table;
+}
+
+template <class G>
+constexpr ControlsTable kTable = MakeTable<G>(std::make_index_sequence<kLayoutCount>());
+
+template <class G>
+void PickControls(const KernelRequest& request, Plan& plan, int geometry) {
+  const auto from = static_cast<std::size_t>(request.from);
+  const auto to = static_cast<std::size_t>(request.to);
+  const auto mask = static_cast<std::size_t>(request.mask);
+  if (request.stage == Stage::kNone) {
+    plan.controls[geometry] = kTable<G>.colours[from][to];
+  } else if (kAsPlanes<G>) {
+    plan.controls[geometry] = kTable<G>.planes[to];
+  } else {
+    plan.controls[geometry] = kTable<G>.colours[static_cast<std::size_t>(Layout::kRGBA)][to];
+  }
+  plan.maskControls[geometry] = kTable<G>.masks[mask][to];
+}
+
+}  // namespace
+
+#define RASTEL_JOIN(a, b) a##b
+#define RASTEL_FINDER(target) RASTEL_JOIN(FindKernel_, target)
+
+void RASTEL_FINDER(RASTEL_TARGET)(const KernelRequest& request, Plan& plan) {
+  PickControls<Wide>(request, plan, 0);
+  PickControls<Narrow>(request, plan, 1);
+  plan.run = plan.controls[0] == nullptr ? nullptr : PickRun(request);
+}
+
+}  // namespace rastel::pixels
