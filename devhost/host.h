@@ -33,6 +33,9 @@ struct HostOptions {
   std::set<std::string, std::less<>> without;
   /// True puts the rows of pictures and the bytes of memory blocks between pages without access.
   bool guarded = false;
+  /// False: the calls of entries are neither recorded nor checked, and `Host::onEntry` is not asked. A method's
+  /// call then takes little more than what the plug-in does: for measurements.
+  bool watched = true;
 };
 
 /// What a host call does instead of acting, chosen for each call by `Host::onEntry`.
@@ -169,6 +172,10 @@ class Host {
 
   /// Called by "REALYieldToRB".
   std::function<void()> onYield;
+
+  /// What "newPicture" gives, with a reference for the caller, instead of making a picture of the size asked
+  /// for; null: nothing. Measurements leave out the making.
+  REALpictureStruct* spare = nullptr;
 
   Clock clock;
 

@@ -9,6 +9,10 @@ namespace devhost {
 namespace {
 
 REALpictureStruct* MakePicture(std::int32_t width, std::int32_t height) {
+  if (REALpictureStruct* spare = Host::Current().spare) {
+    Retain(spare);
+    return spare;
+  }
   try {
     return Host::Current().NewPicture(width, height).release();
   } catch (const std::bad_alloc&) {

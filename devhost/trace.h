@@ -87,6 +87,9 @@ struct Traced;
 template <Name entry, typename Result, typename... Arguments, Result (*function)(Arguments...)>
 struct Traced<entry, function> {
   static Result Call(Arguments... arguments) {
+    if (!Host::Current().options().watched) {
+      return function(arguments...);
+    }
     Tracing tracing(entry.text, {Format(arguments)...});
     const bool acts = tracing.ShouldAct();
     if constexpr (std::is_void_v<Result>) {
