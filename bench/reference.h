@@ -1,0 +1,14 @@
+// The plainest way to convert.
+#pragma once
+
+#include "pixels/convert.h"
+
+namespace bench {
+
+/// Converts one row, pixel by pixel, whatever `rows.count` is.
+void ConvertPlainly(const rastel::pixels::Conversion& conversion, const rastel::pixels::Rows& rows);
+
+/// Whether byte `offset` of a destination row belongs to a channel.
+bool IsChannel(const rastel::pixels::Conversion& conversion, std::ptrdiff_t offset);
+
+}  // namespace bench
