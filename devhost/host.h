@@ -33,8 +33,8 @@ struct HostOptions {
   std::set<std::string, std::less<>> without;
   /// True puts the rows of pictures and the bytes of memory blocks between pages without access.
   bool guarded = false;
-  /// False: the calls of entries are neither recorded nor checked, and `Host::onEntry` is not asked. A method's
-  /// call then takes little more than what the plug-in does: for measurements.
+  /// False: the calls of entries are neither recorded nor checked, and `Host::onEntry` is not asked. A
+  /// method's call then takes little more than what the plug-in does: for measurements.
   bool watched = true;
 };
 
