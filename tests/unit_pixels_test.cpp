@@ -147,7 +147,7 @@ class Targets : public testing::TestWithParam<Target> {
       }
     }
     const Converter converter(test.Made(), GetParam().find);
-    converter.Convert({destination, bytes + 5, source, sourceBytes + 3, mask, maskBytes + 1, width, 1});
+    converter.Convert({{destination, bytes + 5}, {source, sourceBytes + 3}, {mask, maskBytes + 1}, width, 1});
     const bool isSame = std::memcmp(destination, expected_.data(), static_cast<std::size_t>(bytes)) == 0;
     EXPECT_TRUE(isSame) << GetParam().name << ": " << test.from.letters << " (step " << test.fromStep
                         << ") to " << test.to.letters << " (step " << test.toStep << "), rest "
@@ -231,12 +231,12 @@ void ExpectRowsAsOneByOne(const Converter& converter, Rows rows, Bytes& destinat
   Bytes atOnce = destination;
   for (std::ptrdiff_t y = 0; y < rows.count; ++y) {
     Rows row = rows;
-    row.destination = destination.data() + first + y * rows.destinationStep;
-    row.source = rows.source + y * rows.sourceStep;
+    row.destination.first = destination.data() + first + y * rows.destination.step;
+    row.source.first = rows.source[y];
     row.count = 1;
     converter.Convert(row);
   }
-  rows.destination = atOnce.data() + first;
+  rows.destination.first = atOnce.data() + first;
   converter.Convert(rows);
   EXPECT_TRUE(SameBytes(destination, atOnce));
 }
@@ -253,9 +253,8 @@ TEST_P(Targets, ConvertRowsWithStepsOfAnySizeAndSign) {
       const std::ptrdiff_t packed = width * std::abs(test.toStep);
       for (const std::ptrdiff_t step : {packed, packed + 3, width, -packed - 1, std::ptrdiff_t{0}}) {
         Bytes destination(9000, 0xEE);
-        const Rows rows{.destinationStep = step,
-                        .source = source.data() + 4000,
-                        .sourceStep = -width * test.fromStep,
+        const Rows rows{.destination = {.step = step},
+                        .source = {source.data() + 4000, -width * test.fromStep},
                         .width = width,
                         .count = 5};
         ExpectRowsAsOneByOne(Converter(test.Made(), GetParam().find), rows, destination, 4500);
@@ -277,9 +276,9 @@ TEST_P(Targets, ConvertInPlaceWherePixelsHaveTheSameSize) {
                       [seed = std::uint64_t{9}]() mutable { return Noise(seed++); });
         Bytes destination(source.size());
         converter.Convert(
-            {.destination = destination.data(), .source = source.data(), .width = width, .count = 1});
+            {.destination = {destination.data()}, .source = {source.data()}, .width = width, .count = 1});
         converter.Convert(
-            {.destination = source.data(), .source = source.data(), .width = width, .count = 1});
+            {.destination = {source.data()}, .source = {source.data()}, .width = width, .count = 1});
         EXPECT_TRUE(SameBytes(destination, source)) << from.letters << " to " << to.letters;
       }
     }
@@ -297,9 +296,8 @@ TEST_P(Targets, ConvertLargePicturesPastTheCaches) {
     const std::ptrdiff_t toStep = kWidth * to.Length() + 5;
     Bytes destination(static_cast<std::size_t>(toStep * kRows), 0xEE);
     const Converter converter(Case{.from = from, .to = to}.Made(), GetParam().find);
-    const Rows rows{.destinationStep = toStep,
-                    .source = source.data(),
-                    .sourceStep = kWidth * from.Length(),
+    const Rows rows{.destination = {.step = toStep},
+                    .source = {source.data(), kWidth * from.Length()},
                     .width = kWidth,
                     .count = kRows};
     ExpectRowsAsOneByOne(converter, rows, destination, 0);

@@ -32,6 +32,11 @@ inline V Load(const std::uint8_t* bytes) {
 }
 
 template <typename V>
+inline V LoadFrom(const std::uint8_t* source, std::ptrdiff_t offset) {
+  return Load<V>(source + offset);
+}
+
+template <typename V>
 inline void Store(std::uint8_t* bytes, V vector) {
   std::memcpy(bytes, &vector, sizeof vector);
 }
@@ -88,6 +93,20 @@ struct Shuffle {
   }
 };
 
+/// What two shuffles of two vectors make together. No byte of the result is named by both controls.
+template <int LaneBytes, typename V>
+class ShufflePair {
+ public:
+  ShufflePair() = default;
+  ShufflePair(V first, V second) : first_(first), second_(second) {}
+  V Do(V first, V second) const {
+    return Shuffle<LaneBytes, V>::Do(first, first_) | Shuffle<LaneBytes, V>::Do(second, second_);
+  }
+
+ private:
+  V first_, second_;
+};
+
 /// Every byte of `bytes` times `weight` (0 to 32767) over 256, at most 255.
 template <typename V>
 struct Weigh {
@@ -106,6 +125,35 @@ template <typename V>
 struct LookUp {
   static constexpr bool kInRegisters = false;
 };
+
+/// The first `bytes` bytes of a block of `Count` vectors, of which no other byte is in memory.
+template <typename V, int Count>
+class PartOfBlock {
+ public:
+  PartOfBlock(const std::uint8_t* source, std::size_t bytes) {
+    if (bytes != 0) {
+      std::memcpy(block_, source, bytes);
+    }
+  }
+
+  /// What LoadFrom takes in the place of an address.
+  const std::uint8_t* Source() const { return reinterpret_cast<const std::uint8_t*>(block_); }
+
+ private:
+  V block_[Count] = {};
+};
+
+/// Stores `bytes` bytes of a block from its byte `first` on, to where the block begins in memory. No other
+/// byte there is touched.
+template <typename V, int Count>
+inline void StorePart(std::uint8_t* destination, const V (&block)[Count], std::size_t first,
+                      std::size_t bytes) {
+  std::memcpy(destination + first, reinterpret_cast<const std::uint8_t*>(block) + first, bytes);
+}
+
+/// True if parts of blocks are loaded and stored as fast as whole ones.
+template <typename V>
+constexpr bool kHasMaskedAccess = false;
 
 /// Stores past the caches where that is possible; `bytes` is aligned to the vector.
 template <typename V>
@@ -179,6 +227,64 @@ struct Shuffle<64, Vector<64>> {
     return (Vector<64>)_mm512_maskz_permutexvar_epi8(used, (__m512i)control, (__m512i)bytes);
   }
 };
+template <>
+class ShufflePair<64, Vector<64>> {
+ public:
+  ShufflePair() = default;
+  ShufflePair(Vector<64> first, Vector<64> second) {
+    const __mmask64 isSecond = ~_mm512_movepi8_mask((__m512i)second);
+    control_ = _mm512_mask_mov_epi8((__m512i)first, isSecond, (__m512i)(second | kSecond));
+    used_ = ~_mm512_movepi8_mask(control_);
+  }
+  Vector<64> Do(Vector<64> first, Vector<64> second) const {
+    return (Vector<64>)_mm512_maskz_permutex2var_epi8(used_, (__m512i)first, control_, (__m512i)second);
+  }
+
+ private:
+  static constexpr std::uint8_t kSecond = 64;
+
+  __m512i control_;
+  __mmask64 used_;
+};
+template <>
+constexpr bool kHasMaskedAccess<Vector<64>> = true;
+
+/// Bits for the first `bytes` bytes of a vector, which may be less than none or more than all.
+inline __mmask64 FirstBits(std::ptrdiff_t bytes) {
+  return bytes <= 0 ? 0 : bytes >= 64 ? ~__mmask64{0} : ~(~__mmask64{0} << bytes);
+}
+
+/// Part of a block in memory that is loaded without the bytes behind it.
+struct MaskedSource {
+  const std::uint8_t* bytes;
+  std::ptrdiff_t count;
+};
+template <typename V>
+inline V LoadFrom(const MaskedSource& source, std::ptrdiff_t offset) {
+  return (V)_mm512_maskz_loadu_epi8(FirstBits(source.count - offset), source.bytes + offset);
+}
+template <int Count>
+class PartOfBlock<Vector<64>, Count> {
+ public:
+  PartOfBlock(const std::uint8_t* source, std::size_t bytes)
+      : source_{source, static_cast<std::ptrdiff_t>(bytes)} {}
+  const MaskedSource& Source() const { return source_; }
+
+ private:
+  MaskedSource source_;
+};
+template <int Count>
+inline void StorePart(std::uint8_t* destination, const Vector<64> (&block)[Count], std::size_t first,
+                      std::size_t bytes) {
+  const auto begin = static_cast<std::ptrdiff_t>(first);
+  const auto end = static_cast<std::ptrdiff_t>(first + bytes);
+  for (int i = 0; i < Count; ++i) {
+    const __mmask64 mask = FirstBits(end - i * 64) & ~FirstBits(begin - i * 64);
+    if (mask != 0) {
+      _mm512_mask_storeu_epi8(destination + i * 64, mask, (__m512i)block[i]);
+    }
+  }
+}
 template <>
 struct LookUp<Vector<64>> {
   static constexpr bool kInRegisters = true;
