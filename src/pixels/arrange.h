@@ -106,15 +106,15 @@ constexpr auto MakeControls(const Bytes<To>& bytes) {
   return controls;
 }
 
-/// A block's source in registers: lane after lane, or plane after plane.
-template <typename V, int Count>
+/// A block's source in registers, lane after lane.
+template <class Lane, int Count>
 struct Registers {
-  V lanes[Count];
+  Lane lanes[Count];
 };
 
 /// The vector `vector` of load `load`, each of its lanes from its own place.
 template <class G, class S, typename Source>
-inline typename G::V LoadLanes(const Source& source, int vector, int load) {
+[[gnu::always_inline]] inline typename G::V LoadLanes(const Source& source, int vector, int load) {
   const int first = vector * G::kLanes;
   if constexpr (G::kLanes == 1) {
     return LoadFrom<typename G::V>(source, S::Offset(vector, load));
@@ -128,9 +128,15 @@ inline typename G::V LoadLanes(const Source& source, int vector, int load) {
 }
 
 template <class G, class S, int Count>
-inline typename G::V LoadLanes(const Registers<typename G::V, Count>& source, int vector, int load) {
-  static_assert(G::kLanes == 1 && (S::kPlanes || S::kAtWholeLanes));
-  return source.lanes[S::Offset(vector, load) / G::kLaneBytes];
+[[gnu::always_inline]] inline typename G::V LoadLanes(const Registers<typename G::Lane, Count>& source,
+                                                      int vector, int load) {
+  static_assert(S::kAtWholeLanes || (S::kPlanes && G::kLanes == 1));
+  const auto lane = [&](int index) { return source.lanes[S::Offset(index, load) / G::kLaneBytes]; };
+  if constexpr (G::kLanes == 1) {
+    return lane(vector);
+  } else {
+    return Concatenate(lane(2 * vector), lane(2 * vector + 1));
+  }
 }
 
 /// Arranges the bytes of a block's source into `To` vectors.
@@ -160,7 +166,7 @@ class Arranger {
   }
 
   template <typename Source>
-  V Arrange(const Source& source, int vector) const {
+  [[gnu::always_inline]] V Arrange(const Source& source, int vector) const {
     V result{};
     if constexpr (kIsOdd) {
       result = Shuffle<G::kLaneBytes, V>::Do(LoadLanes<G, S>(source, vector, S::kLoads - 1), last_[vector]);

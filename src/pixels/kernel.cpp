@@ -59,21 +59,21 @@ class BlockConverter {
   }
 
   template <typename Source, typename MaskSource, typename Destination>
-  Block Convert(const Source& source, const MaskSource& mask, const Destination& destination) const {
+  [[gnu::always_inline]] Block Convert(const Source& source, const MaskSource& mask,
+                                       const Destination& destination) const {
     const auto& prepared = stage_.Prepare(source);
     Block block;
     for (int i = 0; i < To; ++i) {
       block.vectors[i] = colours_.Arrange(prepared, i);
-      if constexpr (To != 4) {
-        continue;
+      if constexpr (To == 4) {
+        V rests = rest_[i];
+        if constexpr (rest == Rest::kKept) {
+          rests &= LoadFrom<V>(destination, i * G::kWidth);
+        } else if constexpr (rest == Rest::kFromMask) {
+          rests ^= mask_.Arrange(mask, i);
+        }
+        block.vectors[i] |= rests;
       }
-      V rests = rest_[i];
-      if constexpr (rest == Rest::kKept) {
-        rests &= LoadFrom<V>(destination, i * G::kWidth);
-      } else if constexpr (rest == Rest::kFromMask) {
-        rests ^= mask_.Arrange(mask, i);
-      }
-      block.vectors[i] |= rests;
     }
     return block;
   }
@@ -85,7 +85,8 @@ class BlockConverter {
   V rest_[To];
 };
 
-/// One run of rows, all of the same width.
+/// One run of rows, all of the same width. Everything is inlined, so that the constants stay in registers: as
+/// an object in memory they would be loaded again after every store of bytes.
 template <class G, class S, int To, Rest rest, int MaskBytes>
 class RowConverter {
   using Blocks = BlockConverter<G, S, To, rest, MaskBytes>;
@@ -96,7 +97,7 @@ class RowConverter {
  public:
   RowConverter(const Plan& plan, int geometry) : blocks_(plan, geometry) {}
 
-  void Convert(const Rows& rows, bool stream) const {
+  [[gnu::always_inline]] void Convert(const Rows& rows, bool stream) const {
     for (std::ptrdiff_t y = 0; y < rows.count; ++y) {
       const Row row{rows.destination[y], rows.source[y], rows.mask[y], rows.width};
       const std::ptrdiff_t aligned = stream ? FirstAligned(row) : kLine;
@@ -120,7 +121,7 @@ class RowConverter {
 
   /// The last block overlaps the one before it. It is made before anything is stored, since the source may be
   /// stored over.
-  void ConvertLong(const Row& row) const {
+  [[gnu::always_inline]] void ConvertLong(const Row& row) const {
     const std::ptrdiff_t last = row.width - kPixels;
     const auto lastBlock = BlockAt(row, last);
     for (std::ptrdiff_t x = 0; x < last; x += kPixels) {
@@ -131,7 +132,7 @@ class RowConverter {
 
   /// Cache lines of which all is written bypass the caches, from pixel `aligned` on. Those at either end are
   /// written once, in the ordinary way: one that has just bypassed the caches would be fetched again.
-  void ConvertStreaming(const Row& row, std::ptrdiff_t aligned) const {
+  [[gnu::always_inline]] void ConvertStreaming(const Row& row, std::ptrdiff_t aligned) const {
     std::ptrdiff_t x = 0;
     for (; x + kPixels <= aligned; x += kPixels) {
       BlockAt(row, x).StoreTo(row.destination + x * To);
@@ -145,7 +146,7 @@ class RowConverter {
   }
 
   /// A row shorter than a block, which only in part is loaded and stored.
-  void ConvertShort(const Row& row) const {
+  [[gnu::always_inline]] void ConvertShort(const Row& row) const {
     const auto width = static_cast<std::size_t>(row.width);
     const PartOfBlock<V, S::kFrom> source(row.source, width * S::kFrom);
     const PartOfBlock<V, 4> mask(row.mask, width * MaskBytes);
@@ -154,7 +155,7 @@ class RowConverter {
         .StorePixels(row.destination, 0, row.width);
   }
 
-  typename Blocks::Block BlockAt(const Row& row, std::ptrdiff_t x) const {
+  [[gnu::always_inline]] typename Blocks::Block BlockAt(const Row& row, std::ptrdiff_t x) const {
     return blocks_.Convert(row.source + x * S::kFrom, row.mask + x * MaskBytes, row.destination + x * To);
   }
 
@@ -174,10 +175,11 @@ class RowConverter {
 
 template <template <class, int> class S, int From, int To, Rest rest, int MaskBytes>
 void Run(const Plan& plan, const Rows& rows, bool stream) {
-  // Pixels made in registers lie there lane after lane.
-  constexpr bool kIsWide = !S<Wide, From>::kInRegisters || kAsPlanes<Wide>;
+  // Lanes in registers that are arranged into three bytes each are put together through memory where a vector
+  // has several: half the speed of one lane at a time.
+  constexpr bool kIsWide = Wide::kLanes == 1 || To == 4 || !S<Wide, From>::kInRegisters;
   using G = std::conditional_t<kIsWide, Wide, Narrow>;
-  if constexpr (!kHasMaskedAccess<typename G::V>) {
+  if constexpr (!kHasMaskedAccess<typename G::V> && !std::is_same_v<G, Narrow>) {
     if (rows.width < G::kWidth) {
       RowConverter<Narrow, S<Narrow, From>, To, rest, MaskBytes>(plan, 1).Convert(rows, false);
       return;

@@ -17,7 +17,7 @@ struct PixelStage {
   static constexpr bool kInRegisters = false;
   explicit PixelStage(const Plan& /*plan*/) {}
   template <typename Source>
-  const Source& Prepare(const Source& source) const {
+  [[gnu::always_inline]] const Source& Prepare(const Source& source) const {
     return source;
   }
 };
@@ -36,7 +36,7 @@ template <class G, int From>
 class GrayBytes {
  public:
   template <typename Source>
-  typename G::V Get(const Source& source) const {
+  [[gnu::always_inline]] typename G::V Get(const Source& source) const {
     return first_.Arrange(source, 0);
   }
 
@@ -48,21 +48,30 @@ template <class G>
 class GrayBytes<G, 1> {
  public:
   template <typename Source>
-  typename G::V Get(const Source& source) const {
+  [[gnu::always_inline]] typename G::V Get(const Source& source) const {
     return LoadFrom<typename G::V>(source, 0);
   }
 };
 
 /// Planes of red, green and blue as pixels of red, green, blue and 0.
-template <typename V>
-inline Registers<V, 4> Interleave(const Registers<V, 3>& planes) {
-  const auto [red, green, blue] = planes.lanes;
-  const V lowPairs = Zip<1>::Low(red, green);
-  const V highPairs = Zip<1>::High(red, green);
-  const V lowBlue = Zip<1>::Low(blue, V{});
-  const V highBlue = Zip<1>::High(blue, V{});
-  return {Zip<2>::Low(lowPairs, lowBlue), Zip<2>::High(lowPairs, lowBlue), Zip<2>::Low(highPairs, highBlue),
-          Zip<2>::High(highPairs, highBlue)};
+template <class G>
+[[gnu::always_inline]] inline Registers<typename G::Lane, 4 * G::kLanes> Interleave(
+    const typename G::V (&planes)[3]) {
+  using V = typename G::V;
+  using Bytes = Zip<G::kLaneBytes, 1, V>;
+  using Words = Zip<G::kLaneBytes, 2, V>;
+  const auto [red, green, blue] = planes;
+  const V lowPairs = Bytes::Low(red, green);
+  const V highPairs = Bytes::High(red, green);
+  const V lowBlue = Bytes::Low(blue, V{});
+  const V highBlue = Bytes::High(blue, V{});
+  const V quarters[4] = {Words::Low(lowPairs, lowBlue), Words::High(lowPairs, lowBlue),
+                         Words::Low(highPairs, highBlue), Words::High(highPairs, highBlue)};
+  Registers<typename G::Lane, 4 * G::kLanes> pixels;
+  for (int i = 0; i < 4 * G::kLanes; ++i) {
+    pixels.lanes[i] = LaneOf<typename G::Lane>(quarters[i % 4], i / 4);
+  }
+  return pixels;
 }
 
 /// Gray bytes times a weight for each channel.
@@ -78,14 +87,14 @@ class WeightStage {
   explicit WeightStage(const Plan& plan) : weights_{plan.weights[0], plan.weights[1], plan.weights[2]} {}
 
   template <typename Source>
-  auto Prepare(const Source& source) const {
+  [[gnu::always_inline]] auto Prepare(const Source& source) const {
     const V gray = gray_.Get(source);
-    const Registers<V, 3> planes{Weigh<V>::Do(gray, weights_[0]), Weigh<V>::Do(gray, weights_[1]),
-                                 Weigh<V>::Do(gray, weights_[2])};
+    const V planes[3] = {Weigh<V>::Do(gray, weights_[0]), Weigh<V>::Do(gray, weights_[1]),
+                         Weigh<V>::Do(gray, weights_[2])};
     if constexpr (kAsPlanes<G>) {
-      return planes;
+      return Registers<V, 3>{planes[0], planes[1], planes[2]};
     } else {
-      return Interleave(planes);
+      return Interleave<G>(planes);
     }
   }
 
@@ -104,13 +113,13 @@ class ReadyPixelStage {
 
   explicit ReadyPixelStage(const Plan& plan) : ready_(plan.readyPixels) {}
 
-  auto Prepare(const std::uint8_t* source) const {
+  [[gnu::always_inline]] auto Prepare(const std::uint8_t* source) const {
     typedef std::uint32_t Four __attribute__((vector_size(16)));
-    Registers<typename G::V, 4> pixels;
-    for (int i = 0; i < 4; ++i) {
+    Registers<typename G::Lane, 4 * G::kLanes> pixels;
+    for (int i = 0; i < G::kWidth / 4; ++i) {
       const std::uint8_t* gray = source + 4 * i * From;
       const Four four = {Pixel(gray[0]), Pixel(gray[From]), Pixel(gray[2 * From]), Pixel(gray[3 * From])};
-      std::memcpy(&pixels.lanes[i], &four, sizeof four);
+      std::memcpy(reinterpret_cast<std::uint8_t*>(pixels.lanes) + i * sizeof four, &four, sizeof four);
     }
     return pixels;
   }
@@ -140,7 +149,7 @@ class LookUpStage {
                 LookUp<V>(plan.tables->values[2])} {}
 
   template <typename Source>
-  Registers<V, 3> Prepare(const Source& source) const {
+  [[gnu::always_inline]] Registers<V, 3> Prepare(const Source& source) const {
     const V gray = gray_.Get(source);
     return {tables_[0](gray), tables_[1](gray), tables_[2](gray)};
   }

@@ -52,12 +52,33 @@ inline Vector<32> Concatenate(Vector<16> low, Vector<16> high) {
                                  19, 20, 21, 22, 23, 24, 25, 26, 27, 28, 29, 30, 31);
 }
 
-/// Takes units of `Unit` bytes in turn from two vectors: from their low or their high halves.
-template <int Unit>
-struct Zip;
+/// The lane `index` of a vector.
+template <typename Lane, typename V>
+inline Lane LaneOf(const V& vector, int index) {
+  return Load<Lane>(reinterpret_cast<const std::uint8_t*>(&vector) + index * static_cast<int>(sizeof(Lane)));
+}
+
+/// Takes units of `Unit` bytes in turn from two vectors: from the low or the high halves of their lanes of
+/// LaneBytes.
+template <int LaneBytes, int Unit, typename V>
+struct Zip {
+  static V Low(V a, V b) { return Half(a, b, 0); }
+  static V High(V a, V b) { return Half(a, b, LaneBytes / 2); }
+
+ private:
+  static V Half(V a, V b, int half) {
+    V result;
+    for (int i = 0; i < static_cast<int>(sizeof(V)); ++i) {
+      const int unit = i % LaneBytes / Unit;
+      const int byte = i / LaneBytes * LaneBytes + half + unit / 2 * Unit + i % Unit;
+      result[i] = unit % 2 == 0 ? a[byte] : b[byte];
+    }
+    return result;
+  }
+};
 
 template <>
-struct Zip<1> {
+struct Zip<16, 1, Vector<16>> {
   static Vector<16> Low(Vector<16> a, Vector<16> b) {
     return __builtin_shufflevector(a, b, 0, 16, 1, 17, 2, 18, 3, 19, 4, 20, 5, 21, 6, 22, 7, 23);
   }
@@ -67,7 +88,7 @@ struct Zip<1> {
 };
 
 template <>
-struct Zip<2> {
+struct Zip<16, 2, Vector<16>> {
   static Vector<16> Low(Vector<16> a, Vector<16> b) {
     return __builtin_shufflevector(a, b, 0, 1, 16, 17, 2, 3, 18, 19, 4, 5, 20, 21, 6, 7, 22, 23);
   }
@@ -196,6 +217,24 @@ struct Shuffle<16, Vector<16>> {
 #endif
 
 #ifdef __AVX2__
+template <>
+struct Zip<16, 1, Vector<32>> {
+  static Vector<32> Low(Vector<32> a, Vector<32> b) {
+    return (Vector<32>)_mm256_unpacklo_epi8((__m256i)a, (__m256i)b);
+  }
+  static Vector<32> High(Vector<32> a, Vector<32> b) {
+    return (Vector<32>)_mm256_unpackhi_epi8((__m256i)a, (__m256i)b);
+  }
+};
+template <>
+struct Zip<16, 2, Vector<32>> {
+  static Vector<32> Low(Vector<32> a, Vector<32> b) {
+    return (Vector<32>)_mm256_unpacklo_epi16((__m256i)a, (__m256i)b);
+  }
+  static Vector<32> High(Vector<32> a, Vector<32> b) {
+    return (Vector<32>)_mm256_unpackhi_epi16((__m256i)a, (__m256i)b);
+  }
+};
 template <>
 struct Shuffle<16, Vector<32>> {
   static Vector<32> Do(Vector<32> bytes, Vector<32> control) {
