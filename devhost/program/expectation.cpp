@@ -2,6 +2,9 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <cstdlib>
+#include <iterator>
+#include <utility>
 
 namespace devhost::program {
 namespace {
@@ -35,21 +38,21 @@ Image ExpectedPicture(const Image& shown, bool flip, std::uint8_t fourth, const 
   return picture;
 }
 
-BufferShape ShapeOf(const Image& picture, const Layout& layout, const CopyBack& copy) {
-  const Image& sized = copy.mask != nullptr ? *copy.mask : picture;
-  const std::int32_t bottom = sized.height - 1;
+BufferShape ShapeOf(Size size, const Layout& layout, const Band& band, std::int32_t stride) {
+  const std::int32_t bottom = size.height - 1;
   BufferShape shape;
-  shape.width = sized.width;
-  shape.first = std::min(copy.firstRow, bottom);
-  const std::int32_t last = copy.lastRow < 0 ? bottom : std::min(copy.lastRow, bottom);
-  shape.rows = last - shape.first + 1;
-  shape.stride = std::max(std::int64_t{sized.width} * layout.pixelBytes, std::int64_t{copy.stride});
+  shape.width = size.width;
+  shape.first = std::min(band.first, bottom);
+  const std::int32_t last = band.last < 0 ? bottom : std::min(band.last, bottom);
+  shape.rows = std::max(last - shape.first + 1, 0);
+  shape.stride = std::max(std::int64_t{size.width} * layout.pixelBytes, std::int64_t{stride});
   return shape;
 }
 
 std::vector<std::uint8_t> ExpectedBuffer(const Image& picture, const Layout& layout, const CopyBack& copy,
                                          std::uint8_t untouched) {
-  const BufferShape shape = ShapeOf(picture, layout, copy);
+  const Image& sized = copy.mask != nullptr ? *copy.mask : picture;
+  const BufferShape shape = ShapeOf({sized.width, sized.height}, layout, copy.band, copy.stride);
   std::vector<std::uint8_t> buffer(static_cast<std::size_t>(shape.Bytes()), untouched);
   for (std::int32_t row = 0; row < shape.rows; ++row) {
     const std::int32_t y = shape.first + row;
@@ -67,23 +70,54 @@ std::vector<std::uint8_t> ExpectedBuffer(const Image& picture, const Layout& lay
   return buffer;
 }
 
-std::optional<std::string> FirstDifference(const Image& expected, const Image& got) {
-  const auto [in, out] = std::mismatch(expected.pixels.begin(), expected.pixels.end(), got.pixels.begin());
-  if (in == expected.pixels.end()) {
-    return std::nullopt;
+Rgba Weighted(std::uint8_t gray, const std::array<std::int32_t, 3>& weights) {
+  const auto weigh = [&](std::int32_t weight) {
+    const auto product = static_cast<std::int32_t>(static_cast<std::uint32_t>(std::int64_t{gray} * weight));
+    return static_cast<std::uint8_t>(std::clamp(product / 256, 0, 255));
+  };
+  return {weigh(weights[0]), weigh(weights[1]), weigh(weights[2]), 255};
+}
+
+Rgba LookedUp(std::uint8_t gray, const std::array<Palette, 3>& palettes) {
+  const auto lookUp = [&](const Palette& palette) {
+    const bool has = palette && gray < palette->size();
+    return static_cast<std::uint8_t>(has ? std::clamp((*palette)[gray], 0, 255) : 0);
+  };
+  return {lookUp(palettes[0]), lookUp(palettes[1]), lookUp(palettes[2]), 255};
+}
+
+std::string ImageDifference::Text() const {
+  const std::int64_t pixels = std::int64_t{picture.width} * picture.height;
+  return Difference(PixelText(x, y) + " " + std::string(channel), expected, got) + "; " +
+         std::to_string(count) + " of " + std::to_string(pixels) + " pixels differ, by at most " +
+         std::to_string(most);
+}
+
+std::optional<ImageDifference> Compare(const Image& expected, const Image& got) {
+  constexpr std::uint8_t Rgba::*kChannels[] = {&Rgba::red, &Rgba::green, &Rgba::blue, &Rgba::alpha};
+  constexpr std::string_view kNames[] = {"red", "green", "blue", "alpha"};
+  ImageDifference difference;
+  difference.picture = Image(expected.width, expected.height);
+  for (std::size_t i = 0; i < expected.pixels.size(); ++i) {
+    const Rgba& wanted = expected.pixels[i];
+    const Rgba& found = got.pixels[i];
+    for (std::size_t channel = 0; channel < std::size(kChannels); ++channel) {
+      const int a = wanted.*kChannels[channel];
+      const int b = found.*kChannels[channel];
+      if (a != b && difference.count == 0 && difference.most == 0) {
+        difference.x = static_cast<std::int32_t>(i % static_cast<std::size_t>(expected.width));
+        difference.y = static_cast<std::int32_t>(i / static_cast<std::size_t>(expected.width));
+        difference.channel = kNames[channel];
+        difference.expected = a;
+        difference.got = b;
+      }
+      difference.most = std::max(difference.most, std::abs(a - b));
+      difference.picture.pixels[i].*kChannels[channel] = static_cast<std::uint8_t>(std::abs(a - b));
+    }
+    difference.count += wanted == found ? 0 : 1;
+    difference.picture.pixels[i].alpha = 255;
   }
-  const std::int64_t index = in - expected.pixels.begin();
-  const std::string place = PixelText(index % expected.width, index / expected.width);
-  if (in->red != out->red) {
-    return Difference(place + " red", in->red, out->red);
-  }
-  if (in->green != out->green) {
-    return Difference(place + " green", in->green, out->green);
-  }
-  if (in->blue != out->blue) {
-    return Difference(place + " blue", in->blue, out->blue);
-  }
-  return Difference(place + " fourth byte", in->alpha, out->alpha);
+  return difference.count == 0 ? std::nullopt : std::optional(std::move(difference));
 }
 
 std::optional<std::string> FirstDifference(const std::vector<std::uint8_t>& expected,

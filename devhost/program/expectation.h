@@ -2,13 +2,16 @@
 // plug-in, to be held against what the plug-in did.
 #pragma once
 
+#include <array>
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "devhost/program/image.h"
 #include "devhost/program/layout.h"
+#include "devhost/program/text.h"
 
 namespace devhost::program {
 
@@ -17,12 +20,14 @@ namespace devhost::program {
 /// holds.
 Image ExpectedPicture(const Image& shown, bool flip, std::uint8_t fourth, const Image* destination);
 
+using Palette = std::optional<std::vector<std::int32_t>>;
+
 /// How a picture is copied to a buffer.
 struct CopyBack {
-  std::int32_t firstRow = 0, lastRow = -1;  // as the method takes them
-  std::int32_t stride = 0;                  // likewise: at least a packed row is used
-  std::optional<std::uint8_t> alpha;        // for layouts with alpha, if there is no mask
-  const Image* mask = nullptr;              // its green, inverted, is the alpha; its size is the copy's
+  Band band{0, -1};                   // as the method takes it
+  std::int32_t stride = 0;            // likewise: at least a packed row is used
+  std::optional<std::uint8_t> alpha;  // for layouts with alpha, if there is no mask
+  const Image* mask = nullptr;        // its green, inverted, is the alpha; its size is the copy's
 };
 
 /// The shape of the buffer that a copy fills.
@@ -35,15 +40,36 @@ struct BufferShape {
   std::int64_t Bytes() const { return stride * rows; }
 };
 
-BufferShape ShapeOf(const Image& picture, const Layout& layout, const CopyBack& copy);
+/// `size` is the copy's.
+BufferShape ShapeOf(Size size, const Layout& layout, const Band& band, std::int32_t stride);
 
 /// What a buffer filled with `untouched` holds after `picture` was copied into it.
 std::vector<std::uint8_t> ExpectedBuffer(const Image& picture, const Layout& layout, const CopyBack& copy,
                                          std::uint8_t untouched);
 
-/// Where two images or two buffers of one size first differ: "pixel (3, 0) red: expected 10, got 11". Nothing
-/// if they do not.
-std::optional<std::string> FirstDifference(const Image& expected, const Image& got);
+/// The three channels that a gray value is turned into, by a weight or an array for each: the value times the
+/// weight over 256, or the element at the value, clamped to bytes. The product wraps in 32 bits; an array
+/// gives 0 beyond its end, as does nil.
+Rgba Weighted(std::uint8_t gray, const std::array<std::int32_t, 3>& weights);
+Rgba LookedUp(std::uint8_t gray, const std::array<Palette, 3>& palettes);
+
+/// How two images of one size differ.
+struct ImageDifference {
+  std::int64_t count = 0;     // pixels that differ
+  int most = 0;               // the largest difference in one channel
+  std::int32_t x = 0, y = 0;  // the first of them
+  std::string_view channel;   // its first channel that differs
+  int expected = 0, got = 0;  // that channel's values
+  Image picture;              // opaque: each channel's difference; black where there is none
+
+  std::string Text() const;  // "pixel (3, 0) red: expected 10, got 11; 12 of 400 pixels differ, by at most 7"
+};
+
+/// Alphas count as well. Nothing if the images are equal.
+std::optional<ImageDifference> Compare(const Image& expected, const Image& got);
+
+/// Where two buffers of one size first differ: "pixel (3, 0) red: expected 10, got 11". Nothing if they do
+/// not.
 std::optional<std::string> FirstDifference(const std::vector<std::uint8_t>& expected,
                                            const std::vector<std::uint8_t>& got, const BufferShape& shape,
                                            const Layout& layout);

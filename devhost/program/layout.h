@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -35,6 +36,9 @@ std::string_view ByteName(int position, const Layout& layout);
 
 /// Throws Failure (kUsage) if there is no such layout.
 const Layout& LayoutNamed(std::string_view name);
+
+/// All of them.
+std::span<const Layout> Layouts();
 
 /// "RGB, BGR, …", for messages.
 std::string LayoutNames();
