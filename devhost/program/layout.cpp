@@ -10,20 +10,31 @@ namespace devhost::program {
 namespace {
 
 constexpr std::array kLayouts = {
-    Layout{"RGB", 3, 0, 1, 2, -1, Fourth::kNone, "RGBtoPictureKVZ", "CopyRGBtoMemoryblockKVZ"},
-    Layout{"BGR", 3, 2, 1, 0, -1, Fourth::kNone, "BGRtoPictureKVZ", "CopyBGRtoMemoryblockKVZ"},
-    Layout{"ARGB", 4, 1, 2, 3, 0, Fourth::kAlpha, "ARGBtoPictureKVZ", "CopyARGBtoMemoryblockKVZ"},
-    Layout{"ABGR", 4, 3, 2, 1, 0, Fourth::kAlpha, "ABGRtoPictureKVZ", "CopyABGRtoMemoryblockKVZ"},
-    Layout{"RGBA", 4, 0, 1, 2, 3, Fourth::kAlpha, "RGBAtoPictureKVZ", "CopyRGBAtoMemoryblockKVZ"},
-    Layout{"BGRA", 4, 2, 1, 0, 3, Fourth::kAlpha, "BGRAtoPictureKVZ", "CopyBGRAtoMemoryblockKVZ"},
-    Layout{"XRGB", 4, 1, 2, 3, 0, Fourth::kPadding, "ARGBtoPictureKVZ", "CopyXRGBtoMemoryblockKVZ"},
-    Layout{"XBGR", 4, 3, 2, 1, 0, Fourth::kPadding, "ABGRtoPictureKVZ", "CopyXBGRtoMemoryblockKVZ"},
-    Layout{"RGBX", 4, 0, 1, 2, 3, Fourth::kPadding, "RGBAtoPictureKVZ", "CopyRGBXtoMemoryblockKVZ"},
-    Layout{"BGRX", 4, 2, 1, 0, 3, Fourth::kPadding, "BGRAtoPictureKVZ", "CopyBGRXtoMemoryblockKVZ"},
-    Layout{"gray", 1, 0, 0, 0, -1, Fourth::kNone, "GrayToPictureKVZ", "CopyGtoMemoryblockKVZ"},
-    Layout{"R", 1, 0, -1, -1, -1, Fourth::kNone, "GrayToPictureKVZ", "CopyRtoMemoryblockKVZ"},
-    Layout{"G", 1, -1, 0, -1, -1, Fourth::kNone, "GrayToPictureKVZ", "CopyGtoMemoryblockKVZ"},
-    Layout{"B", 1, -1, -1, 0, -1, Fourth::kNone, "GrayToPictureKVZ", "CopyBtoMemoryblockKVZ"},
+    Layout{"RGB", 3, 0, 1, 2, -1, Fourth::kNone, "RGBtoPictureKVZ", "CopyRGBtoMemoryblockKVZ", "rgb24",
+           "RAW"},
+    Layout{"BGR", 3, 2, 1, 0, -1, Fourth::kNone, "BGRtoPictureKVZ", "CopyBGRtoMemoryblockKVZ", "bgr24",
+           "RGB24"},
+    Layout{"ARGB", 4, 1, 2, 3, 0, Fourth::kAlpha, "ARGBtoPictureKVZ", "CopyARGBtoMemoryblockKVZ", "argb",
+           "BGRA"},
+    Layout{"ABGR", 4, 3, 2, 1, 0, Fourth::kAlpha, "ABGRtoPictureKVZ", "CopyABGRtoMemoryblockKVZ", "abgr",
+           "RGBA"},
+    Layout{"RGBA", 4, 0, 1, 2, 3, Fourth::kAlpha, "RGBAtoPictureKVZ", "CopyRGBAtoMemoryblockKVZ", "rgba",
+           "ABGR"},
+    Layout{"BGRA", 4, 2, 1, 0, 3, Fourth::kAlpha, "BGRAtoPictureKVZ", "CopyBGRAtoMemoryblockKVZ", "bgra",
+           "ARGB"},
+    Layout{"XRGB", 4, 1, 2, 3, 0, Fourth::kPadding, "ARGBtoPictureKVZ", "CopyXRGBtoMemoryblockKVZ", "0rgb",
+           "none"},
+    Layout{"XBGR", 4, 3, 2, 1, 0, Fourth::kPadding, "ABGRtoPictureKVZ", "CopyXBGRtoMemoryblockKVZ", "0bgr",
+           "none"},
+    Layout{"RGBX", 4, 0, 1, 2, 3, Fourth::kPadding, "RGBAtoPictureKVZ", "CopyRGBXtoMemoryblockKVZ", "rgb0",
+           "none"},
+    Layout{"BGRX", 4, 2, 1, 0, 3, Fourth::kPadding, "BGRAtoPictureKVZ", "CopyBGRXtoMemoryblockKVZ", "bgr0",
+           "none"},
+    Layout{"gray", 1, 0, 0, 0, -1, Fourth::kNone, "GrayToPictureKVZ", "CopyGtoMemoryblockKVZ", "gray",
+           "J400"},
+    Layout{"R", 1, 0, -1, -1, -1, Fourth::kNone, "GrayToPictureKVZ", "CopyRtoMemoryblockKVZ", "none", "none"},
+    Layout{"G", 1, -1, 0, -1, -1, Fourth::kNone, "GrayToPictureKVZ", "CopyGtoMemoryblockKVZ", "none", "none"},
+    Layout{"B", 1, -1, -1, 0, -1, Fourth::kNone, "GrayToPictureKVZ", "CopyBtoMemoryblockKVZ", "none", "none"},
 };
 
 bool IsGray(const Layout& layout) {
@@ -63,6 +74,10 @@ std::string_view ByteName(int position, const Layout& layout) {
     return layout.fourth == Fourth::kAlpha ? "alpha" : "padding";
   }
   return position == layout.red ? "red" : position == layout.green ? "green" : "blue";
+}
+
+std::span<const Layout> Layouts() {
+  return kLayouts;
 }
 
 const Layout& LayoutNamed(std::string_view name) {

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -21,6 +22,8 @@ struct Layout {
   Fourth fourth;
   std::string_view toPicture;  // the method from buffer to picture, without "Ptr" or "Memoryblock"
   std::string_view toBuffer;   // the method from picture to buffer
+  /// The layout's name as an FFmpeg pix_fmt and in libyuv, which names little-endian words; or "none".
+  std::string_view ffmpeg, libyuv;
 
   /// Gray and the single channels: one byte a pixel.
   bool OneChannel() const { return pixelBytes == 1; }
@@ -32,6 +35,8 @@ void PutColours(const Rgba& pixel, const Layout& layout, std::uint8_t* bytes);
 
 /// "red", "alpha", …: what the byte at `position` within a pixel is.
 std::string_view ByteName(int position, const Layout& layout);
+
+std::span<const Layout> Layouts();
 
 /// Throws Failure (kUsage) if there is no such layout.
 const Layout& LayoutNamed(std::string_view name);

@@ -24,6 +24,17 @@ constexpr const char* kListExamples =
     "  rastel-host list\n"
     "  rastel-host list --host-version 2007.5\n";
 
+constexpr const char* kShowExamples =
+    "Examples:\n"
+    "  rastel-host show CopyXRGBtoMemoryblockKVZ\n"
+    "  rastel-host show MemoryblockGrayToPictureKVZ --host-version 2007.5\n";
+
+constexpr const char* kDocsExamples =
+    "Writes one Markdown page for each family of methods, and README.md that lists them.\n"
+    "Examples:\n"
+    "  rastel-host docs docs/methods\n"
+    "  rastel-host docs docs/methods --sheet photo.png sheet.png\n";
+
 constexpr const char* kConvertExamples =
     "IN and OUT are pictures if their names end in .png, .ppm (P6) or .pam (P7), and else raw bytes: IN "
     "holds the\n"
@@ -144,11 +155,23 @@ int Run(int argc, char** argv) {
   CLI::App* convert = AddVerb(
       app, "convert", "Sends a picture through the plug-in and back and checks every byte", kConvertExamples);
   CLI::App* call = AddVerb(app, "call", "Calls one method with arguments of your own", kCallExamples);
+  ShowOptions showOptions;
+  DocsOptions docsOptions;
+  CLI::App* show = AddVerb(app, "show", "Shows what a method does, found out by calling it", kShowExamples);
+  CLI::App* docs = AddVerb(app, "docs", "Writes the reference of all methods", kDocsExamples);
+  show->add_option("METHOD", showOptions.method, "The method's name")->required();
+  docs->add_option("DIR", docsOptions.folder, "The folder to write to")->required();
+  docs->add_option("--sheet", docsOptions.sheet,
+                   "Also draw a contact sheet of the picture IN, sent through each family of methods, to OUT")
+      ->expected(2)
+      ->type_name("IN OUT");
+  AddPlugin(*show, showOptions.host);
+  AddPlugin(*docs, docsOptions.host);
   AddPlugin(*list, listSettings);
   AddConvertOptions(*convert, convertOptions);
   AddCallOptions(*call, callOptions);
   if (argc < 2 || (argv[1][0] != '-' && !IsVerb(app, argv[1]))) {
-    return Fail(Status::kUsage, "expected the verb list, convert or call" +
+    return Fail(Status::kUsage, "expected the verb list, show, convert, call or docs" +
                                     (argc < 2 ? std::string() : ", got '" + std::string(argv[1]) + "'"));
   }
   try {
@@ -161,6 +184,12 @@ int Run(int argc, char** argv) {
   }
   if (list->parsed()) {
     return RunList(listSettings);
+  }
+  if (show->parsed()) {
+    return RunShow(showOptions);
+  }
+  if (docs->parsed()) {
+    return RunDocs(docsOptions);
   }
   if (convert->parsed()) {
     return RunConvert(convertOptions);

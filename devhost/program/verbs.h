@@ -44,4 +44,21 @@ struct CallOptions {
 /// Calls one method with arguments given as texts.
 int RunCall(const CallOptions& options);
 
+struct ShowOptions {
+  HostSettings host;
+  std::string method;
+};
+
+/// Shows what one method does, as observed.
+int RunShow(const ShowOptions& options);
+
+struct DocsOptions {
+  HostSettings host;
+  std::string folder;
+  std::vector<std::string> sheet;  // the picture for a contact sheet, and where that goes; or nothing
+};
+
+/// Writes a page for each family of methods, and an index. Runs the examples in it.
+int RunDocs(const DocsOptions& options);
+
 }  // namespace devhost::program
