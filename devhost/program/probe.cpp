@@ -41,14 +41,14 @@ struct Bad {
 
 class Probe {
  public:
-  Probe(Trial& trial, Observed& observed) : trial_(trial), observed_(observed) {
+  Probe(SampleCall& sample, Observed& observed) : sample_(sample), observed_(observed) {
     // Far from both ends of the block, so that any distance from pixel to pixel stays inside.
-    trial_.Set("offset", Trial::kBlockBytes / 2);
+    sample_.Set("offset", SampleCall::kBlockBytes / 2);
   }
 
   void Run() {
-    for (std::size_t i = 0; i < trial_.parameters.size(); ++i) {
-      const auto& parameter = trial_.parameters[i];
+    for (std::size_t i = 0; i < sample_.parameters.size(); ++i) {
+      const auto& parameter = sample_.parameters[i];
       const std::string accepted = parameter.type == HostType::kInteger   ? Integer(i)
                                    : parameter.type == HostType::kBoolean ? "true or false"
                                                                           : Object(i);
@@ -64,23 +64,23 @@ class Probe {
  private:
   /// What comes of a call with arguments replaced; empty if it is successful.
   std::string Outcome(std::initializer_list<std::pair<std::size_t, Value>> replaced) {
-    const std::vector<Value> good = trial_.values;
+    const std::vector<Value> good = sample_.values;
     for (const auto& [index, value] : replaced) {
-      trial_.values[index] = value;
+      sample_.values[index] = value;
     }
-    const CallResult result = trial_.Call();
-    trial_.values = good;
+    const CallResult result = sample_.Call();
+    sample_.values = good;
     if (result.exception) {
       return ExceptionText(*result.exception);
     }
     if (result.boolean || result.picture) {
       return "";
     }
-    return trial_.MakesPicture() ? "nil, no exception" : "false, no exception";
+    return sample_.MakesPicture() ? "nil, no exception" : "false, no exception";
   }
 
   void Refuse(std::size_t index, const Value& value, const std::string& how) {
-    const std::string name(trial_.parameters[index].name);
+    const std::string name(sample_.parameters[index].name);
     bad_.push_back({index, value, {name + how, Outcome({{index, value}})}});
   }
 
@@ -129,15 +129,15 @@ class Probe {
     std::ranges::stable_sort(bad_, std::ranges::greater(), &Bad::rank);
   }
 
-  Trial& trial_;
+  SampleCall& sample_;
   Observed& observed_;
   std::vector<Bad> bad_;
 };
 
 }  // namespace
 
-void ProbeArguments(Trial& trial, Observed& observed) {
-  Probe(trial, observed).Run();
+void ProbeArguments(SampleCall& sample, Observed& observed) {
+  Probe(sample, observed).Run();
 }
 
 }  // namespace devhost::program

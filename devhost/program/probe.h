@@ -4,11 +4,11 @@
 #include <vector>
 
 #include "devhost/program/observation.h"
-#include "devhost/program/trial.h"
+#include "devhost/program/sample_call.h"
 
 namespace devhost::program {
 
 /// Fills `arguments` and `checks`.
-void ProbeArguments(Trial& trial, Observed& observed);
+void ProbeArguments(SampleCall& sample, Observed& observed);
 
 }  // namespace devhost::program

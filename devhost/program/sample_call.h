@@ -12,12 +12,12 @@ namespace devhost::program {
 
 /// An overload and good arguments: a picture of 2 × 2 pixels, a mask and a destination picture of 3 × 3, a
 /// block of kBlockBytes. Lives no longer than its host.
-class Trial {
+class SampleCall {
  public:
   static constexpr std::int32_t kSide = 2, kLargerSide = 3;
   static constexpr std::int32_t kBlockBytes = 1 << 20;
 
-  Trial(Host& calledHost, const Registration& method);
+  SampleCall(Host& calledHost, const Registration& method);
 
   CallResult Call() { return host.Call(declaration.name, values); }
 

@@ -1,4 +1,4 @@
-#include "devhost/program/trial.h"
+#include "devhost/program/sample_call.h"
 
 #include <algorithm>
 #include <map>
@@ -12,15 +12,15 @@ using rastel::abi::ParameterRole;
 
 std::int32_t GoodInteger(std::string_view name) {
   static const std::map<std::string_view, std::int32_t> kGood = {
-      {"offset", 2},        {"width", Trial::kSide}, {"height", Trial::kSide},
-      {"PixelByteSize", 2}, {"EndLine", -1},         {"DestRowBytes", 14}};
+      {"offset", 2},   {"width", SampleCall::kSide}, {"height", SampleCall::kSide}, {"PixelByteSize", 2},
+      {"EndLine", -1}, {"DestRowBytes", 14}};
   const auto found = kGood.find(name);
   return found == kGood.end() ? 0 : found->second;
 }
 
 }  // namespace
 
-Trial::Trial(Host& calledHost, const Registration& method)
+SampleCall::SampleCall(Host& calledHost, const Registration& method)
     : host(calledHost),
       declaration(rastel::abi::ParseDeclaration(method.declaration).value()),
       picture(host.NewPicture(kSide, kSide)),
@@ -37,7 +37,7 @@ Trial::Trial(Host& calledHost, const Registration& method)
   }
 }
 
-Value Trial::Good(const Parameter& parameter) {
+Value SampleCall::Good(const Parameter& parameter) {
   switch (parameter.type) {
     case HostType::kPicture:
       return parameter.role == ParameterRole::kExtends ? picture.get()
@@ -57,12 +57,12 @@ Value Trial::Good(const Parameter& parameter) {
   }
 }
 
-Value* Trial::Find(std::string_view name) {
+Value* SampleCall::Find(std::string_view name) {
   const auto found = std::ranges::find(parameters, name, &Parameter::name);
   return found == parameters.end() ? nullptr : &values[static_cast<std::size_t>(found - parameters.begin())];
 }
 
-void Trial::Set(std::string_view name, const Value& value) {
+void SampleCall::Set(std::string_view name, const Value& value) {
   if (Value* argument = Find(name)) {
     *argument = value;
   }
