@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "abi/declaration.h"
+#include "devhost/nearest.h"
 #include "devhost/trace.h"
 
 namespace devhost {
@@ -121,53 +122,41 @@ std::vector<Overload> OverloadsOf(const std::vector<Registration>& methods, std:
   return overloads;
 }
 
-/// All words of a call, or nothing if the arguments do not fit.
-std::optional<std::vector<Word>> WordsFor(const Overload& overload, const std::vector<Value>& arguments) {
-  if (arguments.size() > overload.parameters.size()) {
-    return std::nullopt;
+/// The argument for parameter `index`; null if it was left out.
+const Value* ArgumentFor(const Overload& overload, std::size_t index, const Arguments& arguments) {
+  if (index < arguments.inOrder.size()) {
+    return &arguments.inOrder[index];
   }
+  const auto named = std::ranges::find_if(arguments.named, [&](const auto& argument) {
+    return SameName(argument.first, overload.parameters[index].name);
+  });
+  return named == arguments.named.end() ? nullptr : &named->second;
+}
+
+/// All words of a call, or nothing if the arguments do not fit.
+std::optional<std::vector<Word>> WordsFor(const Overload& overload, const Arguments& arguments) {
+  std::size_t unused = arguments.named.size();
   std::vector<Word> words;
   for (std::size_t i = 0; i < overload.parameters.size(); ++i) {
     const Parameter& parameter = overload.parameters[i];
-    const auto word = i < arguments.size() ? WordFor(parameter.type, arguments[i]) : DefaultWord(parameter);
+    const Value* argument = ArgumentFor(overload, i, arguments);
+    const auto word = argument != nullptr ? WordFor(parameter.type, *argument) : DefaultWord(parameter);
     if (!word) {
       return std::nullopt;
     }
+    unused -= argument != nullptr && i >= arguments.inOrder.size() ? 1 : 0;
     words.push_back(*word);
   }
-  return words;
-}
-
-std::size_t CommonStart(std::string_view a, std::string_view b) {
-  std::size_t count = 0;
-  while (count < a.size() && count < b.size() && SameName(a.substr(count, 1), b.substr(count, 1))) {
-    ++count;
-  }
-  return count;
+  const bool tooMany = unused != 0 || arguments.inOrder.size() > words.size();
+  return tooMany ? std::nullopt : std::optional(words);
 }
 
 std::string UnknownMethod(const std::vector<Registration>& methods, std::string_view name) {
-  std::size_t longest = 1;
-  std::set<std::string_view> nearest;
+  std::vector<std::string> known;
   for (const Registration& method : methods) {
-    const std::string_view known =
-        std::string_view(method.declaration).substr(0, method.declaration.find('('));
-    const std::size_t common = CommonStart(known, name);
-    if (common > longest) {
-      nearest.clear();
-      longest = common;
-    }
-    if (common == longest) {
-      nearest.insert(known);
-    }
+    known.push_back(method.declaration.substr(0, method.declaration.find('(')));
   }
-  std::string text = "there is no method '" + std::string(name) + "'";
-  const char* separator = "; the nearest are ";
-  for (const std::string_view known : nearest) {
-    text += separator + std::string(known);
-    separator = ", ";
-  }
-  return text;
+  return "there is no method '" + std::string(name) + "'" + Nearest(name, known);
 }
 
 std::string NameOf(const Value& value) {
@@ -176,12 +165,16 @@ std::string NameOf(const Value& value) {
   return kNames[value.index()];
 }
 
-std::string WrongArguments(const std::vector<Overload>& overloads, const std::vector<Value>& arguments,
+std::string WrongArguments(const std::vector<Overload>& overloads, const Arguments& arguments,
                            const char* problem) {
   std::string text = std::string(problem) + " (";
   const char* separator = "";
-  for (const Value& argument : arguments) {
+  for (const Value& argument : arguments.inOrder) {
     text += separator + NameOf(argument);
+    separator = ", ";
+  }
+  for (const auto& [name, argument] : arguments.named) {
+    text += separator + name + "=" + NameOf(argument);
     separator = ", ";
   }
   text += "); expected";
@@ -198,7 +191,7 @@ struct Match {
   std::vector<Word> words;
 };
 
-Match PickOverload(const std::vector<Overload>& overloads, const std::vector<Value>& arguments) {
+Match PickOverload(const std::vector<Overload>& overloads, const Arguments& arguments) {
   std::optional<Match> match;
   for (const Overload& overload : overloads) {
     auto words = WordsFor(overload, arguments);
@@ -241,7 +234,7 @@ class RaisedInCall {
 
 }  // namespace
 
-CallResult Host::Call(std::string_view method, const std::vector<Value>& arguments) {
+CallResult Host::Call(std::string_view method, const Arguments& arguments) {
   const auto overloads = OverloadsOf(methods_, method);
   if (overloads.empty()) {
     throw HostError(UnknownMethod(methods_, method));
@@ -256,6 +249,7 @@ CallResult Host::Call(std::string_view method, const std::vector<Value>& argumen
       result.boolean = static_cast<Boolean>(word) != 0;
       break;
     case HostType::kPicture:
+      result.returnsPicture = true;
       // NOLINTNEXTLINE(performance-no-int-to-ptr): that is how it was returned
       if (auto* picture = reinterpret_cast<REALpictureStruct*>(word)) {
         if (FindLive(picture) == nullptr) {

@@ -248,6 +248,28 @@ bool IsOffered(std::string_view name) {
   return has(GeneralEntries()) || has(PictureEntries()) || has(ObjectMethods()) || has(LegacyFunctions());
 }
 
+std::vector<std::string> Host::EntryNames() {
+  // What the plug-in finds without a table of the host.
+  std::vector<std::string> names = {"IntegerArrayGetter",
+                                    "FSFindFolder",
+                                    "CFURLCreateFromFSRef",
+                                    "CFURLCreateCopyAppendingPathComponent",
+                                    "CFBundleCreate",
+                                    "CFBundleLoadExecutable",
+                                    "CFBundleGetFunctionPointerForName",
+                                    "CFRelease",
+                                    "__CFStringMakeConstantString",
+                                    "TickCount",
+                                    "AudioGetCurrentHostTime",
+                                    "AudioConvertHostTimeToNanos"};
+  for (const auto* table : {&GeneralEntries(), &PictureEntries(), &ObjectMethods(), &LegacyFunctions()}) {
+    for (const NamedAddress& entry : *table) {
+      names.emplace_back(entry.name.substr(0, entry.name.find('(')));
+    }
+  }
+  return names;
+}
+
 void* Host::Resolve(const char* entryName) {
   if (!RequireAddress(entryName)) {
     return nullptr;

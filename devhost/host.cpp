@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "devhost/nearest.h"
 #include "devhost/state.h"
 
 namespace devhost {
@@ -38,7 +39,8 @@ Host::Host(HostOptions options) : options_(std::move(options)), state_(std::make
     if (!IsOffered(name)) {
       throw HostError(
           "'" + name +
-          "' is nothing that a host has: neither an entry nor a legacy function nor an object's method");
+          "' is nothing that a host has: neither an entry nor a legacy function nor an object's method" +
+          Nearest(name, EntryNames()));
     }
   }
   state_->version = options_.without.contains("REALGetRBVersion") ? 0.0 : options_.version;

@@ -10,6 +10,7 @@
 #include <stdexcept>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <variant>
 #include <vector>
 
@@ -80,9 +81,16 @@ struct Ptr {
 using Value = std::variant<std::nullptr_t, std::int32_t, bool, Ptr, REALpictureStruct*,
                            REALmemoryBlockStruct*, _REALarrayInteger*>;
 
+/// The arguments of a call: those at the front in the order of the declaration, the others by name.
+struct Arguments {
+  std::vector<Value> inOrder;
+  std::vector<std::pair<std::string, Value>> named;
+};
+
 struct CallResult {
   Ref<REALpictureStruct> picture;  // the picture returned, with the reference that came with it; or nil
   bool boolean = false;            // the boolean returned
+  bool returnsPicture = false;     // which of the two the method returns
   std::optional<RaisedException> exception;  // what was raised, to be thrown in the application
 };
 
@@ -132,6 +140,9 @@ class Host {
   /// The function that plug-ins get: the address of an entry, or null if it is unknown or in `without`.
   static void* Resolve(const char* entryName);
 
+  /// What `onEntry` may be asked about: every entry, platform function and legacy function.
+  static std::vector<std::string> EntryNames();
+
   const HostOptions& options() const { return options_; }
 
   /// All registered methods in the order of their registration.
@@ -141,9 +152,12 @@ class Host {
   std::int32_t pluginVersion() const { return pluginVersion_; }
 
   /// Calls the overload of `method` that `arguments` fit, through its registered address; arguments left out
-  /// at the end get the declaration's default values. A method that extends Picture takes the picture first.
-  /// Throws HostError if no overload fits. Exceptions that entries throw (see `onEntry`) pass through.
-  CallResult Call(std::string_view method, const std::vector<Value>& arguments);
+  /// get the declaration's default values. A method that extends Picture takes the picture first, or as
+  /// "ref". Throws HostError if no overload fits. Exceptions that entries throw (see `onEntry`) pass through.
+  CallResult Call(std::string_view method, const Arguments& arguments);
+  CallResult Call(std::string_view method, const std::vector<Value>& arguments) {
+    return Call(method, Arguments{arguments, {}});
+  }
 
   /// Makes a 32-bit picture of the host's pixel type, as "newPicture" does, filled with zeros.
   Ref<REALpictureStruct> NewPicture(std::int32_t width, std::int32_t height);

@@ -29,15 +29,19 @@ expect 0 'Usage' --help
 expect 0 'CopyRGBtoMemoryblockKVZ\(extends ref as Picture' list --plugin "$plugin"
 expect 0 'PluginRegisterMethod' list --plugin "$plugin" --host-version 2007.5
 for type in 13 12 16; do
-  expect 0 . convert in.ppm "out$type.ppm" --plugin "$plugin" --pixel-type "$type"
+  expect 0 'bytes: identical' convert in.ppm "out$type.ppm" --verify --plugin "$plugin" --pixel-type "$type"
 done
-expect 0 . convert in.ppm alpha.pam --plugin "$plugin" --kind console --layout BGRA --alpha 7 --yield 1
-expect 0 . convert in.ppm rows.raw --plugin "$plugin" --layout XRGB --band 1:1 --stride 20
-expect 0 . convert in.ppm masked.pam --plugin "$plugin" --layout ARGB --mask in.ppm
+expect 0 'picture: identical' convert in.ppm alpha.pam --verify --plugin "$plugin" --kind console --layout BGRA --alpha 7
+expect 0 'bytes: identical' convert in.ppm rows.raw --verify --plugin "$plugin" --layout XRGB --band 1:1 --stride 20
+expect 0 'bytes: identical' convert in.ppm masked.pam --verify --plugin "$plugin" --layout ARGB --mask in.ppm
 expect 0 . call CopyRGBtoMemoryblockKVZ picture:4x4 block:48 0 --plugin "$plugin"
 expect 0 'lockPictureDescription' call CopyRGBtoMemoryblockKVZ picture:4x4 block:48 0 --trace --plugin "$plugin"
 expect 1 'Picture is nil' call CopyRGBtoMemoryblockKVZ nil block:48 0 --plugin "$plugin"
-expect 2 'nothing' nothing
+expect 2 'nearest is list' lst
+expect 2 'nearest is --layout' convert in.ppm out.ppm --lyout RGB
+expect 2 'nearest is desktop' list --kind desktp
+expect 2 'nearest is newPicture' list --fail newPicure@1
+expect 2 'nearest is RGBA' convert in.ppm out.ppm --layout RGBQA --plugin "$plugin"
 expect 2 'overload' call CopyRGBtoMemoryblockKVZ 1 2 3 --plugin "$plugin"
 expect 2 'NoSuchMethodKVZ' call NoSuchMethodKVZ --plugin "$plugin"
 expect 2 'layout' convert in.ppm out.ppm --layout QRS --plugin "$plugin"

@@ -1,10 +1,10 @@
 #include <algorithm>
-#include <iomanip>
+#include <array>
 #include <iostream>
 #include <utility>
 
-#include "abi/declaration.h"
 #include "devhost/program/failure.h"
+#include "devhost/program/report.h"
 #include "devhost/program/verbs.h"
 
 namespace devhost::program {
@@ -21,20 +21,37 @@ struct Writable {
 };
 
 /// The arguments of a call, with all that they refer to.
-class Arguments {
+class Parsed {
  public:
-  Arguments(Host& host, PixelFormat format, const std::vector<std::string>& texts)
+  Parsed(Host& host, PixelFormat format, const std::vector<std::string>& texts)
       : host_(host), format_(format) {
     for (const std::string& text : texts) {
-      what_ = "argument " + std::to_string(values_.size() + 1);
-      values_.push_back(Parse(text));
+      Add(text);
     }
   }
 
-  const std::vector<Value>& values() const { return values_; }
+  const Arguments& arguments() const { return arguments_; }
   const std::vector<Writable>& writables() const { return writables_; }
 
  private:
+  void Add(const std::string& text) {
+    const auto equals = text.find('=');
+    if (text.starts_with("--")) {
+      throw Failure(Status::kUsage, "call: unknown option '" + text + "' (see call --help)");
+    }
+    if (equals != std::string::npos && equals > 0 && text.find_first_of(":[") > equals) {
+      what_ = "argument " + text.substr(0, equals);
+      arguments_.named.emplace_back(text.substr(0, equals), Parse(text.substr(equals + 1)));
+      return;
+    }
+    what_ = "argument " + std::to_string(arguments_.inOrder.size() + 1);
+    if (!arguments_.named.empty()) {
+      throw Failure(Status::kUsage,
+                    what_ + ": expected name=value after the first of these, got '" + text + "'");
+    }
+    arguments_.inOrder.push_back(Parse(text));
+  }
+
   Value Parse(const std::string& text) {
     if (text == "nil") {
       return nullptr;
@@ -57,8 +74,8 @@ class Arguments {
     }
     if (!IsDigits(text.starts_with("-") ? text.substr(1) : text)) {
       throw Failure(Status::kUsage, what_ +
-                                        ": expected an integer, true, false, nil, picture:…, block:…, ptr:… "
-                                        "or [1,2,3], got '" +
+                                        ": expected an integer, true, false, nil, picture:…, block:…, "
+                                        "ptr:… or [1,2,3], got '" +
                                         text + "'");
     }
     return ParseInteger(what_, text);
@@ -94,93 +111,184 @@ class Arguments {
   Host& host_;
   PixelFormat format_;
   std::string what_;  // the argument being parsed
-  std::vector<Value> values_;
+  Arguments arguments_;
   std::vector<Writable> writables_;
   std::vector<Ref<REALpictureStruct>> pictures_;
   std::vector<Ref<_REALarrayInteger>> arrays_;
 };
 
-/// What the overloads of a method give back; all of one name give the same.
-rastel::abi::HostType ResultType(const Host& host, const std::string& method) {
-  for (const Registration& registration : host.methods()) {
-    const auto declaration = rastel::abi::ParseDeclaration(registration.declaration);
-    if (declaration && rastel::abi::SameName(declaration->name, method)) {
-      return declaration->result;
-    }
-  }
-  throw Failure(Status::kUsage,
-                "unknown method '" + method + "': expected one of those that 'rastel-host list' shows");
-}
+/// Equal calls, one after the other.
+struct Run {
+  std::int32_t first, last;
+  std::string result;  // "true", "nil", "picture 4x4, …"
+  std::string pixels;  // of a picture, the first ones
+  std::optional<std::string> exception;
 
-void PrintPicture(REALpictureStruct& picture) {
-  std::cout << "result: " << PictureText(picture) << "\npixels:";
+  bool Equals(const Run& other) const {
+    return result == other.result && pixels == other.pixels && exception == other.exception;
+  }
+};
+
+std::string PixelsText(REALpictureStruct& picture) {
+  std::string text;
   for (std::int32_t x = 0; x < std::min(picture.width, kPixelsShown); ++x) {
     const Pixel pixel = picture.At(x, 0);
-    std::cout << " (" << int{pixel.red} << ", " << int{pixel.green} << ", " << int{pixel.blue} << ", "
-              << int{pixel.fourth} << ')';
+    text += (x == 0 ? "(" : " (") + std::to_string(pixel.red) + ", " + std::to_string(pixel.green) + ", " +
+            std::to_string(pixel.blue) + ", " + std::to_string(pixel.fourth) + ")";
   }
-  std::cout << (picture.width > kPixelsShown ? " …\n" : "\n");
+  return text + (picture.width > kPixelsShown ? " …" : "");
 }
 
-void PrintResult(const CallResult& result, rastel::abi::HostType type) {
-  if (type != rastel::abi::HostType::kPicture) {
-    std::cout << "result: " << (result.boolean ? "true" : "false") << '\n';
-  } else if (!result.picture) {
-    std::cout << "result: nil\n";
-  } else {
-    PrintPicture(*result.picture);
-  }
-}
-
-/// Tells of the bytes that were changed.
-void PrintWritten(const Writable& writable) {
-  const std::uint8_t* bytes = writable.block->bytes();
-  std::size_t changed = 0;
-  for (std::size_t i = 0; i < writable.before.size(); ++i) {
-    changed += bytes[i] != writable.before[i] ? 1 : 0;
-  }
-  if (changed == 0) {
-    return;
-  }
-  const std::size_t shown = std::min(writable.before.size(), kBytesShown);
-  std::cout << writable.name << ": " << changed << " bytes changed; it begins" << std::hex
-            << std::setfill('0');
-  for (std::size_t i = 0; i < shown; ++i) {
-    std::cout << ' ' << std::setw(2) << int{bytes[i]};
-  }
-  std::cout << std::dec << std::setfill(' ') << (shown < writable.before.size() ? " …\n" : "\n");
-}
-
-CallResult Call(Host& host, const std::string& method, const std::vector<Value>& arguments) {
+/// One call. What a host entry throws ends it without a result.
+Run Call(Host& host, const CallOptions& options, const Arguments& arguments, std::int32_t number) {
+  Run run{number, number, "none", "", {}};
   try {
-    return host.Call(method, arguments);
+    const CallResult result = host.Call(options.method, arguments);
+    run.result = !result.returnsPicture ? (result.boolean ? "true" : "false")
+                 : result.picture       ? PictureText(*result.picture)
+                                        : "nil";
+    if (result.picture) {
+      run.pixels = PixelsText(*result.picture);
+      if (options.out) {
+        WriteImage(*options.out, ImageOf(*result.picture));
+      }
+    }
+    if (result.exception) {
+      run.exception = ExceptionText(*result.exception);
+    }
   } catch (const HostError& error) {
     throw Failure(Status::kUsage, error.what());
+  } catch (const HostException& exception) {
+    run.exception = exception.what();
   }
+  return run;
+}
+
+void PrintRun(const Run& run, bool numbered) {
+  if (numbered) {
+    std::cout << "from call " << run.first << " on:\n";
+  }
+  std::cout << "result: " << run.result << '\n';
+  if (!run.pixels.empty()) {
+    std::cout << "pixels: " << run.pixels << '\n';
+  }
+  if (run.exception) {
+    std::cout << Bad("exception") << ": " << *run.exception << '\n';
+  }
+}
+
+std::size_t CountChanged(const Writable& writable) {
+  std::size_t changed = 0;
+  for (std::size_t i = 0; i < writable.before.size(); ++i) {
+    changed += writable.block->bytes()[i] != writable.before[i] ? 1 : 0;
+  }
+  return changed;
+}
+
+/// "00 01 02 …"
+std::string BeginningOf(const Writable& writable) {
+  constexpr std::string_view kDigits = "0123456789abcdef";
+  std::string text;
+  for (std::size_t i = 0; i < std::min(writable.before.size(), kBytesShown); ++i) {
+    const std::uint8_t byte = writable.block->bytes()[i];
+    text += text.empty() ? "" : " ";
+    text += {kDigits[byte >> 4], kDigits[byte & 15]};
+  }
+  return text + (writable.before.size() > kBytesShown ? " …" : "");
+}
+
+/// Writes the first block, unless the method is one that makes pictures.
+void SaveBlock(const std::string& path, const Run& run, const std::vector<Writable>& writables) {
+  if (run.pixels.empty() && (run.result != "true" || writables.empty())) {
+    throw Failure(Status::kFindings, path + ": not written, there is neither a picture nor a block");
+  }
+  if (run.pixels.empty()) {
+    const auto& block = writables[0].block;
+    WriteBytes(path, {block->bytes(), block->bytes() + block->size});
+  }
+}
+
+/// What the calls of one method came to.
+struct Story {
+  std::vector<Run> runs;
+  std::vector<std::string> trace, losses;
+};
+
+void PrintEnd(const Story& story, const std::vector<Writable>& writables) {
+  for (const Writable& writable : writables) {
+    if (const std::size_t changed = CountChanged(writable); changed > 0) {
+      std::cout << writable.name << ": " << changed << " bytes changed; it begins " << BeginningOf(writable)
+                << '\n';
+    }
+  }
+  for (const std::string& loss : story.losses) {
+    std::cout << Bad("balance") << ": " << loss << '\n';
+  }
+  if (story.losses.empty()) {
+    std::cout << "balance: even, every object, reference and lock was given back\n";
+  }
+}
+
+void PrintStoryAsJson(const CallOptions& options, const Story& story,
+                      const std::vector<Writable>& writables) {
+  Datum::List runs, written;
+  for (const Run& run : story.runs) {
+    runs.emplace_back(Datum::Record{{"firstCall", run.first},
+                                    {"lastCall", run.last},
+                                    {"result", run.result},
+                                    {"pixels", run.pixels},
+                                    {"exception", run.exception}});
+  }
+  for (const Writable& writable : writables) {
+    written.emplace_back(Datum::Record{{"argument", writable.name},
+                                       {"bytesChanged", CountChanged(writable)},
+                                       {"beginning", BeginningOf(writable)}});
+  }
+  PrintJson("call", {{"method", options.method},
+                     {"calls", runs},
+                     {"blocks", written},
+                     {"trace", ListOf(story.trace)},
+                     {"losses", ListOf(story.losses)}});
 }
 
 }  // namespace
 
-int RunCall(const CallOptions& options) {
-  const auto host = OpenHost(options.host);
-  const auto resultType = ResultType(*host, options.method);
-  const Arguments arguments(*host, SourceFormat(options.host), options.arguments);
-  host->trace.clear();
-  const CallResult result = Call(*host, options.method, arguments.values());
-  if (options.trace) {
+Status RunCall(const CallOptions& options) {
+  const auto host = OpenHost(options.common.host);
+  const Parsed parsed(*host, SourceFormat(options.common.host), options.arguments);
+  const Balance before = host->CurrentBalance();
+  Story story;
+  for (std::int32_t number = 1; number <= options.times; ++number) {
+    host->trace.clear();
+    const Run run = Call(*host, options, parsed.arguments(), number);
     for (const TracedCall& call : host->trace) {
-      std::cout << "trace: " << call.Text() << '\n';
+      if (options.trace && options.common.json) {
+        story.trace.push_back(call.Text());
+      } else if (options.trace) {
+        std::cout << "trace: " << call.Text() << '\n';
+      }
+    }
+    if (!story.runs.empty() && story.runs.back().Equals(run)) {
+      story.runs.back().last = number;
+      continue;
+    }
+    story.runs.push_back(run);
+    if (!options.common.json) {
+      PrintRun(run, options.times > 1);
     }
   }
-  PrintResult(result, resultType);
-  for (const Writable& writable : arguments.writables()) {
-    PrintWritten(writable);
+  story.losses = Losses(*host, before);
+  if (options.common.json) {
+    PrintStoryAsJson(options, story, parsed.writables());
+  } else {
+    PrintEnd(story, parsed.writables());
   }
-  if (result.exception) {
-    std::cout << "exception: " << ExceptionText(*result.exception) << '\n';
-    return static_cast<int>(Status::kDifferent);
+  if (options.out) {
+    SaveBlock(*options.out, story.runs.back(), parsed.writables());
   }
-  return StatusOfComplaints(*host);
+  const bool raised =
+      std::ranges::any_of(story.runs, [](const Run& run) { return run.exception.has_value(); });
+  return raised || !story.losses.empty() ? Status::kFindings : Status::kGood;
 }
 
 }  // namespace devhost::program

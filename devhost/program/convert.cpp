@@ -4,7 +4,7 @@
 #include <utility>
 
 #include "devhost/program/expectation.h"
-#include "devhost/program/failure.h"
+#include "devhost/program/report.h"
 #include "devhost/program/verbs.h"
 
 namespace devhost::program {
@@ -25,14 +25,11 @@ void CheckOptions(const ConvertOptions& options, const Layout& layout) {
   if (options.flip && layout.name != "RGBA") {
     Misuse("--flip: expected --layout RGBA, the only one whose methods flip, got " + name);
   }
-  if (options.destination && layout.OneChannel()) {
-    Misuse("--destination: expected a layout of three or four bytes a pixel, got " + name);
-  }
-  if (options.size && IsPictureName(options.in)) {
+  if (options.raw.size && !IsRaw(options.in, options.raw)) {
     Misuse("--size: expected raw bytes as input, got the picture " + options.in);
   }
-  if (!options.size && !IsPictureName(options.in)) {
-    Misuse("--size: expected the size of the raw bytes in " + options.in);
+  if (options.common.json && options.out == "-") {
+    Misuse("--json: expected a file as OUT, since JSON goes to standard output");
   }
 }
 
@@ -44,82 +41,14 @@ std::int32_t BlockSize(std::int64_t bytes) {
   return static_cast<std::int32_t>(bytes);
 }
 
-/// The packed rows that are sent into a picture.
-struct Buffer {
-  std::vector<std::uint8_t> bytes;
-  Size size;
-};
-
-Buffer ReadBuffer(const ConvertOptions& options, const Layout& layout) {
-  if (!options.size) {
-    const Image image = ReadImage(options.in);
-    BlockSize(std::int64_t{image.width} * image.height * layout.pixelBytes);
-    return {Pack(image, layout), {image.width, image.height}};
-  }
-  const std::int64_t expected = std::int64_t{options.size->width} * options.size->height * layout.pixelBytes;
-  BlockSize(expected);
-  auto bytes = ReadBytes(options.in);
-  if (static_cast<std::int64_t>(bytes.size()) != expected) {
-    throw Failure(Status::kFile, options.in + ": expected " + std::to_string(expected) + " raw bytes (" +
-                                     std::to_string(layout.pixelBytes) + " a pixel), found " +
-                                     std::to_string(bytes.size()));
-  }
-  return {std::move(bytes), *options.size};
-}
-
-/// The conversion, step by step. A step tells at once what it found wrong, and keeps it in `status_`.
+/// The conversion, step by step.
 class Conversion {
  public:
   explicit Conversion(const ConvertOptions& options)
-      : options_(options), layout_(LayoutNamed(options.layout)) {
+      : options_(options), layout_(LayoutNamed(options.raw.layout)) {
     CheckOptions(options_, layout_);
-    buffer_ = ReadBuffer(options_, layout_);
-    host_ = OpenHost(options_.host);
-    host_->onYield = [this] { ++yields_; };
-    // Each reading of a clock takes a sixtieth of a second, so that an interval between yields can pass.
-    host_->clock.ticksPerReading = 1;
-    host_->clock.nanosecondsPerReading = 16'666'667;
-  }
-
-  int Run() {
-    MakeDestination();
-    PrepareCopyBack();
-    if (!ToPicture() || !ToBuffer()) {
-      return static_cast<int>(Status::kDifferent);
-    }
-    const int complaints = StatusOfComplaints(*host_);
-    return complaints != 0 ? complaints : static_cast<int>(status_);
-  }
-
- private:
-  void Wrong(const std::string& line) {
-    std::cout << line << '\n';
-    status_ = Status::kDifferent;
-  }
-
-  /// Tells the verdict on one comparison.
-  void Judge(const std::string& what, const std::optional<std::string>& difference,
-             const std::string& amount) {
-    if (difference) {
-      Wrong(what + ": DIFFERENT, " + *difference);
-    } else {
-      std::cout << what << ": identical (" << amount << ")\n";
-    }
-  }
-
-  /// The format of the pictures that the host makes.
-  PixelFormat OwnFormat() { return host_->NewPicture(1, 1)->format; }
-
-  void MakeDestination() {
-    if (!options_.destination) {
-      return;
-    }
-    const auto [width, height] = *options_.destination;
-    destination_ = MakePicture(*host_, Pattern(width, height), OwnFormat());
-    before_ = ImageOf(*destination_);
-  }
-
-  void PrepareCopyBack() {
+    in_ = ReadPixels(options_.in, options_.raw);
+    StrideOf(options_.raw, in_.width);
     if (options_.mask) {
       mask_ = ReadImage(*options_.mask);
       copy_.mask = &mask_;
@@ -128,12 +57,49 @@ class Conversion {
     }
     copy_.firstRow = options_.band ? options_.band->first : 0;
     copy_.lastRow = options_.band ? options_.band->last : -1;
-    copy_.stride = options_.stride;
+    copy_.stride = options_.raw.stride;
+    host_ = OpenHost(options_.common.host);
   }
 
-  /// Calls a method and tells it, and the exception that it raised.
-  CallResult Call(const std::string& step, const std::string& method, const std::vector<Value>& arguments) {
-    std::cout << step << ": " << CallText(method, arguments) << '\n';
+  Status Run() {
+    const Balance before = host_->CurrentBalance();
+    if (ToPicture()) {
+      ToBuffer();
+    }
+    picture_.reset();
+    for (const std::string& loss : Losses(*host_, before)) {
+      Wrong(loss);
+    }
+    if (options_.common.json) {
+      TellJson();
+    }
+    return findings_.empty() ? Status::kGood : Status::kFindings;
+  }
+
+ private:
+  /// Results go to standard output, unless the bytes do.
+  std::ostream& Results() const { return options_.out == "-" ? std::cerr : std::cout; }
+
+  void Wrong(const std::string& line) {
+    findings_.push_back(line);
+    if (!options_.common.json) {
+      Results() << line << '\n';
+    }
+  }
+
+  /// Tells the verdict on one comparison.
+  void Judge(const std::string& what, const std::optional<std::string>& difference, std::size_t amount) {
+    compared_.push_back(what);
+    if (difference) {
+      Wrong(what + ": DIFFERENT, " + *difference);
+    } else if (!options_.common.json) {
+      Results() << what << ": identical (" << amount << ")\n";
+    }
+  }
+
+  /// Calls a method and tells the exception that it raised.
+  CallResult Call(const std::string& method, const std::vector<Value>& arguments) {
+    SayStep("calling " + method);
     try {
       CallResult result = host_->Call(method, arguments);
       if (result.exception) {
@@ -141,19 +107,16 @@ class Conversion {
       }
       return result;
     } catch (const HostError& error) {
-      throw Failure(Status::kNoPlugin, error.what());
+      throw Failure(Status::kFindings, error.what());
     }
   }
 
-  std::vector<Value> ArgumentsToPicture(const Value& source) const {
-    std::vector<Value> arguments;
-    if (destination_) {
-      arguments.emplace_back(destination_.get());
-    }
-    arguments.push_back(source);
-    for (const std::int32_t number : {0, buffer_.size.width, buffer_.size.height}) {
-      arguments.emplace_back(number);
-    }
+  bool ToPicture() {
+    const auto packed = Pack(in_, layout_);
+    const std::int32_t offset = options_.raw.offset;
+    const auto block = host_->NewMemoryBlock(BlockSize(offset + static_cast<std::int64_t>(packed.size())));
+    std::copy(packed.begin(), packed.end(), block->bytes() + offset);
+    std::vector<Value> arguments = {block.get(), offset, in_.width, in_.height};
     if (layout_.OneChannel()) {
       arguments.emplace_back(1);
     }
@@ -166,62 +129,34 @@ class Conversion {
     if (options_.flip) {
       arguments.emplace_back(true);
     }
-    return arguments;
-  }
-
-  bool ToPicture() {
-    const auto block = host_->NewMemoryBlock(static_cast<std::int32_t>(buffer_.bytes.size()));
-    std::copy(buffer_.bytes.begin(), buffer_.bytes.end(), block->bytes());
-    const Value source = options_.pointer ? Value(Ptr{block->bytes()}) : Value(block.get());
-    const std::string method = (options_.pointer ? "Ptr" : "Memoryblock") + std::string(layout_.toPicture);
-    picture_ = Call("there", method, ArgumentsToPicture(source)).picture;
+    picture_ = Call("Memoryblock" + std::string(layout_.toPicture), arguments).picture;
     if (!picture_) {
       Wrong("result: nil");
       return false;
     }
-    std::cout << "result: " << PictureText(*picture_) << '\n';
-    CheckPicture();
+    SayStep("result: " + PictureText(*picture_));
+    if (options_.verify) {
+      CheckPicture(packed);
+    }
     return true;
   }
 
-  void CheckPicture() {
-    const bool filled = before_.width >= buffer_.size.width && before_.height >= buffer_.size.height;
-    if (destination_) {
-      std::cout << "destination: " << (filled ? "large enough to be filled" : "too small, to be left alone")
-                << '\n';
-      if ((picture_.get() == destination_.get()) != filled) {
-        Wrong("destination: DIFFERENT, the result is the wrong picture");
-      }
-    }
-    if (destination_ && !filled) {
-      Judge("destination", FirstDifference(before_, ImageOf(*destination_)), "left alone");
-    }
-    const Image shown = Unpack(buffer_.bytes, std::int64_t{buffer_.size.width} * layout_.pixelBytes,
-                               buffer_.size.width, buffer_.size.height, layout_);
+  void CheckPicture(const std::vector<std::uint8_t>& packed) {
+    const Image shown =
+        Unpack(packed, std::int64_t{in_.width} * layout_.pixelBytes, in_.width, in_.height, layout_);
     const std::uint8_t fourth = picture_->format == PixelFormat::kWorld32 ? 255 : 0;
-    const Image expected = ExpectedPicture(shown, options_.flip, fourth, filled ? &before_ : nullptr);
+    const Image expected = ExpectedPicture(shown, options_.flip, fourth, nullptr);
     if (picture_->width != expected.width || picture_->height != expected.height) {
       Wrong("picture: DIFFERENT, expected the size " + std::to_string(expected.width) + "x" +
             std::to_string(expected.height));
       return;
     }
-    Judge("picture", FirstDifference(expected, ImageOf(*picture_)),
-          std::to_string(expected.pixels.size()) + " pixels");
-    if (!picture_->SurroundingsIntact()) {
-      Wrong("picture: DIFFERENT, bytes outside its pixels were written");
-    }
-  }
-
-  /// The picture to read from: with a native depth of 16, one with the pixels of the picture made before.
-  void ChooseSource() {
-    if (SourceFormat(options_.host) == PixelFormat::kWorld16) {
-      picture_ = MakePicture(*host_, ImageOf(*picture_), PixelFormat::kWorld16);
-      std::cout << "source: " << PictureText(*picture_) << '\n';
-    }
+    const auto difference = Compare(expected, ImageOf(*picture_));
+    Judge("picture", difference ? std::optional(difference->Text()) : std::nullopt, expected.pixels.size());
   }
 
   std::vector<Value> ArgumentsToBuffer(REALmemoryBlockStruct* block, REALpictureStruct* mask) const {
-    std::vector<Value> arguments{picture_.get(), block, 0};
+    std::vector<Value> arguments{picture_.get(), block, options_.raw.offset};
     if (mask != nullptr) {
       arguments.emplace_back(mask);
     } else if (layout_.fourth == Fourth::kAlpha) {
@@ -229,71 +164,73 @@ class Conversion {
     } else if (layout_.OneChannel()) {
       arguments.emplace_back(1);
     }
-    for (const std::int32_t number : {copy_.firstRow, copy_.lastRow, options_.yield, copy_.stride}) {
+    for (const std::int32_t number : {copy_.firstRow, copy_.lastRow, 0, copy_.stride}) {
       arguments.emplace_back(number);
     }
     return arguments;
   }
 
-  bool ToBuffer() {
-    ChooseSource();
+  void ToBuffer() {
+    // With a native depth of 16, the picture to read from is another one with the same pixels.
+    if (SourceFormat(options_.common.host) == PixelFormat::kWorld16) {
+      picture_ = MakePicture(*host_, ImageOf(*picture_), PixelFormat::kWorld16);
+    }
     const Image source = ImageOf(*picture_);
-    const BufferShape shape = ShapeOf(source, layout_, copy_);
-    const auto block = host_->NewMemoryBlock(BlockSize(shape.Bytes()));
-    std::fill_n(block->bytes(), shape.Bytes(), kUntouched);
+    shape_ = ShapeOf(source, layout_, copy_);
+    const auto block = host_->NewMemoryBlock(BlockSize(options_.raw.offset + shape_.Bytes()));
+    std::fill_n(block->bytes(), block->size, kUntouched);
     Ref<REALpictureStruct> mask;
     if (options_.mask) {
-      mask = MakePicture(*host_, mask_, OwnFormat());
+      mask = MakePicture(*host_, mask_, host_->NewPicture(1, 1)->format);
     }
-    host_->trace.clear();
-    const CallResult result =
-        Call("back", std::string(layout_.toBuffer), ArgumentsToBuffer(block.get(), mask.get()));
-    if (!result.boolean) {
+    if (!Call(std::string(layout_.toBuffer), ArgumentsToBuffer(block.get(), mask.get())).boolean) {
       Wrong("result: false");
-      return false;
+      return;
     }
-    TellCopy(shape);
-    const std::vector<std::uint8_t> got(block->bytes(), block->bytes() + shape.Bytes());
-    Judge("bytes", FirstDifference(ExpectedBuffer(source, layout_, copy_, kUntouched), got, shape, layout_),
-          std::to_string(got.size()));
+    SayStep(std::to_string(shape_.rows) + " rows of " + std::to_string(shape_.width) + " pixels, " +
+            std::to_string(shape_.stride) + " bytes from row to row");
+    std::vector<std::uint8_t> bytes(block->bytes() + options_.raw.offset, block->bytes() + block->size);
+    if (options_.verify) {
+      Judge("bytes",
+            FirstDifference(ExpectedBuffer(source, layout_, copy_, kUntouched), bytes, shape_, layout_),
+            bytes.size());
+    }
     if (!block->SurroundingsIntact()) {
       Wrong("bytes: DIFFERENT, bytes outside the block were written");
     }
-    Write(got, shape);
-    return true;
-  }
-
-  void TellCopy(const BufferShape& shape) const {
-    const auto copies = std::count_if(host_->trace.begin(), host_->trace.end(),
-                                      [](const TracedCall& call) { return call.entry == "newPicture"; });
-    std::cout << "result: true; rows: " << shape.rows << " of " << shape.width << " pixels, " << shape.stride
-              << " bytes from row to row; yields: " << yields_ << "; opaque copies: " << copies << '\n';
-  }
-
-  void Write(const std::vector<std::uint8_t>& bytes, const BufferShape& shape) const {
     if (IsPictureName(options_.out)) {
-      WriteImage(options_.out, Unpack(bytes, shape.stride, shape.width, shape.rows, layout_));
+      WriteImage(options_.out, Unpack(bytes, shape_.stride, shape_.width, shape_.rows, layout_));
     } else {
-      WriteBytes(options_.out, bytes);
+      WriteBytes(options_.out, {block->bytes(), block->bytes() + block->size});
     }
-    std::cerr << "written: " << options_.out << '\n';
+    SayStep("written: " + options_.out);
+  }
+
+  void TellJson() const {
+    PrintJson("convert", {{"in", options_.in},
+                          {"out", options_.out},
+                          {"layout", std::string(layout_.name)},
+                          {"width", shape_.width},
+                          {"rows", shape_.rows},
+                          {"stride", shape_.stride},
+                          {"offset", options_.raw.offset},
+                          {"verified", ListOf(compared_)},
+                          {"findings", ListOf(findings_)}});
   }
 
   const ConvertOptions& options_;
   const Layout& layout_;
-  Buffer buffer_;
-  std::unique_ptr<Host> host_;  // before the references to its objects, which it outlives
-  Ref<REALpictureStruct> destination_, picture_;
-  Image before_;  // the destination's pixels before the call
-  Image mask_;
+  Image in_, mask_;
   CopyBack copy_;
-  int yields_ = 0;
-  Status status_ = Status::kGood;
+  BufferShape shape_;
+  std::unique_ptr<Host> host_;  // before the references to its objects, which it outlives
+  Ref<REALpictureStruct> picture_;
+  std::vector<std::string> compared_, findings_;
 };
 
 }  // namespace
 
-int RunConvert(const ConvertOptions& options) {
+Status RunConvert(const ConvertOptions& options) {
   return Conversion(options).Run();
 }
 

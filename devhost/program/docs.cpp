@@ -1,6 +1,5 @@
 #include <cstdio>
 #include <filesystem>
-#include <iostream>
 #include <map>
 #include <set>
 #include <sstream>
@@ -8,7 +7,7 @@
 #include "devhost/program/failure.h"
 #include "devhost/program/families.h"
 #include "devhost/program/page.h"
-#include "devhost/program/sheet.h"
+#include "devhost/program/report.h"
 #include "devhost/program/verbs.h"
 
 namespace devhost::program {
@@ -29,7 +28,7 @@ std::string ExampleOf(const ObservedArgument& argument) {
   return found == kTexts.end() ? "" : found->second;
 }
 
-/// What `command` says when it is run with this program and plug-in. Throws Failure (kDifferent) if it fails.
+/// What `command` says when it is run with this program and plug-in. Throws Failure (kFindings) if it fails.
 std::string OutputOf(const std::string& command, const HostSettings& settings) {
   const std::string folder = std::filesystem::read_symlink("/proc/self/exe").parent_path();
   const std::string plugin = settings.plugin ? " --plugin '" + *settings.plugin + "'" : "";
@@ -40,7 +39,7 @@ std::string OutputOf(const std::string& command, const HostSettings& settings) {
     output += static_cast<char>(c);
   }
   if (pipe == nullptr || pclose(pipe) != 0) {
-    throw Failure(Status::kDifferent, "the example '" + command + "' failed: " + output);
+    throw Failure(Status::kFindings, "the example '" + command + "' failed: " + output);
   }
   return output;
 }
@@ -86,7 +85,7 @@ void WriteFile(const std::filesystem::path& path, const std::ostringstream& text
 
 }  // namespace
 
-int RunDocs(const DocsOptions& options) {
+Status RunDocs(const DocsOptions& options) {
   const auto all = Observe(options.host, "");
   std::error_code ignored;  // a folder that cannot be made is one that cannot be written to
   std::filesystem::create_directories(options.folder, ignored);
@@ -114,13 +113,9 @@ int RunDocs(const DocsOptions& options) {
     WriteFile(std::filesystem::path(options.folder) / (std::string(family.file) + ".md"), page);
   }
   WriteFile(std::filesystem::path(options.folder) / "README.md", index);
-  std::cerr << "written: " << options.folder << ", " << Families().size() << " pages about " << all.size()
-            << " methods\n";
-  if (!options.sheet.empty()) {
-    WriteSheet(options.host, options.sheet[0], options.sheet[1]);
-    std::cerr << "written: " << options.sheet[1] << '\n';
-  }
-  return static_cast<int>(Status::kGood);
+  Say("written: " + options.folder + ", " + std::to_string(Families().size()) + " pages about " +
+      std::to_string(all.size()) + " methods");
+  return Status::kGood;
 }
 
 }  // namespace devhost::program

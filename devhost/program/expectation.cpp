@@ -2,6 +2,9 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <cstdlib>
+#include <iterator>
+#include <utility>
 
 namespace devhost::program {
 namespace {
@@ -67,23 +70,38 @@ std::vector<std::uint8_t> ExpectedBuffer(const Image& picture, const Layout& lay
   return buffer;
 }
 
-std::optional<std::string> FirstDifference(const Image& expected, const Image& got) {
-  const auto [in, out] = std::mismatch(expected.pixels.begin(), expected.pixels.end(), got.pixels.begin());
-  if (in == expected.pixels.end()) {
-    return std::nullopt;
+std::string ImageDifference::Text() const {
+  const std::int64_t pixels = std::int64_t{picture.width} * picture.height;
+  return Difference(PixelText(x, y) + " " + std::string(channel), expected, got) + "; " +
+         std::to_string(count) + " of " + std::to_string(pixels) + " pixels differ, by at most " +
+         std::to_string(most);
+}
+
+std::optional<ImageDifference> Compare(const Image& expected, const Image& got) {
+  constexpr std::uint8_t Rgba::*kChannels[] = {&Rgba::red, &Rgba::green, &Rgba::blue, &Rgba::alpha};
+  constexpr std::string_view kNames[] = {"red", "green", "blue", "alpha"};
+  ImageDifference difference;
+  difference.picture = Image(expected.width, expected.height);
+  for (std::size_t i = 0; i < expected.pixels.size(); ++i) {
+    const Rgba& wanted = expected.pixels[i];
+    const Rgba& found = got.pixels[i];
+    for (std::size_t channel = 0; channel < std::size(kChannels); ++channel) {
+      const int a = wanted.*kChannels[channel];
+      const int b = found.*kChannels[channel];
+      if (a != b && difference.count == 0 && difference.most == 0) {
+        difference.x = static_cast<std::int32_t>(i % static_cast<std::size_t>(expected.width));
+        difference.y = static_cast<std::int32_t>(i / static_cast<std::size_t>(expected.width));
+        difference.channel = kNames[channel];
+        difference.expected = a;
+        difference.got = b;
+      }
+      difference.most = std::max(difference.most, std::abs(a - b));
+      difference.picture.pixels[i].*kChannels[channel] = static_cast<std::uint8_t>(std::abs(a - b));
+    }
+    difference.count += wanted == found ? 0 : 1;
+    difference.picture.pixels[i].alpha = 255;
   }
-  const std::int64_t index = in - expected.pixels.begin();
-  const std::string place = PixelText(index % expected.width, index / expected.width);
-  if (in->red != out->red) {
-    return Difference(place + " red", in->red, out->red);
-  }
-  if (in->green != out->green) {
-    return Difference(place + " green", in->green, out->green);
-  }
-  if (in->blue != out->blue) {
-    return Difference(place + " blue", in->blue, out->blue);
-  }
-  return Difference(place + " fourth byte", in->alpha, out->alpha);
+  return difference.count == 0 ? std::nullopt : std::optional(std::move(difference));
 }
 
 std::optional<std::string> FirstDifference(const std::vector<std::uint8_t>& expected,

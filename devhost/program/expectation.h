@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "devhost/program/image.h"
@@ -41,9 +42,23 @@ BufferShape ShapeOf(const Image& picture, const Layout& layout, const CopyBack& 
 std::vector<std::uint8_t> ExpectedBuffer(const Image& picture, const Layout& layout, const CopyBack& copy,
                                          std::uint8_t untouched);
 
-/// Where two images or two buffers of one size first differ: "pixel (3, 0) red: expected 10, got 11". Nothing
-/// if they do not.
-std::optional<std::string> FirstDifference(const Image& expected, const Image& got);
+/// How two images of one size differ.
+struct ImageDifference {
+  std::int64_t count = 0;     // pixels that differ
+  int most = 0;               // the largest difference in one channel
+  std::int32_t x = 0, y = 0;  // the first of them
+  std::string_view channel;   // its first channel that differs
+  int expected = 0, got = 0;  // that channel's values
+  Image picture;              // opaque: each channel's difference; black where there is none
+
+  std::string Text() const;  // "pixel (3, 0) red: expected 10, got 11; 12 of 400 pixels differ, by at most 7"
+};
+
+/// Alphas count as well. Nothing if the images are equal.
+std::optional<ImageDifference> Compare(const Image& expected, const Image& got);
+
+/// Where two buffers of one size first differ: "pixel (3, 0) red: expected 10, got 11". Nothing if they do
+/// not.
 std::optional<std::string> FirstDifference(const std::vector<std::uint8_t>& expected,
                                            const std::vector<std::uint8_t>& got, const BufferShape& shape,
                                            const Layout& layout);

@@ -6,13 +6,14 @@
 
 namespace devhost::program {
 
-/// The program's exit statuses.
+/// The program's exit statuses, as --help tells them.
 enum class Status {
   kGood = 0,
-  kDifferent = 1,  // bytes are not what they should be, or the plug-in raised a host exception
-  kUsage = 2,      // words on the command line that make no sense, arguments that fit no overload
-  kNoPlugin = 3,   // the plug-in cannot be loaded, or lacks a method
-  kFile = 5,       // a file cannot be read or written
+  kFindings = 1,  // what was found is not as it should be, or a host exception
+  kUsage = 2,     // words on the command line that make no sense, arguments that fit no overload
+  kNoPlugin = 3,  // the plug-in cannot be loaded
+  kCrash = 4,     // the plug-in crashed or took too long
+  kFile = 5,      // a file cannot be read or written
 };
 
 /// What went wrong, in one line that says what was expected.

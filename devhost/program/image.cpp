@@ -7,6 +7,7 @@
 #include <cctype>
 #include <filesystem>
 #include <fstream>
+#include <iostream>
 #include <iterator>
 #include <system_error>
 
@@ -89,6 +90,14 @@ bool IsPictureName(const std::string& path) {
 }
 
 std::vector<std::uint8_t> ReadBytes(const std::string& path) {
+  if (path == "-") {
+    std::vector<std::uint8_t> bytes{std::istreambuf_iterator<char>(std::cin),
+                                    std::istreambuf_iterator<char>()};
+    if (std::cin.bad()) {
+      throw Failure(Status::kFile, "standard input: cannot be read");
+    }
+    return bytes;
+  }
   std::error_code error;
   const auto type = std::filesystem::status(path, error).type();
   if (type == std::filesystem::file_type::not_found) {
@@ -106,6 +115,13 @@ std::vector<std::uint8_t> ReadBytes(const std::string& path) {
 }
 
 void WriteBytes(const std::string& path, const std::vector<std::uint8_t>& bytes) {
+  if (path == "-") {
+    std::cout.write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
+    if (!std::cout.flush()) {
+      throw Failure(Status::kFile, "standard output: cannot be written");
+    }
+    return;
+  }
   std::error_code error;
   const auto target = std::filesystem::weakly_canonical(path, error);
   if (error || std::filesystem::is_directory(target)) {
@@ -128,7 +144,8 @@ void WriteBytes(const std::string& path, const std::vector<std::uint8_t>& bytes)
 
 Image ReadImage(const std::string& path) {
   const auto bytes = ReadBytes(path);
-  return Extension(path) == ".png" ? DecodePng(path, bytes) : DecodeNetpbm(path, bytes);
+  const bool isPng = bytes.size() >= 8 && png_sig_cmp(bytes.data(), 0, 8) == 0;
+  return isPng ? DecodePng(path, bytes) : DecodeNetpbm(path, bytes);
 }
 
 void WriteImage(const std::string& path, const Image& image) {

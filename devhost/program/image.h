@@ -38,18 +38,19 @@ struct Image {
 /// True if `path` names a picture: .png, .ppm or .pam, in either case. Other names mean raw bytes.
 bool IsPictureName(const std::string& path);
 
-/// The whole file. Throws Failure (kFile) if it cannot be read.
+/// The whole file, or standard input if `path` is "-". Throws Failure (kFile) if it cannot be read.
 std::vector<std::uint8_t> ReadBytes(const std::string& path);
 
-/// Writes the whole file or leaves no trace of it: a file that cannot be completed does not replace an old
-/// one. Throws Failure (kFile).
+/// Writes to standard output if `path` is "-", and else writes the whole file or leaves no trace of it: a
+/// file that cannot be completed does not replace an old one. Throws Failure (kFile).
 void WriteBytes(const std::string& path, const std::vector<std::uint8_t>& bytes);
 
-/// Reads a picture, in the format that its name tells; pixels without an alpha get 255. Throws Failure
-/// (kFile) if the file cannot be read, is no such picture, or is larger than kMostPixels in one direction.
+/// Reads a picture (PNG, P6, P7), in the format that its first bytes tell; pixels without an alpha get 255.
+/// Throws Failure (kFile) if the file cannot be read, is no such picture, or is larger than kMostPixels in
+/// one direction.
 Image ReadImage(const std::string& path);
 
-/// Writes a picture likewise; .ppm drops the alpha.
+/// Writes a picture in the format that its name tells; .ppm drops the alpha.
 void WriteImage(const std::string& path, const Image& image);
 
 /// Throws Failure (kFile) if a picture cannot have this size; `path` is the file that claims it.

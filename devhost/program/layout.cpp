@@ -4,6 +4,7 @@
 #include <array>
 #include <cstddef>
 
+#include "devhost/nearest.h"
 #include "devhost/program/failure.h"
 
 namespace devhost::program {
@@ -76,18 +77,22 @@ std::string_view ByteName(int position, const Layout& layout) {
   return position == layout.red ? "red" : position == layout.green ? "green" : "blue";
 }
 
-std::span<const Layout> Layouts() {
-  return kLayouts;
-}
-
 const Layout& LayoutNamed(std::string_view name) {
   const auto found = std::find_if(kLayouts.begin(), kLayouts.end(),
                                   [&](const Layout& layout) { return layout.name == name; });
   if (found == kLayouts.end()) {
-    throw Failure(Status::kUsage,
-                  "--layout: expected one of " + LayoutNames() + ", got '" + std::string(name) + "'");
+    std::vector<std::string> names;
+    for (const Layout& layout : kLayouts) {
+      names.emplace_back(layout.name);
+    }
+    throw Failure(Status::kUsage, "--layout: expected one of " + LayoutNames() + ", got '" +
+                                      std::string(name) + "'" + Nearest(name, names));
   }
   return *found;
+}
+
+std::span<const Layout> Layouts() {
+  return kLayouts;
 }
 
 std::string LayoutNames() {

@@ -36,10 +36,11 @@ void PutColours(const Rgba& pixel, const Layout& layout, std::uint8_t* bytes);
 /// "red", "alpha", …: what the byte at `position` within a pixel is.
 std::string_view ByteName(int position, const Layout& layout);
 
-std::span<const Layout> Layouts();
-
 /// Throws Failure (kUsage) if there is no such layout.
 const Layout& LayoutNamed(std::string_view name);
+
+/// All of them.
+std::span<const Layout> Layouts();
 
 /// "RGB, BGR, …", for messages.
 std::string LayoutNames();

@@ -1,179 +1,276 @@
 // rastel-host: loads the plug-in into a development host and puts it to work from the command line.
 #include <CLI/CLI.hpp>
 #include <algorithm>
+#include <functional>
 #include <iostream>
+#include <memory>
 #include <new>
 #include <string>
-#include <string_view>
 
-#include "devhost/program/failure.h"
+#include "devhost/nearest.h"
+#include "devhost/program/child.h"
+#include "devhost/program/report.h"
 #include "devhost/program/verbs.h"
 
 namespace devhost::program {
 namespace {
 
 constexpr const char* kStatuses =
-    "Exit status: 0 good; 1 bytes differ, or the plug-in raised a host exception or broke a rule of the "
-    "host; "
-    "2 usage (unknown verb, layout, method or option, arguments that fit no overload); 3 the plug-in cannot "
-    "be "
-    "loaded; 5 a file that cannot be read or written.";
-
-constexpr const char* kListExamples =
-    "Examples:\n"
-    "  rastel-host list\n"
-    "  rastel-host list --host-version 2007.5\n";
-
-constexpr const char* kShowExamples =
-    "Examples:\n"
-    "  rastel-host show CopyXRGBtoMemoryblockKVZ\n"
-    "  rastel-host show MemoryblockGrayToPictureKVZ --host-version 2007.5\n";
-
-constexpr const char* kDocsExamples =
-    "Writes one Markdown page for each family of methods, and README.md that lists them.\n"
-    "Examples:\n"
-    "  rastel-host docs docs/methods\n"
-    "  rastel-host docs docs/methods --sheet photo.png sheet.png\n";
-
-constexpr const char* kConvertExamples =
-    "IN and OUT are pictures if their names end in .png, .ppm (P6) or .pam (P7), and else raw bytes: IN "
-    "holds the\n"
-    "packed rows of the layout, OUT gets all bytes of the block, also those between the rows. A block holds "
-    "165 in\n"
-    "every byte before the plug-in writes to it; a destination picture holds red x, green y, blue x + y.\n"
-    "Layout gray sends (299 red + 587 green + 114 blue + 500) / 1000 and brings back the green channel.\n"
-    "Examples:\n"
-    "  rastel-host convert photo.png copy.png --layout BGRA --alpha 128\n"
-    "  rastel-host convert photo.png rows.raw --layout XRGB --band 10:19 --stride 4096\n"
-    "  rastel-host convert rows.raw photo.pam --size 640x480 --layout RGBA --flip --pointer\n"
-    "  rastel-host convert photo.png cut.png --layout ARGB --mask mask.png --pixel-type 12\n";
-
-constexpr const char* kCallExamples =
-    "Arguments: integers, true, false, nil, picture:WxH, picture:FILE, block:BYTES, block:FILE, ptr:BYTES,\n"
-    "ptr:FILE, and [1,2,3] for an array of integers. A method that extends Picture takes the picture first.\n"
-    "picture:WxH holds red x, green y, blue x + y, each modulo 256, and 90 in the fourth byte; block:BYTES "
-    "and\n"
-    "ptr:BYTES hold 0, 1, 2, … modulo 256. The plug-in trusts its caller: it reads and writes past the end "
-    "of a\n"
-    "block that is too small.\n"
-    "Examples:\n"
-    "  rastel-host call MemoryblockRGBtoPictureKVZ block:48 0 4 4\n"
-    "  rastel-host call CopyRGBtoMemoryblockKVZ picture:4x4 block:48 0\n"
-    "  rastel-host call PtrGrayToPictureKVZ ptr:16 0 4 4 1 [0,300,-7] nil [255]\n"
-    "  rastel-host call CopyARGBtoMemoryblockKVZ nil block:64 0 255 --trace\n";
+    "Exit status: 0 good; 1 findings, a host exception, or pictures that differ; 2 usage; 3 the plug-in "
+    "cannot be loaded; 4 a crash or a time-out; 5 a file that cannot be read or written.";
 
 /// An option with one value, handed to `take` as text.
 template <typename Take>
-void AddOption(CLI::App& app, const std::string& name, const std::string& help, const std::string& valueName,
-               Take take) {
-  app.add_option_function<std::string>(name, std::function<void(const std::string&)>(std::move(take)), help)
+CLI::Option* AddOption(CLI::App& app, const std::string& name, const std::string& help,
+                       const std::string& valueName, Take take) {
+  return app
+      .add_option_function<std::string>(name, std::function<void(const std::string&)>(std::move(take)), help)
       ->type_name(valueName);
 }
 
-void AddPlugin(CLI::App& app, HostSettings& settings) {
-  AddOption(app, "--host-version", "The host's version (2013.04)", "V",
-            [&](const std::string& text) { settings.version = ParseVersion("--host-version", text); });
-  AddOption(
-      app, "--plugin",
-      "The plug-in; else rastel.so beside the program or in a folder above it, or in build/release there",
-      "FILE", [&](const std::string& text) { settings.plugin = text; });
+/// The same, as often as wanted.
+template <typename Take>
+void AddRepeatable(CLI::App& app, const std::string& name, const std::string& help,
+                   const std::string& valueName, Take take) {
+  using Texts = std::vector<std::string>;
+  app.add_option_function<Texts>(
+         name, [take](const Texts& texts) { std::for_each(texts.begin(), texts.end(), take); }, help)
+      ->type_name(valueName)
+      ->expected(1)
+      ->take_all();
 }
 
-void AddHost(CLI::App& app, HostSettings& settings) {
-  AddPlugin(app, settings);
-  AddOption(app, "--kind", "The kind of host: desktop (default), console, web, unknown", "KIND",
-            [&](const std::string& text) { settings.kind = ParseKind("--kind", text); });
+/// The host to emulate, on every verb that has one.
+void AddHost(CLI::App& app, HostSettings& host) {
+  AddOption(app, "--plugin",
+            "The plug-in; else rastel.so beside the program or in a folder above it, or in build/release or "
+            "the library folder there",
+            "FILE", [&](const std::string& text) { host.plugin = text; });
+  AddOption(app, "--host-version", "The host's version (2013.04)", "V",
+            [&](const std::string& text) { host.version = ParseVersion("--host-version", text); });
+  AddOption(app, "--kind", "The kind of host: desktop, console, web, unknown", "KIND",
+            [&](const std::string& text) { host.kind = ParseKind("--kind", text); });
   AddOption(app, "--pixel-type",
             "The pictures' pixel type: 13 (default), 12 or 16 on a desktop host, 8 on the others; with 16, "
-            "pictures "
-            "to be read have a native depth of 16 and are read through an opaque copy",
-            "N", [&](const std::string& text) { settings.pixelType = ParsePixelType("--pixel-type", text); });
+            "pictures to be read have a native depth of 16 and are read through an opaque copy",
+            "N", [&](const std::string& text) { host.pixelType = ParsePixelType("--pixel-type", text); });
+  AddRepeatable(app, "--without", "A host that lacks this entry or legacy function; repeatable", "ENTRY",
+                [&](const std::string& text) { host.without.insert(text); });
+  AddRepeatable(app, "--fail", "Give null or false at the N-th call of an entry, from 1; repeatable",
+                "ENTRY@N",
+                [&](const std::string& text) { host.faults.push_back(ParseFault("--fail", text)); });
+  AddRepeatable(app, "--throw", "Throw an exception of the host there; repeatable", "ENTRY@N",
+                [&](const std::string& text) { host.faults.push_back(ParseFault("--throw", text)); });
 }
 
-CLI::App* AddVerb(CLI::App& app, const std::string& name, const std::string& help, const char* examples) {
-  CLI::App* verb = app.add_subcommand(name, help);
-  verb->footer(std::string(examples) + kStatuses);
-  return verb;
+void AddJson(CLI::App& app, bool& json) {
+  app.add_flag("--json", json, "Tell the results as JSON");
 }
 
-void AddConvertOptions(CLI::App& app, ConvertOptions& options) {
-  app.add_option("IN", options.in, "The picture or raw bytes to send through the plug-in")->required();
-  app.add_option("OUT", options.out, "Where what came back goes")->required();
-  AddHost(app, options.host);
-  AddOption(app, "--layout", "One of " + LayoutNames() + " (default RGB)", "NAME",
-            [&](const std::string& text) { options.layout = text; });
+void AddCommon(CLI::App& app, Common& common) {
+  AddHost(app, common.host);
+  AddJson(app, common.json);
+}
+
+void AddRaw(CLI::App& app, RawForm& raw) {
+  AddOption(app, "--layout", "One of " + LayoutNames() + " (RGB)", "NAME",
+            [&](const std::string& text) { raw.layout = text; });
   AddOption(app, "--size", "The size of raw bytes", "WxH",
-            [&](const std::string& text) { options.size = ParseSize("--size", text); });
+            [&](const std::string& text) { raw.size = ParseSize("--size", text); });
+  AddOption(app, "--stride", "Bytes from row to row in raw bytes (packed rows)", "N",
+            [&](const std::string& text) { raw.stride = ParseInteger("--stride", text, 0); });
+  AddOption(app, "--offset", "Bytes ahead of the first row in raw bytes (0)", "N",
+            [&](const std::string& text) { raw.offset = ParseInteger("--offset", text, 0); });
+}
+
+/// What a verb does once the command line is parsed.
+using Work = std::function<Status()>;
+
+Work SetUpList(CLI::App& app) {
+  app.footer(
+      "Examples:\n"
+      "  rastel-host list\n"
+      "  rastel-host list --host-version 2012.5 --json\n");
+  auto options = std::make_shared<Common>();
+  AddCommon(app, *options);
+  return [options] { return RunList(*options); };
+}
+
+Work SetUpShow(CLI::App& app) {
+  app.footer(
+      "Examples:\n"
+      "  rastel-host show CopyXRGBtoMemoryblockKVZ\n"
+      "  rastel-host show MemoryblockGrayToPictureKVZ --host-version 2007.5\n");
+  auto options = std::make_shared<ShowOptions>();
+  app.add_option("METHOD", options->method, "The method's name")->required();
+  AddHost(app, options->host);
+  return [options] { return RunShow(*options); };
+}
+
+Work SetUpDocs(CLI::App& app) {
+  app.footer(
+      "One Markdown page for each family of methods, and README.md that lists them.\n"
+      "Example:\n"
+      "  rastel-host docs docs/methods\n");
+  auto options = std::make_shared<DocsOptions>();
+  app.add_option("DIR", options->folder, "The folder to write to")->required();
+  AddHost(app, options->host);
+  return [options] { return RunDocs(*options); };
+}
+
+Work SetUpCall(CLI::App& app) {
+  app.footer(
+      "Arguments, in the order of the declaration or as name=value: integers, true, false, nil, "
+      "picture:WxH,\n"
+      "picture:FILE, block:BYTES, block:FILE, ptr:BYTES, ptr:FILE, and [1,2,3] for an array of integers. A\n"
+      "method that extends Picture takes the picture first, or as ref=picture:….\n"
+      "picture:WxH holds red x, green y, blue x + y, each modulo 256, and 90 in the fourth byte; "
+      "block:BYTES\n"
+      "and ptr:BYTES hold 0, 1, 2, … modulo 256. The plug-in trusts its caller: it reads and writes past "
+      "the\n"
+      "end of a block that is too small.\n"
+      "Examples:\n"
+      "  rastel-host call MemoryblockRGBtoPictureKVZ block:48 0 4 4\n"
+      "  rastel-host call CopyXRGBtoMemoryblockKVZ ref=picture:4x4 destination=block:64 offset=0\n"
+      "  rastel-host call PtrGrayToPictureKVZ ptr:16 0 4 4 1 [0,300,-7] nil [255]\n"
+      "  rastel-host call CopyARGBtoMemoryblockKVZ nil block:64 0 255 --trace\n"
+      "  rastel-host call MemoryblockRGBtoPictureKVZ block:48 0 4 4 --times 12 --fail newPicture@10\n");
+  auto options = std::make_shared<CallOptions>();
+  app.add_option("METHOD", options->method, "The method's name, followed by its arguments")->required();
+  app.allow_extras();
+  AddCommon(app, options->common);
+  app.add_flag("--trace", options->trace, "Show each call that the plug-in makes to the host");
+  AddOption(app, "--out", "Write the picture that was made, or the bytes of the first block", "FILE",
+            [options](const std::string& text) { options->out = text; });
+  AddOption(app, "--times", "Call this often; a result is shown when it changes (1)", "N",
+            [options](const std::string& text) { options->times = ParseInteger("--times", text, 1); });
+  return [options, &app] {
+    options->arguments = app.remaining();
+    return RunCall(*options);
+  };
+}
+
+Work SetUpConvert(CLI::App& app) {
+  app.footer(
+      "IN and OUT are pictures if their names end in .png, .ppm (P6) or .pam (P7), and else raw bytes. \"-\" "
+      "is\n"
+      "standard input, raw bytes with --size and else a picture; and standard output, raw bytes. Raw bytes "
+      "are\n"
+      "--offset bytes and rows --stride bytes apart; bytes that nothing is written to are 165.\n"
+      "Layout gray sends (299 red + 587 green + 114 blue + 500) / 1000 and brings back the green channel.\n"
+      "Examples:\n"
+      "  rastel-host convert photo.png copy.png --layout BGRA --alpha 128 --verify\n"
+      "  rastel-host convert photo.png - --layout BGRA --stride 4096 > photo.bgra\n"
+      "  rastel-host convert - back.png --size 600x400 --layout BGRA --stride 4096 < photo.bgra\n"
+      "  rastel-host convert photo.png cut.png --layout ARGB --mask mask.png --pixel-type 12\n");
+  auto options = std::make_shared<ConvertOptions>();
+  app.add_option("IN", options->in, "The picture or raw bytes to send through the plug-in")->required();
+  app.add_option("OUT", options->out, "Where what came back goes")->required();
+  AddCommon(app, options->common);
+  AddRaw(app, options->raw);
   AddOption(app, "--mask",
             "A picture whose green, inverted, is the alpha of the way back; its size is the copy's", "FILE",
-            [&](const std::string& text) { options.mask = text; });
-  AddOption(app, "--alpha", "The alpha of the way back, its low eight bits (default 255)", "N",
-            [&](const std::string& text) { options.alpha = ParseInteger("--alpha", text); });
+            [options](const std::string& text) { options->mask = text; });
+  AddOption(app, "--alpha", "The alpha of the way back, its low eight bits (255)", "N",
+            [options](const std::string& text) { options->alpha = ParseInteger("--alpha", text); })
+      ->excludes("--mask");
   AddOption(app, "--band", "The rows to copy back, LAST included; LAST -1 is the last row", "FIRST:LAST",
-            [&](const std::string& text) { options.band = ParseBand("--band", text); });
-  AddOption(app, "--stride", "Bytes from row to row on the way back, if more than a packed row", "N",
-            [&](const std::string& text) { options.stride = ParseInteger("--stride", text, 0); });
-  AddOption(app, "--destination", "Fill an existing picture of this size, if it is large enough", "WxH",
-            [&](const std::string& text) { options.destination = ParseSize("--destination", text); });
-  AddOption(app, "--yield", "The way back's Yield argument; each reading of the clock takes 1/60 s", "N",
-            [&](const std::string& text) { options.yield = ParseInteger("--yield", text); });
-  app.add_flag("--flip", options.flip, "Rows from bottom to top on the way there (RGBA only)");
-  app.add_flag("--pointer", options.pointer, "Send from a Ptr instead of a Memoryblock");
-  app.get_option("--mask")->excludes("--alpha");
+            [options](const std::string& text) { options->band = ParseBand("--band", text); });
+  app.add_flag("--flip", options->flip, "Rows from bottom to top on the way there (RGBA only)");
+  app.add_flag("--verify", options->verify, "Hold every byte, there and back, against what it has to be");
+  return [options] { return RunConvert(*options); };
 }
 
-void AddCallOptions(CLI::App& app, CallOptions& options) {
-  app.add_option("METHOD", options.method, "The method's name, followed by its arguments")->required();
-  app.allow_extras();
-  AddHost(app, options.host);
-  app.add_flag("--trace", options.trace, "Show each call that the plug-in makes to the host");
+Work SetUpCompare(CLI::App& app) {
+  app.footer(
+      "Examples:\n"
+      "  rastel-host compare photo.png copy.png --difference difference.png\n"
+      "  rastel-host compare photo.png photo.bgra --size 600x400 --layout BGRA --stride 4096\n");
+  auto options = std::make_shared<CompareOptions>();
+  app.add_option("A", options->a, "A picture or raw bytes")->required();
+  app.add_option("B", options->b, "Another one")->required();
+  AddJson(app, options->json);
+  AddRaw(app, options->raw);
+  AddOption(app, "--difference", "Write a picture of the channels' differences", "FILE",
+            [options](const std::string& text) { options->difference = text; });
+  return [options] { return RunCompare(*options); };
 }
+
+/// A verb: one row, and one function that sets up its options.
+struct Verb {
+  const char* name;
+  const char* sentence;
+  Work (*setUp)(CLI::App&);
+};
+
+constexpr Verb kVerbs[] = {
+    {"list", "Shows what the plug-in registered", SetUpList},
+    {"show", "Shows what a method does, found out by calling it", SetUpShow},
+    {"call", "Calls one method with arguments of your own", SetUpCall},
+    {"convert", "Sends pictures or raw bytes through the plug-in and back", SetUpConvert},
+    {"compare", "Compares two files pixel by pixel", SetUpCompare},
+    {"docs", "Writes the reference of all methods", SetUpDocs},
+};
 
 /// Tells what went wrong in one line, whatever lines it was made of.
 int Fail(Status status, std::string line) {
   std::replace(line.begin(), line.end(), '\n', ' ');
   const auto bothBlank = [](char a, char b) { return a == ' ' && b == ' '; };
   line.erase(std::unique(line.begin(), line.end(), bothBlank), line.end());
+  std::cout.flush();
   std::cerr << "rastel-host: " << line << '\n';
   return static_cast<int>(status);
 }
 
-bool IsVerb(const CLI::App& app, std::string_view word) {
-  const auto verbs = app.get_subcommands({});
-  return std::any_of(verbs.begin(), verbs.end(),
-                     [&](const CLI::App* verb) { return verb->get_name() == word; });
+[[noreturn]] void Unknown(const char* what, const std::string& word, const std::vector<std::string>& known) {
+  throw Failure(Status::kUsage,
+                std::string("unknown ") + what + " '" + word + "'" + Nearest(word, known) + " (see --help)");
+}
+
+/// Throws Failure if the command line has a verb or an option that does not exist.
+void CheckWords(const CLI::App& app, const std::vector<std::string>& words) {
+  std::vector<std::string> verbs, options;
+  const CLI::App* parser = &app;
+  for (const CLI::App* verb : app.get_subcommands({})) {
+    verbs.push_back(verb->get_name());
+    parser = words.front() == verb->get_name() ? verb : parser;
+  }
+  if (parser == &app && !words.front().starts_with('-')) {
+    Unknown("verb", words.front(), verbs);
+  }
+  for (const CLI::Option* option : parser->get_options()) {
+    for (const std::string& name : option->get_lnames()) {
+      options.push_back("--" + name);
+    }
+  }
+  for (const std::string& word : words) {
+    const std::string name = word.substr(0, word.find('='));
+    if (name.starts_with("--") && std::ranges::find(options, name) == options.end()) {
+      Unknown("option", name, options);
+    }
+  }
 }
 
 int Run(int argc, char** argv) {
   CLI::App app("Loads the plug-in Rastel into a development host and puts it to work.", "rastel-host");
   app.footer(std::string("rastel-host VERB --help tells more of a verb.\n") + kStatuses);
+  app.set_version_flag("--version", "rastel-host " RASTEL_VERSION);
+  app.set_help_all_flag("--help-all", "Print the help of every verb");
   app.require_subcommand(1);
-  HostSettings listSettings;
-  ConvertOptions convertOptions;
-  CallOptions callOptions;
-  CLI::App* list = AddVerb(app, "list", "Shows what the plug-in registered", kListExamples);
-  CLI::App* convert = AddVerb(
-      app, "convert", "Sends a picture through the plug-in and back and checks every byte", kConvertExamples);
-  CLI::App* call = AddVerb(app, "call", "Calls one method with arguments of your own", kCallExamples);
-  ShowOptions showOptions;
-  DocsOptions docsOptions;
-  CLI::App* show = AddVerb(app, "show", "Shows what a method does, found out by calling it", kShowExamples);
-  CLI::App* docs = AddVerb(app, "docs", "Writes the reference of all methods", kDocsExamples);
-  show->add_option("METHOD", showOptions.method, "The method's name")->required();
-  docs->add_option("DIR", docsOptions.folder, "The folder to write to")->required();
-  docs->add_option("--sheet", docsOptions.sheet,
-                   "Also draw a contact sheet of the picture IN, sent through each family of methods, to OUT")
-      ->expected(2)
-      ->type_name("IN OUT");
-  AddPlugin(*show, showOptions.host);
-  AddPlugin(*docs, docsOptions.host);
-  AddPlugin(*list, listSettings);
-  AddConvertOptions(*convert, convertOptions);
-  AddCallOptions(*call, callOptions);
-  if (argc < 2 || (argv[1][0] != '-' && !IsVerb(app, argv[1]))) {
-    return Fail(Status::kUsage, "expected the verb list, show, convert, call or docs" +
-                                    (argc < 2 ? std::string() : ", got '" + std::string(argv[1]) + "'"));
+  std::vector<std::pair<CLI::App*, Work>> works;
+  for (const Verb& verb : kVerbs) {
+    CLI::App* parser = app.add_subcommand(verb.name, verb.sentence);
+    works.emplace_back(parser, verb.setUp(*parser));
+    parser->footer(parser->get_footer() + kStatuses);
+    parser->add_flag_callback(
+        "-q,--quiet", [] { SetTalk(-1); }, "Say nothing on standard error but errors");
+    parser->add_flag_callback(
+        "-v,--verbose", [] { SetTalk(1); }, "Say more there");
   }
+  if (argc < 2) {
+    throw Failure(Status::kUsage, "expected a verb (see --help)");
+  }
+  CheckWords(app, {argv + 1, argv + argc});
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& error) {
@@ -182,20 +279,12 @@ int Run(int argc, char** argv) {
     }
     return Fail(Status::kUsage, std::string(error.what()) + " (see --help)");
   }
-  if (list->parsed()) {
-    return RunList(listSettings);
+  const auto chosen = std::ranges::find_if(works, [](const auto& work) { return work.first->parsed(); });
+  const Status status = chosen->second();
+  if (!std::cout.flush()) {
+    throw Failure(Status::kFile, "standard output: cannot be written");
   }
-  if (show->parsed()) {
-    return RunShow(showOptions);
-  }
-  if (docs->parsed()) {
-    return RunDocs(docsOptions);
-  }
-  if (convert->parsed()) {
-    return RunConvert(convertOptions);
-  }
-  callOptions.arguments = call->remaining();
-  return RunCall(callOptions);
+  return static_cast<int>(status);
 }
 
 }  // namespace
@@ -204,6 +293,7 @@ int Run(int argc, char** argv) {
 int main(int argc, char** argv) {
   using devhost::program::Fail;
   using devhost::program::Status;
+  devhost::program::EndOnCrash();
   try {
     return devhost::program::Run(argc, argv);
   } catch (const devhost::program::Failure& failure) {
@@ -211,6 +301,6 @@ int main(int argc, char** argv) {
   } catch (const std::bad_alloc&) {
     return Fail(Status::kFile, "a picture or file needs more memory than there is");
   } catch (const std::exception& error) {
-    return Fail(Status::kDifferent, std::string("the host failed: ") + error.what());
+    return Fail(Status::kFindings, std::string("the plug-in let this pass: ") + error.what());
   }
 }

@@ -88,7 +88,7 @@ Image DecodeNetpbm(const std::string& path, const std::vector<std::uint8_t>& byt
   std::istringstream stream(std::string(bytes.begin(), bytes.end()));
   const std::string magic = Word(stream);
   if (magic != "P6" && magic != "P7") {
-    throw Failure(Status::kFile, path + ": expected a picture that begins with P6 or P7");
+    throw Failure(Status::kFile, path + ": expected a PNG picture, or one that begins with P6 or P7");
   }
   const Header header = magic == "P6" ? ReadPpmHeader(stream) : ReadPamHeader(stream);
   stream.get();  // the one white space between header and pixels

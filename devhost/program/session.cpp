@@ -1,9 +1,11 @@
 #include "devhost/program/session.h"
 
+#include <algorithm>
 #include <filesystem>
-#include <iostream>
+#include <functional>
 #include <system_error>
 
+#include "devhost/nearest.h"
 #include "devhost/program/failure.h"
 
 namespace devhost::program {
@@ -30,26 +32,64 @@ std::string FindPlugin() {
       "of one of these; --plugin names another file");
 }
 
-bool HasLegacyFramework(const HostSettings& settings) {
-  return settings.kind == Kind::kDesktop;
+/// Without a kind, the host is one that makes pictures of the pixel type.
+Kind KindOf(const HostSettings& settings) {
+  return settings.kind.value_or(settings.pixelType == 8 ? Kind::kConsole : Kind::kDesktop);
 }
 
 int PixelTypeOf(const HostSettings& settings) {
-  return settings.pixelType.value_or(HasLegacyFramework(settings) ? 13 : 8);
+  return settings.pixelType.value_or(KindOf(settings) == Kind::kDesktop ? 13 : 8);
 }
 
 HostOptions OptionsFrom(const HostSettings& settings) {
   const int pixelType = PixelTypeOf(settings);
-  if (HasLegacyFramework(settings) == (pixelType == 8)) {
-    throw Failure(Status::kUsage,
-                  "--pixel-type: expected 13, 12 or 16 with --kind desktop and 8 with the others, got " +
-                      std::to_string(pixelType));
-  }
   HostOptions options;
   options.version = settings.version;
-  options.kind = settings.kind;
+  options.kind = KindOf(settings);
   options.pixelType = pixelType == 16 ? 13 : pixelType;
+  options.without = settings.without;
+  options.guarded = settings.guarded;
   return options;
+}
+
+/// Throws Failure if a fault is about what no plug-in can call.
+void CheckFaults(const std::vector<Fault>& faults) {
+  const auto known = Host::EntryNames();
+  for (const Fault& fault : faults) {
+    if (std::ranges::find(known, fault.entry) == known.end()) {
+      throw Failure(Status::kUsage, std::string(fault.throws ? "--throw" : "--fail") +
+                                        ": expected what a plug-in calls, got '" + fault.entry + "'" +
+                                        Nearest(fault.entry, known));
+    }
+  }
+}
+
+std::unique_ptr<Host> MakeHost(const HostSettings& settings) {
+  try {
+    return std::make_unique<Host>(OptionsFrom(settings));
+  } catch (const HostError& error) {
+    throw Failure(Status::kUsage, error.what());
+  }
+}
+
+/// Makes the host's calls go wrong as the faults say.
+void Arm(Host& host, const std::vector<Fault>& faults) {
+  if (faults.empty()) {
+    return;
+  }
+  // Shared, since the host asks a copy of the function.
+  host.onEntry = [left = std::make_shared<std::vector<Fault>>(faults)](std::string_view entry) {
+    Reaction reaction = Reaction::kAct;
+    for (Fault& fault : *left) {
+      if (fault.entry == entry && fault.number > 0 && --fault.number == 0) {
+        if (fault.throws) {
+          throw HostException("the host's entry " + fault.entry + " threw, as --throw wants");
+        }
+        reaction = Reaction::kFail;
+      }
+    }
+    return reaction;
+  };
 }
 
 PixelFormat FormatOf(int pixelType) {
@@ -67,10 +107,16 @@ PixelFormat FormatOf(int pixelType) {
 
 }  // namespace
 
+std::string PluginPath(const HostSettings& settings) {
+  return settings.plugin ? *settings.plugin : FindPlugin();
+}
+
 std::unique_ptr<Host> OpenHost(const HostSettings& settings) {
-  auto host = std::make_unique<Host>(OptionsFrom(settings));
+  CheckFaults(settings.faults);
+  auto host = MakeHost(settings);
+  Arm(*host, settings.faults);
   try {
-    host->Load(settings.plugin ? *settings.plugin : FindPlugin());
+    host->Load(PluginPath(settings));
   } catch (const HostError& error) {
     throw Failure(Status::kNoPlugin, error.what());
   }
@@ -103,6 +149,21 @@ Image ImageOf(REALpictureStruct& picture) {
   return image;
 }
 
+std::vector<std::string> Losses(const Host& host, const Balance& before) {
+  const Balance after = host.CurrentBalance();
+  std::vector<std::string> losses = host.complaints;
+  const auto compare = [&](const char* what, int was, int is) {
+    if (was != is) {
+      losses.push_back("lost: " + std::to_string(is - was) + ' ' + what + " more than before");
+    }
+  };
+  compare("objects", before.objects, after.objects);
+  compare("references", before.references, after.references);
+  compare("description locks", before.descriptionLocks, after.descriptionLocks);
+  compare("pixel locks", before.pixelLocks, after.pixelLocks);
+  return losses;
+}
+
 Image Pattern(std::int32_t width, std::int32_t height) {
   Image image(width, height);
   for (std::int32_t y = 0; y < height; ++y) {
@@ -112,13 +173,6 @@ Image Pattern(std::int32_t width, std::int32_t height) {
     }
   }
   return image;
-}
-
-int StatusOfComplaints(const Host& host) {
-  for (const std::string& complaint : host.complaints) {
-    std::cerr << "rastel-host: the plug-in broke a rule of the host: " << complaint << '\n';
-  }
-  return static_cast<int>(host.complaints.empty() ? Status::kGood : Status::kDifferent);
 }
 
 }  // namespace devhost::program

@@ -3,23 +3,42 @@
 
 #include <memory>
 #include <optional>
+#include <set>
+#include <stdexcept>
 #include <string>
+#include <string_view>
+#include <vector>
 
 #include "devhost/host.h"
 #include "devhost/program/image.h"
 
 namespace devhost::program {
 
+/// A host call that goes wrong: the `number`th one of `entry` since the plug-in was loaded, from 1.
+struct Fault {
+  std::string entry;
+  std::int32_t number;
+  bool throws;  // else the call does nothing and gives null, 0 or false
+};
+
+/// What Fault::throws throws; it passes through the plug-in.
+struct HostException : std::runtime_error {
+  using std::runtime_error::runtime_error;
+};
+
 /// What the command line says of the host.
 struct HostSettings {
   double version = HostOptions().version;
-  Kind kind = Kind::kDesktop;
+  std::optional<Kind> kind;           // else as the pixel type needs it
   std::optional<int> pixelType;       // 8, 12, 13, or 16: pictures to be read have a native depth of 16
   std::optional<std::string> plugin;  // else it is searched
+  std::set<std::string, std::less<>> without;
+  std::vector<Fault> faults;
+  bool guarded = false;  // memory between pages without access
 };
 
-/// A host with the plug-in loaded. Throws Failure: kUsage if the kind of host has no such pixel type,
-/// kNoPlugin if there is no plug-in or it cannot be loaded.
+/// A host with the plug-in loaded. Throws Failure: kUsage if the settings contradict each other or name what
+/// no host has, kNoPlugin if there is no plug-in or it cannot be loaded; and HostException.
 std::unique_ptr<Host> OpenHost(const HostSettings& settings);
 
 /// The format of the pictures that the plug-in is to read.
@@ -34,7 +53,11 @@ Image ImageOf(REALpictureStruct& picture);
 /// The pattern of pictures made up by the program: red x, green y, blue x + y, alpha 90.
 Image Pattern(std::int32_t width, std::int32_t height);
 
-/// kGood, or kDifferent and a line on standard error for each rule of the host that the plug-in broke.
-int StatusOfComplaints(const Host& host);
+/// What was lost since the host's balance was `before`, and the host's rules that the plug-in broke: a line
+/// each. An UnlockPixels call that is due to a picture read through a copy is no loss.
+std::vector<std::string> Losses(const Host& host, const Balance& before);
+
+/// The path of the plug-in: the one in `settings`, or the one that the search finds; throws Failure.
+std::string PluginPath(const HostSettings& settings);
 
 }  // namespace devhost::program

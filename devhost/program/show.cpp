@@ -6,7 +6,7 @@
 
 namespace devhost::program {
 
-int RunShow(const ShowOptions& options) {
+Status RunShow(const ShowOptions& options) {
   const auto overloads = Observe(options.host, options.method);
   if (overloads.empty()) {
     const auto host = OpenHost(options.host);
@@ -17,7 +17,7 @@ int RunShow(const ShowOptions& options) {
     }
   }
   WritePage(std::cout, overloads[0].name, overloads);
-  return static_cast<int>(Status::kGood);
+  return Status::kGood;
 }
 
 }  // namespace devhost::program

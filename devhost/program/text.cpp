@@ -4,15 +4,17 @@
 #include <charconv>
 #include <cmath>
 
+#include "devhost/nearest.h"
 #include "devhost/program/failure.h"
 #include "devhost/program/image.h"
 
 namespace devhost::program {
 namespace {
 
-[[noreturn]] void Expected(std::string_view what, std::string_view expected, std::string_view text) {
+[[noreturn]] void Expected(std::string_view what, std::string_view expected, std::string_view text,
+                           const std::string& nearest = "") {
   throw Failure(Status::kUsage, std::string(what) + ": expected " + std::string(expected) + ", got '" +
-                                    std::string(text) + "'");
+                                    std::string(text) + "'" + nearest);
 }
 
 /// True if the whole of `text` is a number of this type.
@@ -21,16 +23,6 @@ bool Read(std::string_view text, Number& number) {
   const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
   return error == std::errc() && end == text.data() + text.size();
 }
-
-struct DescribeValue {
-  std::string operator()(std::nullptr_t) const { return "nil"; }
-  std::string operator()(std::int32_t number) const { return std::to_string(number); }
-  std::string operator()(bool flag) const { return flag ? "true" : "false"; }
-  std::string operator()(Ptr) const { return "ptr"; }
-  std::string operator()(REALpictureStruct*) const { return "picture"; }
-  std::string operator()(REALmemoryBlockStruct*) const { return "block"; }
-  std::string operator()(_REALarrayInteger*) const { return "array"; }
-};
 
 std::string FormatText(PixelFormat format) {
   switch (format) {
@@ -95,19 +87,23 @@ int ParsePixelType(std::string_view what, std::string_view text) {
 }
 
 Kind ParseKind(std::string_view what, std::string_view text) {
-  if (text == "desktop") {
-    return Kind::kDesktop;
+  const std::vector<std::string> names = {"desktop", "console", "web", "unknown"};
+  constexpr Kind kKinds[] = {Kind::kDesktop, Kind::kConsole, Kind::kWeb, Kind::kUnknown};
+  for (std::size_t i = 0; i < names.size(); ++i) {
+    if (text == names[i]) {
+      return kKinds[i];
+    }
   }
-  if (text == "console") {
-    return Kind::kConsole;
+  Expected(what, "desktop, console, web or unknown", text, Nearest(text, names));
+}
+
+Fault ParseFault(std::string_view what, std::string_view text) {
+  const auto at = text.find('@');
+  Fault fault{std::string(text.substr(0, at)), 0, what == "--throw"};
+  if (at == std::string_view::npos || !Read(text.substr(at + 1), fault.number) || fault.number < 1) {
+    Expected(what, "ENTRY@N with N from 1, such as newPicture@10", text);
   }
-  if (text == "web") {
-    return Kind::kWeb;
-  }
-  if (text == "unknown") {
-    return Kind::kUnknown;
-  }
-  Expected(what, "desktop, console, web or unknown", text);
+  return fault;
 }
 
 std::vector<std::int32_t> ParseIntegers(std::string_view what, std::string_view text) {
@@ -132,14 +128,6 @@ bool LooksLikeSize(std::string_view text) {
 
 bool IsDigits(std::string_view text) {
   return !text.empty() && std::all_of(text.begin(), text.end(), [](char c) { return c >= '0' && c <= '9'; });
-}
-
-std::string CallText(std::string_view method, const std::vector<Value>& arguments) {
-  std::string text;
-  for (const Value& argument : arguments) {
-    text += (text.empty() ? "" : ", ") + std::visit(DescribeValue(), argument);
-  }
-  return std::string(method) + "(" + text + ")";
 }
 
 std::string PictureText(const REALpictureStruct& picture) {

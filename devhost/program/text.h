@@ -7,7 +7,7 @@
 #include <string_view>
 #include <vector>
 
-#include "devhost/host.h"
+#include "devhost/program/session.h"
 
 namespace devhost::program {
 
@@ -28,6 +28,8 @@ Size ParseSize(std::string_view what, std::string_view text);
 Band ParseBand(std::string_view what, std::string_view text);
 int ParsePixelType(std::string_view what, std::string_view text);  // 8, 12, 13 or 16
 Kind ParseKind(std::string_view what, std::string_view text);
+Fault ParseFault(std::string_view what,
+                 std::string_view text);  // "newPicture@10"; throws if `what` is --throw
 std::vector<std::int32_t> ParseIntegers(std::string_view what, std::string_view text);  // "[1,2,3]", "[]"
 
 /// True for digits, "x", digits.
@@ -35,9 +37,6 @@ bool LooksLikeSize(std::string_view text);
 
 /// True for one digit or more and nothing else.
 bool IsDigits(std::string_view text);
-
-/// "MemoryblockRGBtoPictureKVZ(block, 0, 512, 512)": objects by what they are.
-std::string CallText(std::string_view method, const std::vector<Value>& arguments);
 
 /// "picture 512x512, pixel type 13, 2048 bytes a row".
 std::string PictureText(const REALpictureStruct& picture);

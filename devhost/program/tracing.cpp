@@ -145,7 +145,7 @@ class Tracer {
     run.before = BytesOf(*sample_.dest);
     const CallResult result = sample_.Call();
     if (!result.picture) {
-      throw Failure(Status::kDifferent,
+      throw Failure(Status::kFindings,
                     std::string(sample_.declaration.name) + ": no picture of good arguments");
     }
     rowLength_ = result.picture->RowLength();

@@ -1,5 +1,5 @@
-// What the program can do. Each verb prints its results on standard output and returns the exit status; it
-// throws Failure if it cannot begin, or cannot bring its work to an end.
+// What the program can do. Each verb prints its results on standard output and says how the program is to
+// end; it throws Failure if it cannot begin, or cannot bring its work to an end.
 #pragma once
 
 #include <cstdint>
@@ -7,42 +7,57 @@
 #include <string>
 #include <vector>
 
-#include "devhost/program/expectation.h"
+#include "devhost/program/failure.h"
+#include "devhost/program/raw.h"
 #include "devhost/program/session.h"
 #include "devhost/program/text.h"
 
 namespace devhost::program {
 
-/// Lists what the plug-in registered.
-int RunList(const HostSettings& settings);
-
-struct ConvertOptions {
+/// What most verbs take.
+struct Common {
   HostSettings host;
-  std::string in, out;  // a picture or raw bytes, as the name tells
-  std::string layout = "RGB";
-  std::optional<Size> size;         // of `in`, if that is raw bytes
-  std::optional<std::string> mask;  // a picture whose green, inverted, is the alpha of the way back
-  std::optional<std::int32_t> alpha;
-  std::optional<Band> band;  // rows copied back; else all
-  std::int32_t stride = 0;   // DestRowBytes
-  std::int32_t yield = 0;
-  std::optional<Size> destination;  // an existing picture to fill
-  bool flip = false;
-  bool pointer = false;  // Ptr instead of Memoryblock
+  bool json = false;
 };
 
-/// Sends a buffer through the plug-in into a picture and back, and holds both against what is expected.
-int RunConvert(const ConvertOptions& options);
+/// Lists what the plug-in registered.
+Status RunList(const Common& options);
 
 struct CallOptions {
-  HostSettings host;
+  Common common;
   std::string method;
   std::vector<std::string> arguments;
+  std::optional<std::string> out;  // where the picture made goes, or the first block
+  std::int32_t times = 1;
   bool trace = false;
 };
 
 /// Calls one method with arguments given as texts.
-int RunCall(const CallOptions& options);
+Status RunCall(const CallOptions& options);
+
+struct ConvertOptions {
+  Common common;
+  std::string in, out;              // a picture or raw bytes
+  RawForm raw;                      // of those of them that are raw; the layout also of the way between
+  std::optional<std::string> mask;  // a picture whose green, inverted, is the alpha of the way back
+  std::optional<std::int32_t> alpha;
+  std::optional<Band> band;  // rows copied back; else all
+  bool flip = false;
+  bool verify = false;
+};
+
+/// Sends pixels through the plug-in into a picture and back.
+Status RunConvert(const ConvertOptions& options);
+
+struct CompareOptions {
+  bool json = false;
+  std::string a, b;
+  RawForm raw;
+  std::optional<std::string> difference;  // where a picture of the differences goes
+};
+
+/// Compares two files pixel by pixel.
+Status RunCompare(const CompareOptions& options);
 
 struct ShowOptions {
   HostSettings host;
@@ -50,15 +65,14 @@ struct ShowOptions {
 };
 
 /// Shows what one method does, as observed.
-int RunShow(const ShowOptions& options);
+Status RunShow(const ShowOptions& options);
 
 struct DocsOptions {
   HostSettings host;
   std::string folder;
-  std::vector<std::string> sheet;  // the picture for a contact sheet, and where that goes; or nothing
 };
 
-/// Writes a page for each family of methods, and an index. Runs the examples in it.
-int RunDocs(const DocsOptions& options);
+/// Writes a page for each family of methods, and an index. Runs the examples in them.
+Status RunDocs(const DocsOptions& options);
 
 }  // namespace devhost::program
