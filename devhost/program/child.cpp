@@ -114,12 +114,13 @@ bool Reap(Child& child, double timeout) {
 }
 
 void WaitForNews(std::vector<Child>& children) {
-  constexpr int kMilliseconds = 5;
+  int milliseconds = 20;
   std::vector<pollfd> pipes;
   for (const Child& child : children) {
     pipes.push_back({child.pipe, POLLIN, 0});
+    milliseconds = child.pipe < 0 ? 1 : milliseconds;  // its end is near, and tells nothing more
   }
-  poll(pipes.data(), pipes.size(), kMilliseconds);
+  poll(pipes.data(), pipes.size(), milliseconds);
   for (std::size_t i = 0; i < children.size(); ++i) {
     if (pipes[i].revents != 0) {
       Read(children[i]);

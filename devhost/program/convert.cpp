@@ -55,8 +55,7 @@ class Conversion {
     } else if (layout_.fourth == Fourth::kAlpha) {
       copy_.alpha = static_cast<std::uint8_t>(options_.alpha.value_or(255));
     }
-    copy_.firstRow = options_.band ? options_.band->first : 0;
-    copy_.lastRow = options_.band ? options_.band->last : -1;
+    copy_.band = options_.band.value_or(copy_.band);
     copy_.stride = options_.raw.stride;
     host_ = OpenHost(options_.common.host);
   }
@@ -164,7 +163,7 @@ class Conversion {
     } else if (layout_.OneChannel()) {
       arguments.emplace_back(1);
     }
-    for (const std::int32_t number : {copy_.firstRow, copy_.lastRow, 0, copy_.stride}) {
+    for (const std::int32_t number : {copy_.band.first, copy_.band.last, 0, copy_.stride}) {
       arguments.emplace_back(number);
     }
     return arguments;
@@ -176,7 +175,8 @@ class Conversion {
       picture_ = MakePicture(*host_, ImageOf(*picture_), PixelFormat::kWorld16);
     }
     const Image source = ImageOf(*picture_);
-    shape_ = ShapeOf(source, layout_, copy_);
+    const Image& sized = options_.mask ? mask_ : source;
+    shape_ = ShapeOf({sized.width, sized.height}, layout_, copy_.band, copy_.stride);
     const auto block = host_->NewMemoryBlock(BlockSize(options_.raw.offset + shape_.Bytes()));
     std::fill_n(block->bytes(), block->size, kUntouched);
     Ref<REALpictureStruct> mask;

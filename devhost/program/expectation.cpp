@@ -38,21 +38,21 @@ Image ExpectedPicture(const Image& shown, bool flip, std::uint8_t fourth, const 
   return picture;
 }
 
-BufferShape ShapeOf(const Image& picture, const Layout& layout, const CopyBack& copy) {
-  const Image& sized = copy.mask != nullptr ? *copy.mask : picture;
-  const std::int32_t bottom = sized.height - 1;
+BufferShape ShapeOf(Size size, const Layout& layout, const Band& band, std::int32_t stride) {
+  const std::int32_t bottom = size.height - 1;
   BufferShape shape;
-  shape.width = sized.width;
-  shape.first = std::min(copy.firstRow, bottom);
-  const std::int32_t last = copy.lastRow < 0 ? bottom : std::min(copy.lastRow, bottom);
-  shape.rows = last - shape.first + 1;
-  shape.stride = std::max(std::int64_t{sized.width} * layout.pixelBytes, std::int64_t{copy.stride});
+  shape.width = size.width;
+  shape.first = std::min(band.first, bottom);
+  const std::int32_t last = band.last < 0 ? bottom : std::min(band.last, bottom);
+  shape.rows = std::max(last - shape.first + 1, 0);
+  shape.stride = std::max(std::int64_t{size.width} * layout.pixelBytes, std::int64_t{stride});
   return shape;
 }
 
 std::vector<std::uint8_t> ExpectedBuffer(const Image& picture, const Layout& layout, const CopyBack& copy,
                                          std::uint8_t untouched) {
-  const BufferShape shape = ShapeOf(picture, layout, copy);
+  const Image& sized = copy.mask != nullptr ? *copy.mask : picture;
+  const BufferShape shape = ShapeOf({sized.width, sized.height}, layout, copy.band, copy.stride);
   std::vector<std::uint8_t> buffer(static_cast<std::size_t>(shape.Bytes()), untouched);
   for (std::int32_t row = 0; row < shape.rows; ++row) {
     const std::int32_t y = shape.first + row;
@@ -68,6 +68,22 @@ std::vector<std::uint8_t> ExpectedBuffer(const Image& picture, const Layout& lay
     }
   }
   return buffer;
+}
+
+Rgba Weighted(std::uint8_t gray, const std::array<std::int32_t, 3>& weights) {
+  const auto weigh = [&](std::int32_t weight) {
+    const auto product = static_cast<std::int32_t>(static_cast<std::uint32_t>(std::int64_t{gray} * weight));
+    return static_cast<std::uint8_t>(std::clamp(product / 256, 0, 255));
+  };
+  return {weigh(weights[0]), weigh(weights[1]), weigh(weights[2]), 255};
+}
+
+Rgba LookedUp(std::uint8_t gray, const std::array<Palette, 3>& palettes) {
+  const auto lookUp = [&](const Palette& palette) {
+    const bool has = palette && gray < palette->size();
+    return static_cast<std::uint8_t>(has ? std::clamp((*palette)[gray], 0, 255) : 0);
+  };
+  return {lookUp(palettes[0]), lookUp(palettes[1]), lookUp(palettes[2]), 255};
 }
 
 std::string ImageDifference::Text() const {

@@ -2,6 +2,7 @@
 // plug-in, to be held against what the plug-in did.
 #pragma once
 
+#include <array>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -10,6 +11,7 @@
 
 #include "devhost/program/image.h"
 #include "devhost/program/layout.h"
+#include "devhost/program/text.h"
 
 namespace devhost::program {
 
@@ -18,12 +20,14 @@ namespace devhost::program {
 /// holds.
 Image ExpectedPicture(const Image& shown, bool flip, std::uint8_t fourth, const Image* destination);
 
+using Palette = std::optional<std::vector<std::int32_t>>;
+
 /// How a picture is copied to a buffer.
 struct CopyBack {
-  std::int32_t firstRow = 0, lastRow = -1;  // as the method takes them
-  std::int32_t stride = 0;                  // likewise: at least a packed row is used
-  std::optional<std::uint8_t> alpha;        // for layouts with alpha, if there is no mask
-  const Image* mask = nullptr;              // its green, inverted, is the alpha; its size is the copy's
+  Band band{0, -1};                   // as the method takes it
+  std::int32_t stride = 0;            // likewise: at least a packed row is used
+  std::optional<std::uint8_t> alpha;  // for layouts with alpha, if there is no mask
+  const Image* mask = nullptr;        // its green, inverted, is the alpha; its size is the copy's
 };
 
 /// The shape of the buffer that a copy fills.
@@ -36,11 +40,18 @@ struct BufferShape {
   std::int64_t Bytes() const { return stride * rows; }
 };
 
-BufferShape ShapeOf(const Image& picture, const Layout& layout, const CopyBack& copy);
+/// `size` is the copy's.
+BufferShape ShapeOf(Size size, const Layout& layout, const Band& band, std::int32_t stride);
 
 /// What a buffer filled with `untouched` holds after `picture` was copied into it.
 std::vector<std::uint8_t> ExpectedBuffer(const Image& picture, const Layout& layout, const CopyBack& copy,
                                          std::uint8_t untouched);
+
+/// The three channels that a gray value is turned into, by a weight or an array for each: the value times the
+/// weight over 256, or the element at the value, clamped to bytes. The product wraps in 32 bits; an array
+/// gives 0 beyond its end, as does nil.
+Rgba Weighted(std::uint8_t gray, const std::array<std::int32_t, 3>& weights);
+Rgba LookedUp(std::uint8_t gray, const std::array<Palette, 3>& palettes);
 
 /// How two images of one size differ.
 struct ImageDifference {

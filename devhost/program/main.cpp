@@ -6,6 +6,7 @@
 #include <memory>
 #include <new>
 #include <string>
+#include <thread>
 
 #include "devhost/nearest.h"
 #include "devhost/program/child.h"
@@ -196,6 +197,39 @@ Work SetUpCompare(CLI::App& app) {
   return [options] { return RunCompare(*options); };
 }
 
+Work SetUpCheck(CLI::App& app) {
+  app.footer(
+      "Each check runs in a process of its own, where a crash or a hang is a result. A check that is not "
+      "good is\n"
+      "told with a line that repeats it under a debugger. A GLOB such as 'contract/*RGBA*/13' chooses "
+      "checks.\n"
+      "Examples:\n"
+      "  rastel-host check\n"
+      "  rastel-host check --list\n"
+      "  rastel-host check 'registration/*' 'balance/*' --json\n"
+      "  rastel-host check --host-version 2007.5 --seed 7 --junit report.xml\n");
+  auto options = std::make_shared<CheckOptions>();
+  app.add_option("GLOB", options->globs, "The checks to run (all)");
+  AddCommon(app, options->common);
+  app.add_flag("--list", options->list, "Tell each check's name and sentence, and run none");
+  app.add_flag("--in-process", options->inProcess, "Run the checks in this process, for a debugger");
+  AddOption(app, "-j,--jobs", "Checks that run at once (as many as processors)", "N",
+            [options](const std::string& text) {
+              options->jobs = static_cast<std::size_t>(ParseInteger("--jobs", text, 1, 256));
+            });
+  AddOption(app, "--timeout", "Seconds that a check may take (10)", "N",
+            [options](const std::string& text) { options->timeout = ParseInteger("--timeout", text, 1); });
+  AddOption(app, "--seed", "What sizes, numbers and bytes are made from (1)", "N",
+            [options](const std::string& text) {
+              options->seed = static_cast<std::uint64_t>(ParseInteger("--seed", text, 0));
+            });
+  AddOption(app, "--junit", "Write a report for a build server", "FILE",
+            [options](const std::string& text) { options->junit = text; });
+  options->program = ProgramPath();
+  options->jobs = std::max(std::thread::hardware_concurrency(), 1U);
+  return [options] { return RunCheck(*options); };
+}
+
 /// A verb: one row, and one function that sets up its options.
 struct Verb {
   const char* name;
@@ -208,6 +242,8 @@ constexpr Verb kVerbs[] = {
     {"show", "Shows what a method does, found out by calling it", SetUpShow},
     {"call", "Calls one method with arguments of your own", SetUpCall},
     {"convert", "Sends pictures or raw bytes through the plug-in and back", SetUpConvert},
+    {"check", "Checks the plug-in: registration, bytes, balance, and hosts that lack, fail and throw",
+     SetUpCheck},
     {"compare", "Compares two files pixel by pixel", SetUpCompare},
     {"docs", "Writes the reference of all methods", SetUpDocs},
 };

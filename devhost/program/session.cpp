@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <filesystem>
 #include <functional>
+#include <iomanip>
+#include <sstream>
 #include <system_error>
 
 #include "devhost/nearest.h"
@@ -15,7 +17,7 @@ namespace {
 /// program lies in.
 std::string FindPlugin() {
   std::error_code error;
-  const auto program = std::filesystem::read_symlink("/proc/self/exe", error);
+  const std::filesystem::path program = ProgramPath();
   for (auto folder = program.parent_path(); !folder.empty(); folder = folder.parent_path()) {
     for (const char* name : {"rastel.so", "build/release/rastel.so"}) {
       if (std::filesystem::is_regular_file(folder / name, error)) {
@@ -107,6 +109,11 @@ PixelFormat FormatOf(int pixelType) {
 
 }  // namespace
 
+std::string ProgramPath() {
+  std::error_code error;
+  return std::filesystem::read_symlink("/proc/self/exe", error).string();
+}
+
 std::string PluginPath(const HostSettings& settings) {
   return settings.plugin ? *settings.plugin : FindPlugin();
 }
@@ -121,6 +128,27 @@ std::unique_ptr<Host> OpenHost(const HostSettings& settings) {
     throw Failure(Status::kNoPlugin, error.what());
   }
   return host;
+}
+
+std::string WordsOf(const HostSettings& settings) {
+  std::ostringstream words;
+  if (settings.plugin) {
+    words << " --plugin '" << *settings.plugin << "'";
+  }
+  words << " --host-version " << std::setprecision(10) << settings.version;
+  if (settings.kind) {
+    words << " --kind " << kKindNames[static_cast<std::size_t>(*settings.kind)];
+  }
+  if (settings.pixelType) {
+    words << " --pixel-type " << *settings.pixelType;
+  }
+  for (const std::string& entry : settings.without) {
+    words << " --without '" << entry << "'";
+  }
+  for (const Fault& fault : settings.faults) {
+    words << (fault.throws ? " --throw " : " --fail ") << fault.entry << '@' << fault.number;
+  }
+  return words.str();
 }
 
 PixelFormat SourceFormat(const HostSettings& settings) {

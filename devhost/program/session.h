@@ -37,9 +37,15 @@ struct HostSettings {
   bool guarded = false;  // memory between pages without access
 };
 
+/// "desktop", …: in the order of Kind.
+inline constexpr const char* kKindNames[] = {"desktop", "console", "web", "unknown"};
+
 /// A host with the plug-in loaded. Throws Failure: kUsage if the settings contradict each other or name what
 /// no host has, kNoPlugin if there is no plug-in or it cannot be loaded; and HostException.
 std::unique_ptr<Host> OpenHost(const HostSettings& settings);
+
+/// The settings as words of a command line, each after a blank.
+std::string WordsOf(const HostSettings& settings);
 
 /// The format of the pictures that the plug-in is to read.
 PixelFormat SourceFormat(const HostSettings& settings);
@@ -56,6 +62,9 @@ Image Pattern(std::int32_t width, std::int32_t height);
 /// What was lost since the host's balance was `before`, and the host's rules that the plug-in broke: a line
 /// each. An UnlockPixels call that is due to a picture read through a copy is no loss.
 std::vector<std::string> Losses(const Host& host, const Balance& before);
+
+/// The path of this program's file.
+std::string ProgramPath();
 
 /// The path of the plug-in: the one in `settings`, or the one that the search finds; throws Failure.
 std::string PluginPath(const HostSettings& settings);

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <charconv>
 #include <cmath>
+#include <iterator>
 
 #include "devhost/nearest.h"
 #include "devhost/program/failure.h"
@@ -87,12 +88,10 @@ int ParsePixelType(std::string_view what, std::string_view text) {
 }
 
 Kind ParseKind(std::string_view what, std::string_view text) {
-  const std::vector<std::string> names = {"desktop", "console", "web", "unknown"};
-  constexpr Kind kKinds[] = {Kind::kDesktop, Kind::kConsole, Kind::kWeb, Kind::kUnknown};
-  for (std::size_t i = 0; i < names.size(); ++i) {
-    if (text == names[i]) {
-      return kKinds[i];
-    }
+  const std::vector<std::string> names(std::begin(kKindNames), std::end(kKindNames));
+  const auto found = std::ranges::find(names, text);
+  if (found != names.end()) {
+    return static_cast<Kind>(found - names.begin());
   }
   Expected(what, "desktop, console, web or unknown", text, Nearest(text, names));
 }

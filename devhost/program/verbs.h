@@ -2,6 +2,7 @@
 // end; it throws Failure if it cannot begin, or cannot bring its work to an end.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -74,5 +75,20 @@ struct DocsOptions {
 
 /// Writes a page for each family of methods, and an index. Runs the examples in them.
 Status RunDocs(const DocsOptions& options);
+
+struct CheckOptions {
+  Common common;
+  std::vector<std::string> globs;    // else all checks
+  std::string program;               // how this program was called
+  std::size_t jobs = 2;              // checks at once
+  double timeout = 10;               // seconds for each
+  std::uint64_t seed = 1;            // of sizes, numbers and bytes
+  std::optional<std::string> junit;  // where a report for a build server goes
+  bool list = false;
+  bool inProcess = false;
+};
+
+/// Runs the checks of the plug-in.
+Status RunCheck(CheckOptions options);
 
 }  // namespace devhost::program
