@@ -149,6 +149,9 @@ Run Call(Host& host, const CallOptions& options, const Arguments& arguments, std
                                         : "nil";
     if (result.picture) {
       run.pixels = PixelsText(*result.picture);
+      if (options.out) {
+        WriteImage(*options.out, ImageOf(*result.picture));
+      }
     }
     if (result.exception) {
       run.exception = ExceptionText(*result.exception);
@@ -192,6 +195,17 @@ std::string BeginningOf(const Writable& writable) {
     text += {kDigits[byte >> 4], kDigits[byte & 15]};
   }
   return text + (writable.before.size() > kBytesShown ? " …" : "");
+}
+
+/// Writes the first block, unless the method is one that makes pictures.
+void SaveBlock(const std::string& path, const Run& run, const std::vector<Writable>& writables) {
+  if (run.pixels.empty() && (run.result != "true" || writables.empty())) {
+    throw Failure(Status::kFindings, path + ": not written, there is neither a picture nor a block");
+  }
+  if (run.pixels.empty()) {
+    const auto& block = writables[0].block;
+    WriteBytes(path, {block->bytes(), block->bytes() + block->size});
+  }
 }
 
 /// What the calls of one method came to.
@@ -268,6 +282,9 @@ Status RunCall(const CallOptions& options) {
     PrintStoryAsJson(options, story, parsed.writables());
   } else {
     PrintEnd(story, parsed.writables());
+  }
+  if (options.out) {
+    SaveBlock(*options.out, story.runs.back(), parsed.writables());
   }
   const bool raised =
       std::ranges::any_of(story.runs, [](const Run& run) { return run.exception.has_value(); });

@@ -22,6 +22,8 @@ struct Layout {
   Fourth fourth;
   std::string_view toPicture;  // the method from buffer to picture, without "Ptr" or "Memoryblock"
   std::string_view toBuffer;   // the method from picture to buffer
+  /// The layout's name as an FFmpeg pix_fmt and in libyuv, which names little-endian words; or "none".
+  std::string_view ffmpeg, libyuv;
 
   /// Gray and the single channels: one byte a pixel.
   bool OneChannel() const { return pixelBytes == 1; }

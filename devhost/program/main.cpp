@@ -102,6 +102,28 @@ Work SetUpList(CLI::App& app) {
   return [options] { return RunList(*options); };
 }
 
+Work SetUpShow(CLI::App& app) {
+  app.footer(
+      "Examples:\n"
+      "  rastel-host show CopyXRGBtoMemoryblockKVZ\n"
+      "  rastel-host show MemoryblockGrayToPictureKVZ --host-version 2007.5\n");
+  auto options = std::make_shared<ShowOptions>();
+  app.add_option("METHOD", options->method, "The method's name")->required();
+  AddHost(app, options->host);
+  return [options] { return RunShow(*options); };
+}
+
+Work SetUpDocs(CLI::App& app) {
+  app.footer(
+      "One Markdown page for each family of methods, and README.md that lists them.\n"
+      "Example:\n"
+      "  rastel-host docs docs/methods\n");
+  auto options = std::make_shared<DocsOptions>();
+  app.add_option("DIR", options->folder, "The folder to write to")->required();
+  AddHost(app, options->host);
+  return [options] { return RunDocs(*options); };
+}
+
 Work SetUpCall(CLI::App& app) {
   app.footer(
       "Arguments, in the order of the declaration or as name=value: integers, true, false, nil, "
@@ -124,6 +146,8 @@ Work SetUpCall(CLI::App& app) {
   app.allow_extras();
   AddCommon(app, options->common);
   app.add_flag("--trace", options->trace, "Show each call that the plug-in makes to the host");
+  AddOption(app, "--out", "Write the picture that was made, or the bytes of the first block", "FILE",
+            [options](const std::string& text) { options->out = text; });
   AddOption(app, "--times", "Call this often; a result is shown when it changes (1)", "N",
             [options](const std::string& text) { options->times = ParseInteger("--times", text, 1); });
   return [options, &app] {
@@ -233,12 +257,14 @@ struct Verb {
 
 constexpr Verb kVerbs[] = {
     {"list", "Shows what the plug-in registered", SetUpList},
+    {"show", "Shows what a method does, found out by calling it", SetUpShow},
     {"call", "Calls one method with arguments of your own", SetUpCall},
     {"convert", "Sends pictures or raw bytes through the plug-in and back", SetUpConvert},
     {"check", "Checks the plug-in: registration, bytes, balance, and hosts that lack, fail and throw",
      SetUpCheck},
     {"compare", "Compares two files pixel by pixel", SetUpCompare},
     {"bench", "Measures every method beside a copy of the same bytes", SetUpBench},
+    {"docs", "Writes the reference of all methods", SetUpDocs},
 };
 
 /// Tells what went wrong in one line, whatever lines it was made of.

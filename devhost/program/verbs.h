@@ -28,6 +28,7 @@ struct CallOptions {
   Common common;
   std::string method;
   std::vector<std::string> arguments;
+  std::optional<std::string> out;  // where the picture made goes, or the first block
   std::int32_t times = 1;
   bool trace = false;
 };
@@ -58,6 +59,22 @@ struct CompareOptions {
 
 /// Compares two files pixel by pixel.
 Status RunCompare(const CompareOptions& options);
+
+struct ShowOptions {
+  HostSettings host;
+  std::string method;
+};
+
+/// Shows what one method does, as observed.
+Status RunShow(const ShowOptions& options);
+
+struct DocsOptions {
+  HostSettings host;
+  std::string folder;
+};
+
+/// Writes a page for each family of methods, and an index. Runs the examples in them.
+Status RunDocs(const DocsOptions& options);
 
 struct CheckOptions {
   Common common;

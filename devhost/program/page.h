@@ -1,0 +1,16 @@
+// What was observed of methods, as text that is good to read on a terminal and as Markdown.
+#pragma once
+
+#include <functional>
+#include <ostream>
+#include <string>
+#include <vector>
+
+#include "devhost/program/observation.h"
+
+namespace devhost::program {
+
+/// Writes a page about overloads of one family.
+void WritePage(std::ostream& out, const std::string& title, const std::vector<Observed>& overloads);
+
+}  // namespace devhost::program
