@@ -146,6 +146,128 @@ TEST(Faults, OfMissingEntries) {
   points.AddTo(figure);
 }
 
+TEST(Faults, OfAllocationsInMethods) {
+  Points points("Faults.OfAllocationsInMethods", 1);
+  points.Run([](const Trial& trial) {
+    std::vector<Fault> faults;
+    for (const bool once : {true, false}) {
+      for (int n = 0; n <= trial.allocations(); ++n) {
+        faults.push_back({.memoryFrom = n, .memoryOnce = once});
+      }
+      // Methods allocate where a host misbehaves.
+      for (int n = 0; n <= trial.calls(); ++n) {
+        faults.push_back({.kind = Kind::kFails, .from = n, .memoryFrom = 0, .memoryOnce = once});
+      }
+    }
+    return faults;
+  });
+  Figure figure("allocations_in_methods");
+  points.AddTo(figure);
+}
+
+/// What a host was handed at the registration, which is its own from then on.
+std::set<const void*> handedOver;
+
+template <typename Definition>
+void HandOver(const Definition& definition) {
+  handedOver.insert({&definition, definition.common.name, definition.common.methods});
+}
+
+template <typename Row>
+void HandOverDeclarations(const void* rows, std::uint32_t count) {
+  for (std::uint32_t i = 0; i < count; ++i) {
+    handedOver.insert(static_cast<const Row*>(rows)[i].declaration);
+  }
+}
+
+template <typename Definition>
+void RegisterDefinition(const char* entry, Definition* definition) {
+  HandOver(*definition);
+  const auto& common = definition->common;
+  if (common.version <= 9) {
+    HandOverDeclarations<OldMethodRow>(common.methods, common.methodCount);
+  } else {
+    HandOverDeclarations<REALmethodDefinition>(common.methods, common.methodCount);
+  }
+  reinterpret_cast<void (*)(Definition*)>(devhost::Host::Resolve(entry))(definition);
+}
+
+void* ResolveAndRecord(const char* name) {
+  void* address = devhost::Host::Resolve(name);
+  if (name == std::string_view("PluginRegisterModule")) {
+    void (*const record)(REALmoduleDefinition*) = [](REALmoduleDefinition* definition) {
+      RegisterDefinition("PluginRegisterModule", definition);
+    };
+    return reinterpret_cast<void*>(record);
+  }
+  if (name == std::string_view("PluginRegisterClassExtension")) {
+    void (*const record)(REALclassDefinition*) = [](REALclassDefinition* definition) {
+      RegisterDefinition("PluginRegisterClassExtension", definition);
+    };
+    return reinterpret_cast<void*>(record);
+  }
+  return address;
+}
+
+/// Registers on a host of `version` while allocations fail. Says what is wrong afterwards.
+std::string RegisterWithout(double version, int failFrom, bool once, Verdict& verdict) {
+  devhost::HostOptions options;
+  options.version = version;
+  devhost::Host host(options);
+  WatchedPlugin plugin;
+  handedOver.clear();
+  plugin.failFrom = failFrom;
+  plugin.failsOnce = once;
+  plugin.Register(ResolveAndRecord);
+  verdict.reached = plugin.allocations > failFrom;
+  for (const void* memory : plugin.live) {
+    if (!handedOver.contains(memory)) {
+      return "memory was neither freed nor handed to the host";
+    }
+  }
+  const auto count = host.methods().size();
+  const bool isWhole = count == 50 || (verdict.reached && (count == 0 || count == 18 || count == 32));
+  if (!isWhole || !host.complaints.empty()) {
+    return std::to_string(count) + " methods were registered";
+  }
+  const auto block = host.NewMemoryBlock(4);
+  const auto picture = host.NewPicture(1, 1);
+  if (count >= 32 && !host.Call("MemoryblockRGBtoPictureKVZ", {block.get(), 0, 1, 1}).picture) {
+    return "no picture was made";
+  }
+  if ((count == 18 || count == 50) &&
+      !host.Call("CopyRGBtoMemoryblockKVZ", {picture.get(), block.get(), 0}).boolean) {
+    return "no picture was copied";
+  }
+  return "";
+}
+
+TEST(Faults, OfAllocationsInTheRegistration) {
+  constexpr double kVersions[] = {0.0, 2007.5, 2011.0, 2012.5, 2013.0, 2013.04, 2999.9, 3000.0};
+  constexpr int kMost = 64;  // more than there are at any registration
+  int points = 0;
+  int failures = 0;
+  for (const double version : kVersions) {
+    for (const bool once : {true, false}) {
+      const auto verdicts = RunIsolated(kMost, [&](std::size_t n, Verdict& verdict) {
+        verdict.Fail(RegisterWithout(version, static_cast<int>(n), once, verdict));
+      });
+      for (std::size_t n = 0; n < verdicts.size(); ++n) {
+        points += verdicts[n].reached ? 1 : 0;
+        failures += verdicts[n].failure[0] != 0 ? 1 : 0;
+        EXPECT_STREQ("", verdicts[n].failure)
+            << "host " << version << ", allocation " << n << (once ? " alone" : " and all later ones");
+      }
+      EXPECT_FALSE(verdicts.back().reached);
+    }
+  }
+  EXPECT_GT(points, 0);
+  Figure("allocations_in_registration")
+      .Add("points", points)
+      .Add("failures", failures)
+      .Add("versions", std::size(kVersions));
+}
+
 // Faults that are built in, to see that they are found.
 
 TEST(FaultSaboteurs, OfLocksAreCaught) {

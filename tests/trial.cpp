@@ -1,14 +1,6 @@
 #include "trial.h"
 
-#include <sys/mman.h>
-#include <sys/resource.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
 #include <algorithm>
-#include <csignal>
-#include <cstdio>
-#include <cstring>
 
 #include "devhost/state.h"
 
@@ -95,7 +87,7 @@ devhost::HostOptions GuardedOptions(const HostCase& hostCase) {
 }  // namespace
 
 std::string Fault::Text() const {
-  constexpr const char* kKinds[] = {"none", "fails", "throws", "missing", "nomemory"};
+  constexpr const char* kKinds[] = {"none", "fails", "throws", "missing"};
   std::string text = kKinds[static_cast<int>(kind)];
   if (kind == Kind::kMissing) {
     for (const std::string& name : missing) {
@@ -103,7 +95,13 @@ std::string Fault::Text() const {
     }
     return text;
   }
-  return text + (once ? "-once-" : "-from-") + std::to_string(from);
+  if (kind != Kind::kNone) {
+    text += (once ? "-once-" : "-from-") + std::to_string(from);
+  }
+  if (memoryFrom != WatchedPlugin::kNever) {
+    text += (memoryOnce ? "-memory-once-" : "-memory-from-") + std::to_string(memoryFrom);
+  }
+  return text;
 }
 
 /// What the calls are about.
@@ -161,10 +159,8 @@ class Trial::Injection {
       hit = fault.missing;
       verdict.reached = true;
     }
-    if (fault.kind == Fault::Kind::kNoMemory) {
-      trial.plugin_->failFrom = fault.from;
-      trial.plugin_->failsOnce = fault.once;
-    }
+    trial.plugin_->failFrom = fault.memoryFrom;
+    trial.plugin_->failsOnce = fault.memoryOnce;
     host.onEntry = [this](std::string_view entry) { return OnEntry(entry); };
   }
   ~Injection() {
@@ -197,7 +193,6 @@ class Trial::Injection {
         return Reaction::kAct;
       }
       Hit(entry);
-      verdict_.threw = true;
       verdict_.releaseThrew = verdict_.releaseThrew || isInDestructor;
       throw HostFault(std::string(entry));
     }
@@ -401,7 +396,7 @@ void Trial::RunPoint(const Fault& fault, Verdict& verdict) {
   {
     Injection injection(*this, fault, verdict);
     const Outcome outcome = CallOnce();
-    verdict.reached = verdict.reached || plugin_->allocations > fault.from;
+    verdict.reached = verdict.reached || plugin_->allocations > fault.memoryFrom;
     failure = Judge(fault, injection, outcome);
   }
   if (failure.empty()) {
@@ -413,7 +408,7 @@ void Trial::RunPoint(const Fault& fault, Verdict& verdict) {
   if (failure.empty()) {
     failure = JudgeNextCall(fault);
   }
-  std::snprintf(verdict.failure, sizeof verdict.failure, "%s", failure.c_str());
+  verdict.Fail(failure);
 }
 
 /// As if the plug-in had just been registered.
@@ -444,60 +439,9 @@ std::string Trial::JudgeNextCall(const Fault& fault) {
   return failure.empty() ? "" : "the next call, on a good host: " + failure;
 }
 
-/// What the processes share: where they are, and how the points ended.
-struct Trial::Shared {
-  static constexpr std::size_t kMost = 2048;
-  std::size_t current;
-  Verdict verdicts[kMost];
-};
-
 std::vector<Verdict> Trial::Run(const std::vector<Fault>& faults) {
-  static auto* const shared = static_cast<Shared*>(
-      mmap(nullptr, sizeof(Shared), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0));
-  if (faults.size() > Shared::kMost) {
-    throw std::runtime_error("too many points for one trial");
-  }
-  std::fill_n(shared->verdicts, faults.size(), Verdict{});
-  for (shared->current = 0; shared->current < faults.size(); ++shared->current) {
-    std::fflush(nullptr);
-    const pid_t child = fork();
-    if (child == 0) {
-      RunInChild(faults, *shared);
-    }
-    int status = -1;
-    waitpid(child, &status, 0);
-    if (status == 0) {
-      break;
-    }
-    // The process ended at the current point; another one goes on behind it.
-    Verdict& verdict = shared->verdicts[shared->current];
-    verdict.ended = WIFSIGNALED(status) && WTERMSIG(status) == SIGABRT && verdict.releaseThrew;
-    if (!verdict.ended && verdict.failure[0] == 0) {
-      std::snprintf(verdict.failure, sizeof verdict.failure, "the process ended with status %d", status);
-    }
-  }
-  return std::vector<Verdict>(shared->verdicts, shared->verdicts + faults.size());
-}
-
-/// Runs the points from the current one on. Ends the process with 0 if that went well, or at a failure, which
-/// may have left things behind.
-void Trial::RunInChild(const std::vector<Fault>& faults, Shared& shared) {
-  const rlimit noCore = {0, 0};
-  if (setrlimit(RLIMIT_CORE, &noCore) != 0 || std::freopen("/dev/null", "w", stderr) == nullptr) {
-    _exit(2);
-  }
-  for (; shared.current < faults.size(); ++shared.current) {
-    Verdict& verdict = shared.verdicts[shared.current];
-    try {
-      RunPoint(faults[shared.current], verdict);
-    } catch (const std::exception& error) {
-      std::snprintf(verdict.failure, sizeof verdict.failure, "the test fails: %s", error.what());
-    }
-    if (verdict.failure[0] != 0) {
-      _exit(1);
-    }
-  }
-  _exit(0);
+  return RunIsolated(faults.size(),
+                     [&](std::size_t index, Verdict& verdict) { RunPoint(faults[index], verdict); });
 }
 
 }  // namespace tests

@@ -11,6 +11,7 @@
 #include <string_view>
 #include <vector>
 
+#include "isolated.h"
 #include "methods.h"
 #include "support.h"
 #include "watched_plugin.h"
@@ -34,30 +35,21 @@ struct HostFault : std::runtime_error {
 struct Fault {
   enum class Kind {
     kNone,
-    kFails,     // host calls do nothing and give null, 0 or false
-    kThrows,    // host calls throw
-    kMissing,   // host entries, functions and methods are missing
-    kNoMemory,  // allocations of the plug-in fail
+    kFails,    // host calls do nothing and give null, 0 or false
+    kThrows,   // host calls throw
+    kMissing,  // host entries, functions and methods are missing
   };
 
   Kind kind = Kind::kNone;
-  int from = 0;      // the number of the first call or allocation it happens to, counted from 0
+  int from = 0;      // the number of the first call it happens to, counted from 0
   bool once = true;  // false: it happens to all from there on
   Names missing = {};
+  int memoryFrom = WatchedPlugin::kNever;  // likewise: the plug-in's allocations that fail
+  bool memoryOnce = true;
   /// Asked at each host call besides; for faults that nobody accounts for.
   std::function<devhost::Reaction(devhost::Host&, REALpictureStruct&, std::string_view entry)> sabotage = {};
 
   std::string Text() const;
-};
-
-/// How a point ended. The fields are as far as the process came.
-struct Verdict {
-  bool reached;  // the fault happened
-  bool threw;    // a host call threw
-  bool
-      releaseThrew;  // one that gives something back did: a host that throws in a destructor ends the process
-  bool ended;        // that way
-  char failure[1000];  // what was wrong; empty: nothing
 };
 
 /// A host that has registered the plug-in, which no one has called yet, and the objects of a call.
@@ -85,11 +77,9 @@ class Trial {
   struct Objects;
   struct Outcome;
   class Injection;
-  struct Shared;
 
   void LearnFromAGoodHost();
   void Begin();
-  [[noreturn]] void RunInChild(const std::vector<Fault>& faults, Shared& shared);
   void RunPoint(const Fault& fault, Verdict& verdict);
   std::string JudgeNextCall(const Fault& fault);
   Outcome CallOnce();
