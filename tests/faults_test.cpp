@@ -98,7 +98,7 @@ class Points {
 };
 
 TEST(Faults, OfHostCalls) {
-  Points points("Faults.OfHostCalls", 2);
+  Points points("Faults.OfHostCalls", 4);
   points.Run([](const Trial& trial) {
     std::vector<Fault> faults;
     for (const Kind kind : {Kind::kFails, Kind::kThrows}) {
@@ -154,8 +154,8 @@ TEST(Faults, OfAllocationsInMethods) {
       for (int n = 0; n <= trial.allocations(); ++n) {
         faults.push_back({.memoryFrom = n, .memoryOnce = once});
       }
-      // Methods allocate where a host misbehaves.
-      for (int n = 0; n <= trial.calls(); ++n) {
+      // Methods allocate where a host's array is not as long as it said.
+      for (int n = 0; trial.names().contains("RuntimeUBound") && n <= trial.calls(); ++n) {
         faults.push_back({.kind = Kind::kFails, .from = n, .memoryFrom = 0, .memoryOnce = once});
       }
     }
@@ -244,7 +244,7 @@ std::string RegisterWithout(double version, int failFrom, bool once, Verdict& ve
 
 TEST(Faults, OfAllocationsInTheRegistration) {
   constexpr double kVersions[] = {0.0, 2007.5, 2011.0, 2012.5, 2013.0, 2013.04, 2999.9, 3000.0};
-  constexpr int kMost = 64;  // more than there are at any registration
+  constexpr int kMost = 28;  // more than there are at any registration
   int points = 0;
   int failures = 0;
   for (const double version : kVersions) {

@@ -229,26 +229,11 @@ Trial::Trial(const HostCase& hostCase, Situation situation, const Method& method
 Trial::~Trial() = default;
 
 Arguments Trial::ArgumentsOfCall() const {
-  Arguments arguments = {{"self", objects_->picture.get()},
-                         {"dest", objects_->dest.get()},
-                         {"source", objects_->block.get()},
-                         {"destination", objects_->block.get()},
-                         {"MaskForAlpha", objects_->mask.get()},
-                         {"FlipVertically", true},
-                         {"LittleEndian", true},
-                         {"Red()", objects_->array.get()},
-                         {"Blue()", nullptr},
-                         {"Green()", objects_->array.get()},
-                         {"width", kWidth},
-                         {"height", kHeight},
-                         {"StartLine", std::int32_t{0}},
-                         {"EndLine", std::int32_t{-1}},
-                         {"offset", std::int32_t{situation_ == Situation::kBadArgument ? -1 : 0}}};
-  for (const char* one : {"Yield", "DestRowBytes", "AlphaValue", "PixelByteSize", "Red", "Blue", "Green"}) {
-    arguments[one] = std::int32_t{1};
-  }
-  if (method_.ReadsPtr()) {
-    arguments["source"] = devhost::Ptr{objects_->block->bytes()};
+  Arguments arguments =
+      ArgumentsFor(method_, {objects_->picture.get(), objects_->mask.get(), objects_->dest.get(),
+                             objects_->block.get(), objects_->array.get(), kWidth, kHeight});
+  if (situation_ == Situation::kBadArgument) {
+    arguments["offset"] = std::int32_t{-1};
   }
   return arguments;
 }
