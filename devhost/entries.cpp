@@ -234,7 +234,7 @@ const std::vector<NamedAddress>& GeneralEntries() {
 }  // namespace
 
 void* FindAddress(const std::vector<NamedAddress>& table, std::string_view name) {
-  if (Host::Current().options().without.contains(name)) {
+  if (Host::Current().Lacks(name)) {
     return nullptr;
   }
   const auto row = std::ranges::find(table, name, &NamedAddress::name);

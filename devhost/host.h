@@ -184,6 +184,12 @@ class Host {
   /// exception passes through the plug-in.
   std::function<Reaction(std::string_view entry)> onEntry;
 
+  /// Names that are unknown like those in `HostOptions::without`, for as long as they are in here.
+  std::set<std::string, std::less<>> hidden;
+
+  /// True if the host is without the entry, function or method `name` now.
+  bool Lacks(std::string_view name) const { return options_.without.contains(name) || hidden.contains(name); }
+
   /// Called by "REALYieldToRB".
   std::function<void()> onYield;
 

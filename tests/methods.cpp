@@ -79,6 +79,25 @@ std::vector<Method> AllMethods() {
   return methods;
 }
 
+Arguments ArgumentsFor(const Method& method, const CallObjects& objects) {
+  Arguments arguments = {
+      {"self", objects.picture},      {"dest", objects.dest},         {"source", objects.block},
+      {"destination", objects.block}, {"MaskForAlpha", objects.mask}, {"FlipVertically", true},
+      {"LittleEndian", true},         {"Red()", objects.array},       {"Blue()", nullptr},
+      {"Green()", objects.array},     {"width", objects.width},       {"height", objects.height},
+      {"EndLine", std::int32_t{-1}}};
+  for (const char* zero : {"offset", "StartLine", "DestRowBytes"}) {
+    arguments[zero] = std::int32_t{0};
+  }
+  for (const char* one : {"Yield", "AlphaValue", "PixelByteSize", "Red", "Blue", "Green"}) {
+    arguments[one] = std::int32_t{1};
+  }
+  if (method.ReadsPtr()) {
+    arguments["source"] = devhost::Ptr{objects.block->bytes()};
+  }
+  return arguments;
+}
+
 devhost::CallResult Call(devhost::Host& host, const Method& method, const Arguments& arguments) {
   std::vector<devhost::Value> inOrder;
   if (method.result == "boolean") {

@@ -35,6 +35,20 @@ std::vector<Method> AllMethods();
 /// Arguments by the names of the parameters; "self" is the picture of a method of Picture.
 using Arguments = std::map<std::string, devhost::Value>;
 
+/// What a call is about.
+struct CallObjects {
+  REALpictureStruct* picture;
+  REALpictureStruct* mask;
+  REALpictureStruct* dest;
+  REALmemoryBlockStruct* block;  // source or destination
+  _REALarrayInteger* array;      // of red and of what is declared as Green
+  std::int32_t width, height;
+};
+
+/// Arguments with which any method succeeds: all of the picture, from the block's first byte, with a yield
+/// after the first row.
+Arguments ArgumentsFor(const Method& method, const CallObjects& objects);
+
 /// Calls exactly that overload.
 devhost::CallResult Call(devhost::Host& host, const Method& method, const Arguments& arguments);
 

@@ -120,6 +120,20 @@ inline std::uint8_t BlockByte(char channel, Colour colour, std::int32_t alpha, C
   }
 }
 
+/// Where a copy's pixels are written.
+struct Target {
+  std::int64_t width;       // of the copied rows
+  std::int64_t pixelBytes;  // from one pixel to the next
+  std::int64_t length;      // bytes of one pixel
+  std::int64_t offset, destRowBytes;
+
+  /// The position of the first byte of pixel x of the `row`th copied row, counted from the start of the
+  /// block. No pixel is written before that.
+  std::int64_t Position(std::int64_t x, std::int64_t row) const {
+    return offset + row * std::max(width * length, destRowBytes) + x * pixelBytes;
+  }
+};
+
 /// The lines that a copy takes from a picture of `height` lines; none if `last` is below `first`.
 struct Lines {
   std::int64_t first, last;

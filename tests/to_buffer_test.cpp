@@ -78,11 +78,11 @@ class ToBuffer : public testing::TestWithParam<std::tuple<HostCase, std::size_t>
 
   /// Where pixel x of the `row`th copied row is written in the block.
   std::int64_t Position(const Copy& copy, std::int64_t x, std::int64_t row) const {
-    const std::int64_t pixelBytes =
-        method.Has("PixelByteSize") ? copy.pixelBytes : static_cast<std::int64_t>(method.layout.size());
-    const std::int32_t width = HasMask() ? copy.maskSize.width : copy.size.width;
-    const std::int64_t packed = std::int64_t{width} * static_cast<std::int64_t>(method.layout.size());
-    return copy.offset + row * std::max<std::int64_t>(packed, copy.destRowBytes) + x * pixelBytes;
+    const auto length = static_cast<std::int64_t>(method.layout.size());
+    const oracle::Target target{HasMask() ? copy.maskSize.width : copy.size.width,
+                                method.Has("PixelByteSize") ? copy.pixelBytes : length, length, copy.offset,
+                                copy.destRowBytes};
+    return target.Position(x, row);
   }
 
   struct Pictures {
