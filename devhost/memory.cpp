@@ -15,7 +15,7 @@ namespace {
 constexpr std::uint8_t kSurroundings = 0xA5;
 
 /// Memory of up to so many bytes comes from the heap, which takes less time than a mapping.
-constexpr std::size_t kMostFromHeap = 16384;
+constexpr std::size_t kMostFromHeap = 65536;
 
 std::size_t PageSize() {
   static const auto size = static_cast<std::size_t>(sysconf(_SC_PAGESIZE));

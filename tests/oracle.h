@@ -171,7 +171,7 @@ struct BlockCopy {
   std::int64_t BlockSize() const {
     std::int64_t last = 0;
     for (const std::int64_t row : {std::int64_t{0}, lines.last - lines.first}) {
-      last = std::max({last, Position(0, row), Position(width - 1, row)});
+      last = std::max({last, Position(0, row), Position(std::max<std::int64_t>(width - 1, 0), row)});
     }
     return last + static_cast<std::int64_t>(layout.size());
   }

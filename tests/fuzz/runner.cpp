@@ -14,7 +14,7 @@ namespace {
 using devhost::Balance;
 using devhost::Host;
 using devhost::HostOptions;
-using devhost::Kind;
+using HostKind = devhost::Kind;
 using devhost::PixelFormat;
 using devhost::Reaction;
 using devhost::Ref;
@@ -55,6 +55,7 @@ class FaultyHost {
   FaultyHost(const FaultyHost&) = delete;
   FaultyHost& operator=(const FaultyHost&) = delete;
 
+  FaultKind Kind() const { return fault_.kind; }
   /// True if a call has failed or thrown.
   bool HasFailed() const { return hasFailed_; }
   /// True if one of them was a call of `entry`.
@@ -116,7 +117,7 @@ class CallRun {
 
  private:
   bool Copies() const { return method_.result == "boolean"; }
-  bool IsDesktop() const { return host_.options().kind == Kind::kDesktop; }
+  bool IsDesktop() const { return host_.options().kind == HostKind::kDesktop; }
   bool IsBad(Bad bad) const { return spec_.bad == bad; }
 
   /// True if nothing went wrong, so that all that follows is known.
@@ -384,9 +385,18 @@ class CallRun {
   devhost::Value Array(std::ptrdiff_t channel) {
     auto& array = arrays_[static_cast<std::size_t>(channel)];
     if (const auto& palette = (*buffer_.palettes)[static_cast<std::size_t>(channel)]) {
-      array = host_.NewIntegerArray(*palette);
+      std::vector<std::int32_t> elements = *palette;
+      // Where a host does not tell the highest index it counts as 0.
+      if (elements.empty() && MayLackUpperBounds()) {
+        elements.push_back(0);
+      }
+      array = host_.NewIntegerArray(elements);
     }
     return array ? devhost::Value(array.get()) : devhost::Value(nullptr);
+  }
+
+  bool MayLackUpperBounds() const {
+    return host_.options().without.contains("RuntimeUBound") || fault_.Kind() == FaultKind::kFails;
   }
 
   devhost::Value Argument(const std::string& name) const {

@@ -97,16 +97,20 @@ class Reader {
   std::span<const std::uint8_t> bytes_;
 };
 
+/// Sizes from these bytes on are large. They are bytes that fuzzers have no liking for, since such pictures take time.
+constexpr std::uint8_t kWideFrom = 0xB1;
+constexpr std::uint8_t kTallFrom = 0xE9;
+
 /// Mostly widths of a vector or two.
 std::int32_t Width(Reader& reader) {
   constexpr std::int32_t kWide[] = {96, 127, 128, 129, 255, 256, 257, 1000};
   const std::uint8_t byte = reader.Byte();
-  return byte < 0xF8 ? byte % 67 : kWide[byte - 0xF8];
+  return byte < kWideFrom || byte >= kWideFrom + std::size(kWide) ? byte % 67 : kWide[byte - kWideFrom];
 }
 
 std::int32_t Height(Reader& reader) {
   const std::uint8_t byte = reader.Byte();
-  return byte < 0xF8 ? byte % 5 : byte % 24;
+  return byte < kTallFrom || byte >= kTallFrom + 8 ? byte % 5 : 5 + byte % 19;
 }
 
 PictureSpec Picture(Reader& reader) {
