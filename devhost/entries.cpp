@@ -274,7 +274,9 @@ void* Host::Resolve(const char* entryName) {
   if (!RequireAddress(entryName)) {
     return nullptr;
   }
-  Current().lookups.emplace_back(entryName);
+  if (Current().options().recorded) {
+    Current().lookups.emplace_back(entryName);
+  }
   void* address = FindAddress(GeneralEntries(), entryName);
   return address != nullptr ? address : FindAddress(PictureEntries(), entryName);
 }

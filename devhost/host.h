@@ -37,6 +37,8 @@ struct HostOptions {
   /// False: the calls of entries are neither recorded nor checked, and `Host::onEntry` is not asked. A
   /// method's call then takes little more than what the plug-in does: for measurements.
   bool watched = true;
+  /// False: calls are checked and `Host::onEntry` is asked, but neither calls nor lookups are recorded.
+  bool recorded = true;
 };
 
 /// What a host call does instead of acting, chosen for each call by `Host::onEntry`.
@@ -158,6 +160,9 @@ class Host {
   CallResult Call(std::string_view method, const std::vector<Value>& arguments) {
     return Call(method, Arguments{arguments, {}});
   }
+
+  /// Likewise, but calls exactly `method`.
+  CallResult Call(const Registration& method, const std::vector<Value>& arguments);
 
   /// Makes a 32-bit picture of the host's pixel type, as "newPicture" does, filled with zeros.
   Ref<REALpictureStruct> NewPicture(std::int32_t width, std::int32_t height);

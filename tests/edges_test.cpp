@@ -126,14 +126,19 @@ class Edges {
       layout = alpha < 0 || alpha > 255 ? "BGRX" : "BGRA";
     }
     const auto length = static_cast<std::int64_t>(layout.size());
-    const oracle::Target target{kSize, method_.Has("PixelByteSize") ? Integer("PixelByteSize") : length,
-                                length, Integer("offset"), Integer("DestRowBytes")};
+    const oracle::BlockCopy copy{
+        .layout = layout,
+        .width = kSize,
+        .lines = oracle::LinesOf(Integer("StartLine"), Integer("EndLine"), kSize),
+        .offset = Integer("offset"),
+        .pixelBytes = method_.Has("PixelByteSize") ? Integer("PixelByteSize") : length,
+        .destRowBytes = Integer("DestRowBytes")};
     std::string expected = Expected();
-    const auto lines = oracle::LinesOf(Integer("StartLine"), Integer("EndLine"), kSize);
+    const oracle::Lines lines = copy.lines;
     std::vector<std::pair<std::int64_t, std::uint8_t>> written;
     for (std::int64_t y = lines.first; expected.empty() && y <= lines.last; ++y) {
       for (std::int32_t x = 0; x < kSize; ++x) {
-        const std::int64_t position = target.Position(x, y - lines.first);
+        const std::int64_t position = copy.Position(x, y - lines.first);
         if (position < 0) {
           continue;
         }
