@@ -190,7 +190,7 @@ void Report::WriteKernels(std::ostream& page, const Size& size) const {
       rule += " ---: |";
     }
   }
-  page << rule << "\n";
+  page << " moves alone |" << rule << " ---: |\n";
   for (const Result& result : results_) {
     if (result.one.size != &size) {
       continue;

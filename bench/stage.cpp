@@ -192,6 +192,10 @@ void Stage::AddContestants() {
       contestants_.push_back({Role::kKernel, target.name, [this, converter] { converter->Convert(rows_); }});
     }
   }
+  if (one_.size->withKernels) {
+    contestants_.push_back(
+        {Role::kKernel, "moves alone", [this] { MoveAlone(conversion_, rows_); }, false});
+  }
   contestants_.push_back({Role::kLimit, "limit", [this] { CopyHalfTheTraffic(); }, false});
   for (Contestant& contestant : contestants_) {
     Check(contestant);
