@@ -226,9 +226,10 @@ class Edges {
       buffer.palettes = oracle::Palettes{std::vector{1, 2, 300}, std::nullopt, std::vector{1, 2, 300}};
     }
     if (isMade) {
-      const auto [low, high] = std::minmax(buffer.Position(0, 0), buffer.Position(width - 1, height - 1));
-      const auto [left, right] = std::minmax(buffer.Position(width - 1, 0), buffer.Position(0, height - 1));
-      if (!Reaches(std::min(low, left), std::max(high, right) + 4) || width * height > kMostChecked) {
+      const auto [low, high] =
+          std::minmax({buffer.Position(0, 0), buffer.Position(width - 1, 0), buffer.Position(0, height - 1),
+                       buffer.Position(width - 1, height - 1)});
+      if (!Reaches(low, high + 4) || width * height > kMostChecked) {
         ++skipped;
         return "";
       }
