@@ -1,7 +1,9 @@
 // Copies that give the host control in between.
 #include <algorithm>
 #include <functional>
+#include <string>
 
+#include "crash_note.h"
 #include "figures.h"
 #include "loaded_host.h"
 #include "methods.h"
@@ -213,6 +215,8 @@ TEST(Yield, LetsTheHostDoAnythingMeanwhile) {
   constexpr Reentry::Action kActions[] = {&Reentry::CallSameMethod, &Reentry::CallOtherMethod,
                                           &Reentry::ChangePicture, &Reentry::DropPicture};
   int reentries = 0;
+  std::string where;
+  const CrashNote note([&] { return where; });
   for (const HostCase& hostCase :
        {kDesktop, kDesktop24, kDesktop16, kDesktopBitmap, kConsole, kWeb, kUnknown}) {
     for (const Method& method : PictureMethods()) {
