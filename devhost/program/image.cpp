@@ -7,7 +7,6 @@
 #include <cctype>
 #include <filesystem>
 #include <fstream>
-#include <iterator>
 #include <system_error>
 
 #include "devhost/program/failure.h"
@@ -98,9 +97,16 @@ std::vector<std::uint8_t> ReadBytes(const std::string& path) {
     throw Failure(Status::kFile, path + ": expected a file that can be read");
   }
   std::ifstream stream(path, std::ios::binary);
-  std::vector<std::uint8_t> bytes{std::istreambuf_iterator<char>(stream), std::istreambuf_iterator<char>()};
+  std::vector<std::uint8_t> bytes;
+  for (char piece[65536]; stream && bytes.size() <= kMostBytes;) {
+    stream.read(piece, sizeof piece);
+    bytes.insert(bytes.end(), piece, piece + stream.gcount());
+  }
   if (!stream.is_open() || stream.bad()) {
     throw Failure(Status::kFile, path + ": cannot be read");
+  }
+  if (bytes.size() > kMostBytes) {
+    throw Failure(Status::kFile, path + ": expected at most " + std::to_string(kMostBytes) + " bytes");
   }
   return bytes;
 }
@@ -142,6 +148,11 @@ void CheckImageSize(const std::string& path, std::int64_t width, std::int64_t he
   if (width < 1 || height < 1 || width > kMostPixels || height > kMostPixels) {
     throw Failure(Status::kFile, path + ": expected 1 to " + std::to_string(kMostPixels) +
                                      " pixels in each direction, found " + std::to_string(width) + "x" +
+                                     std::to_string(height));
+  }
+  if (width * height > kMostPixelsOfAFile) {
+    throw Failure(Status::kFile, path + ": expected at most " + std::to_string(kMostPixelsOfAFile) +
+                                     " pixels, found " + std::to_string(width) + "x" +
                                      std::to_string(height));
   }
 }
