@@ -16,7 +16,7 @@ errors=$(sed -nE 's/.*ERROR SUMMARY: ([0-9,]+) errors.*/\1/p' "$log" | tr -d ,)
 
 # The plug-in's own blocks: those whose first caller outside the C library is in its file.
 read -r leaks others < <(awk '
-  / blocks are | bytes in .* lost / { sub(/.* bytes in /, ""); blocks = $1; gsub(/,/, "", blocks)
+  / blocks are | bytes in .* lost / { isLost = / lost /; sub(/.* bytes in /, ""); blocks = $1; gsub(/,/, "", blocks)
     isLeak = 1; isOwn = 0; isKnown = 0; isRegistered = 0; next }
   !isLeak { next }
   /: (malloc|calloc|realloc|operator new|strdup)/ { next }
@@ -24,7 +24,7 @@ read -r leaks others < <(awk '
     if (!isKnown) { isKnown = 1; isOwn = /rastel\.so\)/ }
     if (/: REALPluginMain /) isRegistered = 1
     next }
-  { if (isOwn && isRegistered) leaks += blocks; else if (isOwn) others += blocks; isLeak = 0 }
+  { if (isOwn && isRegistered && !isLost) leaks += blocks; else if (isOwn) others += blocks; isLeak = 0 }
   END { print leaks + 0, others + 0 }' "$log")
 
 # The kernels that run there, row by row, and their names.
