@@ -26,6 +26,9 @@ expect() {
   fi
 }
 
+# A picture that promises more than its file holds.
+printf 'P6\n32767 32767\n255\n' >huge.ppm
+
 # A picture of 3 × 2 pixels.
 printf 'P6\n3 2\n255\nABCDEFGHIJKLMNOPQR' >in.ppm
 
@@ -51,6 +54,7 @@ expect 2 'NoSuchMethodKVZ' call NoSuchMethodKVZ --plugin "$plugin"
 expect 2 'layout' convert in.ppm out.ppm --layout QRS --plugin "$plugin"
 expect 3 'missing.so' list --plugin "$folder/missing.so"
 expect 3 'in.ppm' list --plugin "$folder/in.ppm"
+expect 5 'at most 67108864 pixels' convert huge.ppm out.ppm --plugin "$plugin"
 expect 5 'missing.ppm' convert missing.ppm out.ppm --plugin "$plugin"
 
 

@@ -8,7 +8,6 @@
 #include <filesystem>
 #include <fstream>
 #include <iostream>
-#include <iterator>
 #include <system_error>
 
 #include "devhost/program/failure.h"
@@ -68,6 +67,21 @@ std::vector<std::uint8_t> EncodePng(const std::string& path, const Image& image)
   return bytes;
 }
 
+std::vector<std::uint8_t> ReadAll(std::istream& stream, const std::string& name) {
+  std::vector<std::uint8_t> bytes;
+  for (char piece[65536]; stream && bytes.size() <= kMostBytes;) {
+    stream.read(piece, sizeof piece);
+    bytes.insert(bytes.end(), piece, piece + stream.gcount());
+  }
+  if (stream.bad()) {
+    throw Failure(Status::kFile, name + ": cannot be read");
+  }
+  if (bytes.size() > kMostBytes) {
+    throw Failure(Status::kFile, name + ": expected at most " + std::to_string(kMostBytes) + " bytes");
+  }
+  return bytes;
+}
+
 void WriteStream(const std::filesystem::path& path, const std::vector<std::uint8_t>& bytes) {
   std::ofstream stream(path, std::ios::binary | std::ios::trunc);
   stream.write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
@@ -91,12 +105,7 @@ bool IsPictureName(const std::string& path) {
 
 std::vector<std::uint8_t> ReadBytes(const std::string& path) {
   if (path == "-") {
-    std::vector<std::uint8_t> bytes{std::istreambuf_iterator<char>(std::cin),
-                                    std::istreambuf_iterator<char>()};
-    if (std::cin.bad()) {
-      throw Failure(Status::kFile, "standard input: cannot be read");
-    }
-    return bytes;
+    return ReadAll(std::cin, "standard input");
   }
   std::error_code error;
   const auto type = std::filesystem::status(path, error).type();
@@ -107,11 +116,10 @@ std::vector<std::uint8_t> ReadBytes(const std::string& path) {
     throw Failure(Status::kFile, path + ": expected a file that can be read");
   }
   std::ifstream stream(path, std::ios::binary);
-  std::vector<std::uint8_t> bytes{std::istreambuf_iterator<char>(stream), std::istreambuf_iterator<char>()};
-  if (!stream.is_open() || stream.bad()) {
+  if (!stream.is_open()) {
     throw Failure(Status::kFile, path + ": cannot be read");
   }
-  return bytes;
+  return ReadAll(stream, path);
 }
 
 void WriteBytes(const std::string& path, const std::vector<std::uint8_t>& bytes) {
@@ -159,6 +167,11 @@ void CheckImageSize(const std::string& path, std::int64_t width, std::int64_t he
   if (width < 1 || height < 1 || width > kMostPixels || height > kMostPixels) {
     throw Failure(Status::kFile, path + ": expected 1 to " + std::to_string(kMostPixels) +
                                      " pixels in each direction, found " + std::to_string(width) + "x" +
+                                     std::to_string(height));
+  }
+  if (width * height > kMostPixelsOfAFile) {
+    throw Failure(Status::kFile, path + ": expected at most " + std::to_string(kMostPixelsOfAFile) +
+                                     " pixels, found " + std::to_string(width) + "x" +
                                      std::to_string(height));
   }
 }
