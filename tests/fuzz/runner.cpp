@@ -133,7 +133,9 @@ class CallRun {
       FlipByte(made->Row(0));
     } else if (sabotage == "double-unlock" && picture_) {
       const auto unlock = reinterpret_cast<void (*)(REALpictureStruct*)>(Host::Resolve("unlockPictureDescription"));
-      unlock(picture_.get());
+      if (unlock != nullptr) {
+        unlock(picture_.get());
+      }
     }
   }
 
