@@ -83,6 +83,19 @@ TEST_F(Editor, LetsGoOfThePictureBeforeTheNext) {
   EXPECT_EQ(nullptr, reader.Picture);
 }
 
+TEST_F(Editor, TakesNoDescriptionOfAnEarlierPictureForThatOfTheNext) {
+  const NothingLost watch(host);
+  const auto first = host.NewPicture(2, 3);
+  const auto second = host.NewPicture(2, 3);
+  PictureReader reader;
+  ASSERT_TRUE(reader.GetPictureEditor(first.get(), false, true));
+  host.onEntry = [](std::string_view entry) {
+    return entry == "lockPictureDescription" ? devhost::Reaction::kFail : devhost::Reaction::kAct;
+  };
+  EXPECT_FALSE(reader.GetPictureEditor(second.get(), false, true));
+  host.onEntry = nullptr;
+}
+
 TEST_F(Editor, OpensNoUnsupportedPictureForWritingOrWithoutACopy) {
   const NothingLost watch(host);
   const auto deep = host.NewPicture(2, 3, devhost::PixelFormat::kWorld16);

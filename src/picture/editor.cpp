@@ -75,6 +75,8 @@ bool PictureEditor::Open(REALpictureStruct* picture, bool allowCopy, bool forWri
 }
 
 PictureEditor::Outcome PictureEditor::OpenNative(REALpictureStruct* picture, bool isOpaqueCopy) {
+  // A host that does not describe this picture must not be taken to have done so: not by what an earlier one left.
+  PictureDescription = {};
   REALLockPictureDescriptionWithNativeType(picture, &PictureDescription);
   if (PictureDescription.type == kLegacyWorldDescription) {
     IsDesktop = 1;
@@ -138,7 +140,6 @@ PictureEditor::Outcome PictureEditor::OpenOpaqueCopy(REALpictureStruct* picture,
   // The pixel map of the picture itself is unlocked once, although it was never locked, when the copy is
   // opened: hosts are used to that.
   PixMapHandle = staleHandle;
-  PictureDescription = {};  // a host that does not describe the copy must not be taken to have done so
   const bool isOpen = Open(copy.Get(), AllowCopyFlag, false, true);
   copy.GiveBack();
   return isOpen ? Outcome::kOpened : Outcome::kFailed;

@@ -46,8 +46,9 @@ bool MayFail(std::string_view entry, FaultKind kind) {
 /// Makes the host calls fail that a fault tells.
 class FaultyHost {
  public:
-  FaultyHost(Host& host, const Fault& fault) : host_(host), fault_(fault) {
-    if (fault.kind != FaultKind::kNone) {
+  FaultyHost(Host& host, const Fault& fault, bool keepsLocks)
+      : host_(host), fault_(fault), keepsLocks_(keepsLocks) {
+    if (fault.kind != FaultKind::kNone || keepsLocks) {
       host.onEntry = [this](std::string_view entry) { return React(entry); };
     }
   }
@@ -63,7 +64,10 @@ class FaultyHost {
 
  private:
   Reaction React(std::string_view entry) {
-    if (!MayFail(entry, fault_.kind)) {
+    if (keepsLocks_ && entry == "unlockPictureDescription") {
+      return Reaction::kFail;
+    }
+    if (fault_.kind == FaultKind::kNone || !MayFail(entry, fault_.kind)) {
       return Reaction::kAct;
     }
     const int number = count_++;
@@ -80,6 +84,7 @@ class FaultyHost {
 
   Host& host_;
   Fault fault_;
+  bool keepsLocks_;
   int count_ = 0;
   bool hasFailed_ = false;
   std::string failed_;
@@ -91,7 +96,7 @@ class CallRun {
   CallRun(Host& host, const CallSpec& spec, const FaultyHost& fault)
       : host_(host), spec_(spec), method_(AllMethods()[spec.method]), fault_(fault) {}
 
-  void Run(const devhost::Registration& registration) {
+  void Run(const devhost::Registration& registration, std::string_view sabotage) {
     Prepare();
     const std::vector<devhost::Value> arguments = Arguments();
     const Balance before = host_.CurrentBalance();
@@ -102,6 +107,7 @@ class CallRun {
     } catch (const HostFault&) {
       threw = true;
     }
+    Sabotage(sabotage, result.picture.get());
     const bool isExact = IsExact();
     Require(isExact ? !threw : true, "an exception of the host without a fault");
     CheckRaised(result, isExact);
@@ -116,6 +122,26 @@ class CallRun {
   }
 
  private:
+  void Sabotage(std::string_view sabotage, REALpictureStruct* made) {
+    if (sabotage == "over") {
+      FlipByte(block_->bytes() + block_->size);
+    } else if (sabotage == "under") {
+      FlipByte(block_->bytes() - 1);
+    } else if (sabotage == "channel" && Copies()) {
+      FlipByte(block_->bytes());
+    } else if (sabotage == "channel" && made != nullptr && made->height > 0 && made->width > 0) {
+      FlipByte(made->Row(0));
+    } else if (sabotage == "double-unlock" && picture_) {
+      const auto unlock = reinterpret_cast<void (*)(REALpictureStruct*)>(Host::Resolve("unlockPictureDescription"));
+      if (unlock != nullptr) {
+        unlock(picture_.get());
+      }
+    }
+  }
+
+  /// Writes where the address sanitizer would not let anyone write.
+  __attribute__((no_sanitize("address"))) static void FlipByte(std::uint8_t* byte) { *byte ^= 0xFF; }
+
   bool Copies() const { return method_.result == "boolean"; }
   bool IsDesktop() const { return host_.options().kind == HostKind::kDesktop; }
   bool IsBad(Bad bad) const { return spec_.bad == bad; }
@@ -536,10 +562,10 @@ void ScenarioRunner::Run(const Scenario& scenario) {
   host.clock.nanosecondsPerReading = scenario.ticksPerReading * 1'000'000;
   const Registered& registered = RegisteredWith(host);
   image_.Restore(registered.image);
-  const FaultyHost fault(host, scenario.fault);
+  const FaultyHost fault(host, scenario.fault, sabotage == "kept-lock");
   for (const CallSpec& call : scenario.calls) {
     if (const auto& method = registered.methods[call.method]) {
-      CallRun(host, call, fault).Run(*method);
+      CallRun(host, call, fault).Run(*method, sabotage);
     }
   }
 }

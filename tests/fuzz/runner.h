@@ -26,6 +26,11 @@ class ScenarioRunner {
   /// Throws ScenarioFailure.
   void Run(const Scenario& scenario);
 
+  /// Something that the plug-in is made to seem to do wrong, which has to be found: "over" and "under" write a byte
+  /// beside the block, "channel" changes a byte of it or of the picture that was made, "kept-lock" and "double-unlock"
+  /// are about picture descriptions. Empty: nothing.
+  std::string sabotage;
+
  private:
   /// What the plug-in is after it has registered with a host, and the methods by their rows in AllMethods().
   struct Registered {

@@ -1,0 +1,78 @@
+// Runs scenarios once: those of a corpus, a file with one input in hexadecimal digits on each line, or those told by
+// the arguments in the same way. Each is printed first, so that the last one printed is the one that failed.
+//   rastel_replay [--sabotage NAME] CORPUS | INPUT…
+#include <charconv>
+#include <fstream>
+#include <iostream>
+
+#include "fuzz/runner.h"
+
+namespace {
+
+using Input = std::vector<std::uint8_t>;
+
+/// The bytes that hexadecimal digits tell, or nothing if they are none.
+std::optional<Input> ParseInput(const std::string& digits) {
+  Input input;
+  for (std::size_t i = 0; i + 1 < digits.size(); i += 2) {
+    const char* end = digits.data() + i + 2;
+    if (std::from_chars(end - 2, end, input.emplace_back(), 16).ptr != end) {
+      return std::nullopt;
+    }
+  }
+  return digits.empty() || digits.size() % 2 != 0 ? std::nullopt : std::optional(input);
+}
+
+std::vector<std::string> ReadLines(const std::string& path) {
+  std::vector<std::string> lines;
+  std::ifstream file(path);
+  for (std::string line; std::getline(file, line);) {
+    lines.push_back(line);
+  }
+  return lines;
+}
+
+/// Runs all inputs. Gives the number of those that failed.
+int Replay(tests::ScenarioRunner& runner, const std::vector<std::string>& inputs) {
+  int failures = 0;
+  for (const std::string& digits : inputs) {
+    const std::optional<Input> input = ParseInput(digits);
+    if (!input) {
+      throw std::runtime_error("no hexadecimal digits: " + digits);
+    }
+    std::cerr << digits << std::endl;
+    const tests::Scenario scenario = tests::Decode(*input);
+    try {
+      runner.Run(scenario);
+    } catch (const tests::ScenarioFailure& failure) {
+      ++failures;
+      std::cerr << failure.what() << "\n" << scenario << "\nRepeat: " << RASTEL_REPLAY << " " << digits << std::endl;
+    }
+  }
+  return failures;
+}
+
+int Main(std::vector<std::string> arguments) {
+  tests::ScenarioRunner runner(RASTEL_PLUGIN);
+  if (arguments.size() > 1 && arguments[0] == "--sabotage") {
+    runner.sabotage = arguments[1];
+    arguments.erase(arguments.begin(), arguments.begin() + 2);
+  }
+  if (arguments.size() == 1 && !ParseInput(arguments[0])) {
+    arguments = ReadLines(arguments[0]);
+  }
+  const int failures = Replay(runner, arguments);
+  std::cout << arguments.size() << " scenarios, " << failures << " failed\n";
+  return failures == 0 && !arguments.empty() ? 0 : 1;
+}
+
+}  // namespace
+
+int main(int count, char** arguments) {
+  try {
+    return Main({arguments + 1, arguments + count});
+  } catch (const std::exception& error) {
+    std::cerr << error.what() << "\n";
+    return 2;
+  }
+}
