@@ -62,9 +62,13 @@ class Conversion {
 
   Status Run() {
     const Balance before = host_->CurrentBalance();
+    const Progress progress("converting, step");
+    progress.Show(1, 2);
     if (ToPicture()) {
+      progress.Show(2, 2);
       ToBuffer();
     }
+    progress.Clear();
     picture_.reset();
     for (const std::string& loss : Losses(*host_, before)) {
       Wrong(loss);

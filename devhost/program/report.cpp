@@ -88,6 +88,10 @@ std::string Bad(const std::string& text) {
 Progress::Progress(std::string job) : job_(std::move(job)), shown_(talk >= 0 && isatty(STDERR_FILENO) != 0) {}
 
 Progress::~Progress() {
+  Clear();
+}
+
+void Progress::Clear() const {
   if (shown_) {
     std::cerr << "\r\033[K" << std::flush;
   }

@@ -64,6 +64,7 @@ class Progress {
   Progress(const Progress&) = delete;
   Progress& operator=(const Progress&) = delete;
   void Show(std::size_t done, std::size_t total) const;
+  void Clear() const;  // to make room for other lines
 
  private:
   std::string job_;

@@ -14,12 +14,12 @@ namespace devhost::program {
 namespace {
 
 /// The plug-in beside the program or in a folder above it, or the release build of a checkout that the
-/// program lies in.
+/// program lies in, or the one that was installed with it.
 std::string FindPlugin() {
   std::error_code error;
   const std::filesystem::path program = ProgramPath();
   for (auto folder = program.parent_path(); !folder.empty(); folder = folder.parent_path()) {
-    for (const char* name : {"rastel.so", "build/release/rastel.so"}) {
+    for (const char* name : {"rastel.so", "build/release/rastel.so", RASTEL_PLUGIN_FOLDER "/rastel.so"}) {
       if (std::filesystem::is_regular_file(folder / name, error)) {
         return (folder / name).string();
       }
@@ -51,6 +51,7 @@ HostOptions OptionsFrom(const HostSettings& settings) {
   options.pixelType = pixelType == 16 ? 13 : pixelType;
   options.without = settings.without;
   options.guarded = settings.guarded;
+  options.watched = settings.watched;
   return options;
 }
 
@@ -182,7 +183,7 @@ std::vector<std::string> Losses(const Host& host, const Balance& before) {
   std::vector<std::string> losses = host.complaints;
   const auto compare = [&](const char* what, int was, int is) {
     if (was != is) {
-      losses.push_back("lost: " + std::to_string(is - was) + ' ' + what + " more than before");
+      losses.push_back("lost: " + std::string(what) + ", " + std::to_string(is - was) + " more than before");
     }
   };
   compare("objects", before.objects, after.objects);

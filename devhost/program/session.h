@@ -35,6 +35,7 @@ struct HostSettings {
   std::set<std::string, std::less<>> without;
   std::vector<Fault> faults;
   bool guarded = false;  // memory between pages without access
+  bool watched = true;   // calls are traced, and faults happen
 };
 
 /// "desktop", …: in the order of Kind.

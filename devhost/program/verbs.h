@@ -91,4 +91,7 @@ struct CheckOptions {
 /// Runs the checks of the plug-in.
 Status RunCheck(CheckOptions options);
 
+/// Measures every method beside a copy of the same bytes.
+Status RunBench(const Common& options);
+
 }  // namespace devhost::program
