@@ -22,8 +22,9 @@ cv::Mat Wrap(const PeerTask& task, std::ptrdiff_t channels, const std::uint8_t* 
 
 struct Pictures {
   explicit Pictures(const PeerTask& task)
-      : source(Wrap(task, task.conversion.fromStep, task.rows.source, task.rows.sourceStep)),
-        destination(Wrap(task, task.conversion.toStep, task.rows.destination, task.rows.destinationStep)) {}
+      : source(Wrap(task, task.conversion.fromStep, task.rows.source.first, task.rows.source.step)),
+        destination(
+            Wrap(task, task.conversion.toStep, task.rows.destination.first, task.rows.destination.step)) {}
   cv::Mat source;
   cv::Mat destination;
 };
@@ -71,7 +72,7 @@ void AddMixChannels(const PeerTask& task, std::vector<Peer>& peers) {
   std::vector<cv::Mat> sources = {Pictures(task).source};
   if (task.conversion.rest == Rest::kFromMask) {
     const Channels& mask = ChannelsOf(task.conversion.mask);
-    sources.push_back(Wrap(task, mask.bytes, task.rows.mask, task.rows.maskStep));
+    sources.push_back(Wrap(task, mask.bytes, task.rows.mask.first, task.rows.mask.step));
     moves.insert(moves.end(), {from.bytes + mask.green, 6 - to.red - to.green - to.blue});
   }
   peers.push_back({"OpenCV mixChannels", Claim::kSameColours,

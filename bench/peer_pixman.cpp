@@ -43,8 +43,8 @@ std::shared_ptr<pixman_image_t> Wrap(const PeerTask& task, Layout layout, bool i
 }
 
 void Add(const PeerTask& task, std::vector<Peer>& peers) {
-  const auto from = Wrap(task, task.conversion.from, true, task.rows.source, task.SourceStep());
-  const auto to = Wrap(task, task.conversion.to, false, task.rows.destination, task.DestinationStep());
+  const auto from = Wrap(task, task.conversion.from, true, task.rows.source.first, task.SourceStep());
+  const auto to = Wrap(task, task.conversion.to, false, task.rows.destination.first, task.DestinationStep());
   if (!task.IsPlain() || from == nullptr || to == nullptr) {
     return;
   }

@@ -35,8 +35,9 @@ void Add(const PeerTask& task, std::vector<Peer>& peers) {
     return;
   }
   peers.push_back({"SDL2", Claim::kSameColours, [&task, from, to] {
-                     SDL_ConvertPixels(task.Width(), task.Height(), from, task.rows.source, task.SourceStep(),
-                                       to, task.rows.destination, task.DestinationStep());
+                     SDL_ConvertPixels(task.Width(), task.Height(), from, task.rows.source.first,
+                                       task.SourceStep(), to, task.rows.destination.first,
+                                       task.DestinationStep());
                    }});
 }
 

@@ -64,10 +64,10 @@ void Add(const PeerTask& task, std::vector<Peer>& peers) {
     palette = PaletteOf(conversion);
   }
   peers.push_back({"libswscale", Claim::kSameColours, [&task, context, palette] {
-                     const std::uint8_t* sources[4] = {task.rows.source,
+                     const std::uint8_t* sources[4] = {task.rows.source.first,
                                                        reinterpret_cast<const std::uint8_t*>(palette.data())};
                      const int sourceSteps[4] = {task.SourceStep(), 4};
-                     std::uint8_t* destinations[4] = {task.rows.destination};
+                     std::uint8_t* destinations[4] = {task.rows.destination.first};
                      const int destinationSteps[4] = {task.DestinationStep()};
                      sws_scale(context.get(), sources, sourceSteps, 0, task.Height(), destinations,
                                destinationSteps);

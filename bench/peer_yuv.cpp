@@ -39,8 +39,8 @@ bool AreSame(const Channels& a, const Channels& b, bool exchanged) {
 
 Peer Make(const char* name, Claim claim, const PeerTask& task, Function function) {
   return {std::string("libyuv ") + name, claim, [&task, function] {
-            function(task.rows.source, task.SourceStep(), task.rows.destination, task.DestinationStep(),
-                     task.Width(), task.Height());
+            function(task.rows.source.first, task.SourceStep(), task.rows.destination.first,
+                     task.DestinationStep(), task.Width(), task.Height());
           }};
 }
 
@@ -56,9 +56,9 @@ void AddShuffle(const PeerTask& task, const Channels& from, const Channels& to, 
     shuffler[static_cast<std::size_t>(i)] = static_cast<std::uint8_t>(i - byte + source);
   }
   peers.push_back({"libyuv ARGBShuffle", Claim::kSameColours, [&task, shuffler] {
-                     libyuv::ARGBShuffle(task.rows.source, task.SourceStep(), task.rows.destination,
-                                         task.DestinationStep(), shuffler.data(), task.Width(),
-                                         task.Height());
+                     libyuv::ARGBShuffle(task.rows.source.first, task.SourceStep(),
+                                         task.rows.destination.first, task.DestinationStep(), shuffler.data(),
+                                         task.Width(), task.Height());
                    }});
 }
 
@@ -83,16 +83,17 @@ void AddPlain(const PeerTask& task, Channels from, const Channels& to, std::vect
 void AddWeights(const PeerTask& task, std::vector<Peer>& peers) {
   static constexpr std::int8_t kMatrix[16] = {50, 0, 0, 0, 0, 60, 0, 0, 0, 0, 70, 0, 0, 0, 0, 64};
   peers.push_back({"libyuv ARGBColorMatrix", Claim::kSameTraffic, [&task] {
-                     libyuv::ARGBColorMatrix(task.rows.source, task.SourceStep(), task.rows.destination,
-                                             task.DestinationStep(), kMatrix, task.Width(), task.Height());
+                     libyuv::ARGBColorMatrix(task.rows.source.first, task.SourceStep(),
+                                             task.rows.destination.first, task.DestinationStep(), kMatrix,
+                                             task.Width(), task.Height());
                    }});
 }
 
 void AddMasked(const PeerTask& task, std::vector<Peer>& peers) {
   peers.push_back({"libyuv ARGBAdd", Claim::kSameTraffic, [&task] {
-                     libyuv::ARGBAdd(task.rows.source, task.SourceStep(), task.rows.mask, task.MaskStep(),
-                                     task.rows.destination, task.DestinationStep(), task.Width(),
-                                     task.Height());
+                     libyuv::ARGBAdd(task.rows.source.first, task.SourceStep(), task.rows.mask.first,
+                                     task.MaskStep(), task.rows.destination.first, task.DestinationStep(),
+                                     task.Width(), task.Height());
                    }});
 }
 

@@ -34,9 +34,9 @@ struct PeerTask {
   bool IsGray() const { return conversion.from == rastel::pixels::Layout::kGray; }
   int Width() const { return static_cast<int>(rows.width); }
   int Height() const { return static_cast<int>(rows.count); }
-  int SourceStep() const { return static_cast<int>(rows.sourceStep); }
-  int DestinationStep() const { return static_cast<int>(rows.destinationStep); }
-  int MaskStep() const { return static_cast<int>(rows.maskStep); }
+  int SourceStep() const { return static_cast<int>(rows.source.step); }
+  int DestinationStep() const { return static_cast<int>(rows.destination.step); }
+  int MaskStep() const { return static_cast<int>(rows.mask.step); }
 };
 
 /// One library: a global object of this type makes it take part.

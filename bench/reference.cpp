@@ -28,8 +28,8 @@ void ConvertPlainly(const Conversion& conversion, const Rows& rows) {
   const int destinations[3] = {to.red, to.green, to.blue};
   const int alpha = 6 - to.red - to.green - to.blue;  // with four bytes
   for (std::ptrdiff_t x = 0; x < rows.width; ++x) {
-    const std::uint8_t* source = rows.source + x * conversion.fromStep;
-    std::uint8_t* destination = rows.destination + x * conversion.toStep;
+    const std::uint8_t* source = rows.source.first + x * conversion.fromStep;
+    std::uint8_t* destination = rows.destination.first + x * conversion.toStep;
     for (int channel = 0; channel < 3; ++channel) {
       if (destinations[channel] >= 0) {
         destination[destinations[channel]] = ColourOf(conversion, channel, source[sources[channel]]);
@@ -38,7 +38,7 @@ void ConvertPlainly(const Conversion& conversion, const Rows& rows) {
     if (to.bytes == 4 && conversion.rest == Rest::kFill) {
       destination[alpha] = conversion.fill;
     } else if (to.bytes == 4 && conversion.rest == Rest::kFromMask) {
-      destination[alpha] = static_cast<std::uint8_t>(255 - rows.mask[x * mask.bytes + mask.green]);
+      destination[alpha] = static_cast<std::uint8_t>(255 - rows.mask.first[x * mask.bytes + mask.green]);
     }
   }
 }

@@ -157,9 +157,9 @@ void Stage::DescribeRows() {
   const std::ptrdiff_t pictureStep = picture_->rowBytes;
   const std::ptrdiff_t blockStep =
       one_.size->width * one_.family->step + (isToPicture() ? 0 : one_.size->padding);
-  rows_.sourceStep = isToPicture() ? blockStep : pictureStep;
-  rows_.destinationStep = isToPicture() ? pictureStep : blockStep;
-  rows_.maskStep = pictureStep;
+  rows_.source.step = isToPicture() ? blockStep : pictureStep;
+  rows_.destination.step = isToPicture() ? pictureStep : blockStep;
+  rows_.mask.step = pictureStep;
 }
 
 /// Where row `row` of a picture lies: as a method finds it, or as the rows follow each other in memory.
@@ -173,9 +173,9 @@ Rows Stage::RowsOf(std::int32_t row, bool inMethodsOrder) const {
   std::uint8_t* inPicture = PictureRow(*picture_, row, inMethodsOrder);
   std::uint8_t* inBlock = block_->bytes() + size.offset + row * blockStep;
   Rows rows{};
-  rows.source = isToPicture() ? inBlock : inPicture;
-  rows.destination = isToPicture() ? inPicture : inBlock;
-  rows.mask = mask_ ? PictureRow(*mask_, row, inMethodsOrder) : nullptr;
+  rows.source.first = isToPicture() ? inBlock : inPicture;
+  rows.destination.first = isToPicture() ? inPicture : inBlock;
+  rows.mask.first = mask_ ? PictureRow(*mask_, row, inMethodsOrder) : nullptr;
   rows.width = size.width;
   rows.count = 1;
   return rows;
@@ -219,8 +219,8 @@ bool Stage::HasSameBytes(const Contestant& contestant, bool mayDiffer) const {
   for (std::int32_t row = 0; row < one_.size->height; ++row) {
     std::ranges::fill(expected, kBefore);
     Rows plain = RowsOf(row, inMethodsOrder);
-    const std::uint8_t* actual = plain.destination;
-    plain.destination = expected.data();
+    const std::uint8_t* actual = plain.destination.first;
+    plain.destination.first = expected.data();
     ConvertPlainly(conversion_, plain);
     for (std::size_t i = 0; std::memcmp(actual, expected.data(), bytes) != 0 && i < bytes; ++i) {
       if (actual[i] != expected[i]) {

@@ -103,21 +103,24 @@ struct Overload {
   std::vector<Parameter> parameters;  // with the picture that a class method takes first
 };
 
+Overload OverloadOf(const Registration& method, const Declaration& declaration) {
+  Overload overload = {&method, declaration, {}};
+  const auto* first = overload.declaration.parameters.data();
+  overload.parameters.assign(first, first + declaration.parameterCount);
+  const bool named = declaration.parameterCount > 0 && first->role == rastel::abi::ParameterRole::kExtends;
+  if (method.extendsPicture && !named) {
+    overload.parameters.insert(overload.parameters.begin(), {"ref", HostType::kPicture, {}, {}});
+  }
+  return overload;
+}
+
 std::vector<Overload> OverloadsOf(const std::vector<Registration>& methods, std::string_view name) {
   std::vector<Overload> overloads;
   for (const Registration& method : methods) {
     const auto declaration = ParseDeclaration(method.declaration);
-    if (!declaration || !SameName(declaration->name, name)) {
-      continue;
+    if (declaration && SameName(declaration->name, name)) {
+      overloads.push_back(OverloadOf(method, *declaration));
     }
-    Overload overload = {&method, *declaration, {}};
-    const auto* first = overload.declaration.parameters.data();
-    overload.parameters.assign(first, first + declaration->parameterCount);
-    const bool named = declaration->parameterCount > 0 && first->role == rastel::abi::ParameterRole::kExtends;
-    if (method.extendsPicture && !named) {
-      overload.parameters.insert(overload.parameters.begin(), {"ref", HostType::kPicture, {}, {}});
-    }
-    overloads.push_back(overload);
   }
   return overloads;
 }
@@ -232,14 +235,7 @@ class RaisedInCall {
   ExceptionObject* outer_;
 };
 
-}  // namespace
-
-CallResult Host::Call(std::string_view method, const Arguments& arguments) {
-  const auto overloads = OverloadsOf(methods_, method);
-  if (overloads.empty()) {
-    throw HostError(UnknownMethod(methods_, method));
-  }
-  const Match match = PickOverload(overloads, arguments);
+CallResult CallMatch(const Match& match) {
   const RaisedInCall raised;
   const Word word = CallWithWords(match.overload->method->function, match.words,
                                   std::make_index_sequence<kMostWords + 1>());
@@ -253,7 +249,7 @@ CallResult Host::Call(std::string_view method, const Arguments& arguments) {
       // NOLINTNEXTLINE(performance-no-int-to-ptr): that is how it was returned
       if (auto* picture = reinterpret_cast<REALpictureStruct*>(word)) {
         if (FindLive(picture) == nullptr) {
-          Complain(std::string(method) + " returned a picture that does not exist");
+          Complain(match.overload->method->declaration + " returned a picture that does not exist");
         } else {
           result.picture.reset(picture);
         }
@@ -264,6 +260,26 @@ CallResult Host::Call(std::string_view method, const Arguments& arguments) {
   }
   result.exception = RaisedInCall::Get();
   return result;
+}
+
+}  // namespace
+
+CallResult Host::Call(std::string_view method, const Arguments& arguments) {
+  const auto overloads = OverloadsOf(methods_, method);
+  if (overloads.empty()) {
+    throw HostError(UnknownMethod(methods_, method));
+  }
+  return CallMatch(PickOverload(overloads, arguments));
+}
+
+// NOLINTNEXTLINE(readability-convert-member-functions-to-static): the method is one of this host
+CallResult Host::Call(const Registration& method, const std::vector<Value>& arguments) {
+  const auto declaration = ParseDeclaration(method.declaration);
+  if (!declaration) {
+    throw HostError("no declaration: " + method.declaration);
+  }
+  const std::vector<Overload> only = {OverloadOf(method, *declaration)};
+  return CallMatch(PickOverload(only, {arguments, {}}));
 }
 
 }  // namespace devhost

@@ -234,7 +234,7 @@ const std::vector<NamedAddress>& GeneralEntries() {
 }  // namespace
 
 void* FindAddress(const std::vector<NamedAddress>& table, std::string_view name) {
-  if (Host::Current().options().without.contains(name)) {
+  if (Host::Current().Lacks(name)) {
     return nullptr;
   }
   const auto row = std::ranges::find(table, name, &NamedAddress::name);
@@ -274,7 +274,9 @@ void* Host::Resolve(const char* entryName) {
   if (!RequireAddress(entryName)) {
     return nullptr;
   }
-  Current().lookups.emplace_back(entryName);
+  if (Current().options().recorded) {
+    Current().lookups.emplace_back(entryName);
+  }
   void* address = FindAddress(GeneralEntries(), entryName);
   return address != nullptr ? address : FindAddress(PictureEntries(), entryName);
 }

@@ -37,6 +37,8 @@ struct HostOptions {
   /// False: the calls of entries are neither recorded nor checked, and `Host::onEntry` is not asked. A
   /// method's call then takes little more than what the plug-in does: for measurements.
   bool watched = true;
+  /// False: calls are checked and `Host::onEntry` is asked, but neither calls nor lookups are recorded.
+  bool recorded = true;
 };
 
 /// What a host call does instead of acting, chosen for each call by `Host::onEntry`.
@@ -159,6 +161,9 @@ class Host {
     return Call(method, Arguments{arguments, {}});
   }
 
+  /// Likewise, but calls exactly `method`.
+  CallResult Call(const Registration& method, const std::vector<Value>& arguments);
+
   /// Makes a 32-bit picture of the host's pixel type, as "newPicture" does, filled with zeros.
   Ref<REALpictureStruct> NewPicture(std::int32_t width, std::int32_t height);
 
@@ -183,6 +188,12 @@ class Host {
   /// Asked before each call of an entry, of a platform function and of a legacy function. May throw: the
   /// exception passes through the plug-in.
   std::function<Reaction(std::string_view entry)> onEntry;
+
+  /// Names that are unknown like those in `HostOptions::without`, for as long as they are in here.
+  std::set<std::string, std::less<>> hidden;
+
+  /// True if the host is without the entry, function or method `name` now.
+  bool Lacks(std::string_view name) const { return options_.without.contains(name) || hidden.contains(name); }
 
   /// Called by "REALYieldToRB".
   std::function<void()> onYield;

@@ -120,7 +120,9 @@ void* FindFunction(PlatformObject* bundle, const ConstantString* name) {
   if (Require(bundle) == nullptr || !RequireAddress(name)) {
     return nullptr;
   }
-  Host::Current().lookups.push_back(name->text);
+  if (Host::Current().options().recorded) {
+    Host::Current().lookups.push_back(name->text);
+  }
   return FindAddress(LegacyFunctions(), name->text);
 }
 

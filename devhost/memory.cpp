@@ -1,9 +1,11 @@
 #include "devhost/memory.h"
 
+#include <sanitizer/asan_interface.h>
 #include <sys/mman.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <cstdlib>
 #include <limits>
 #include <new>
 
@@ -11,6 +13,9 @@ namespace devhost {
 namespace {
 
 constexpr std::uint8_t kSurroundings = 0xA5;
+
+/// Memory of up to so many bytes comes from the heap, which takes less time than a mapping.
+constexpr std::size_t kMostFromHeap = 65536;
 
 std::size_t PageSize() {
   static const auto size = static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
@@ -42,29 +47,58 @@ Memory::Memory(const MemoryShape& shape)
       behind_(shape.guarded ? 0 : shape.gap),
       slotBytes_(before_ + shape.rowLength + (shape.guarded ? PageSize() : 0)),
       firstRow_(before_ + (shape.guarded ? PageSize() : 0)),
-      length_(LengthOfAll(shape, slotBytes_, shape.guarded ? PageSize() : behind_)) {
-  const int access = shape.guarded ? PROT_NONE : PROT_READ | PROT_WRITE;
+      length_(LengthOfAll(shape, slotBytes_, shape.guarded ? PageSize() : behind_)),
+      isMapped_(shape.guarded || length_ > kMostFromHeap) {
+  if (isMapped_) {
+    Map();
+  } else {
+    start_ = static_cast<std::uint8_t*>(std::calloc(length_, 1));
+    if (start_ == nullptr) {
+      throw std::bad_alloc();
+    }
+  }
+  for (std::size_t slot = 0; slot < shape.rows; ++slot) {
+    std::fill_n(RowInSlot(slot) - before_, before_, kSurroundings);
+  }
+  std::fill_n(start_ + length_ - behind_, behind_, kSurroundings);
+  CloseSurroundings();
+}
+
+Memory::~Memory() {
+  if (isMapped_) {
+    munmap(start_, length_);
+  } else {
+    ASAN_UNPOISON_MEMORY_REGION(start_, length_);
+    std::free(start_);
+  }
+}
+
+void Memory::Map() {
+  const int access = shape_.guarded ? PROT_NONE : PROT_READ | PROT_WRITE;
   void* mapped = mmap(nullptr, length_, access, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
   if (mapped == MAP_FAILED) {
     throw std::bad_alloc();
   }
   start_ = static_cast<std::uint8_t*>(mapped);
   try {
-    if (shape.guarded) {
+    if (shape_.guarded) {
       OpenGuardedSlots();
     }
   } catch (...) {
     munmap(start_, length_);
     throw;
   }
-  for (std::size_t slot = 0; slot < shape.rows; ++slot) {
-    std::fill_n(RowInSlot(slot) - before_, before_, kSurroundings);
-  }
-  std::fill_n(start_ + length_ - behind_, behind_, kSurroundings);
 }
 
-Memory::~Memory() {
-  munmap(start_, length_);
+/// Takes access to the bytes around the rows away, where the address sanitizer can.
+void Memory::CloseSurroundings() const {
+  if (isMapped_) {
+    return;
+  }
+  for (std::size_t slot = 0; slot < shape_.rows; ++slot) {
+    ASAN_POISON_MEMORY_REGION(RowInSlot(slot) - before_, before_);
+  }
+  ASAN_POISON_MEMORY_REGION(start_ + length_ - behind_, behind_);
 }
 
 /// Gives access to everything from the first byte of slot `first` to the row's end in slot `last`.
@@ -101,6 +135,15 @@ std::uint8_t* Memory::Row(std::size_t row) const {
 }
 
 bool Memory::SurroundingsIntact() const {
+  if (!isMapped_) {
+    ASAN_UNPOISON_MEMORY_REGION(start_, length_);
+  }
+  const bool intact = AreSurroundingsIntact();
+  CloseSurroundings();
+  return intact;
+}
+
+bool Memory::AreSurroundingsIntact() const {
   for (std::size_t slot = 0; slot < shape_.rows; ++slot) {
     if (!Untouched(RowInSlot(slot) - before_, before_)) {
       return false;

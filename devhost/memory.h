@@ -14,7 +14,9 @@ struct MemoryShape {
   bool guarded;     // each row ends right before a page without access, as far as kGuardedRows goes
 };
 
-/// Rows of bytes, zero at first. The bytes around them hold a fixed value, so that a stray write shows.
+/// Rows of bytes, zero at first. The bytes around them hold a fixed value, so that a stray write shows; in builds
+/// with the address sanitizer those of small memory without guards cannot be read either, as far as its grain of
+/// eight bytes goes.
 class Memory {
  public:
   /// The system maps a limited number of areas: in taller memory only this many rows at either end are
@@ -40,6 +42,9 @@ class Memory {
   std::uint8_t* RowInSlot(std::size_t slot) const;
   void OpenSlots(std::size_t first, std::size_t last);
   void OpenGuardedSlots();
+  void Map();
+  void CloseSurroundings() const;
+  bool AreSurroundingsIntact() const;
 
   MemoryShape shape_;
   std::size_t before_;     // bytes ahead of the row in its slot
@@ -47,7 +52,8 @@ class Memory {
   std::size_t slotBytes_;  // from one slot's row to the next slot's
   std::size_t firstRow_;   // offset of the first slot's row
   std::size_t length_;
-  std::uint8_t* start_;
+  bool isMapped_;  // or else from the heap
+  std::uint8_t* start_ = nullptr;
 };
 
 }  // namespace devhost

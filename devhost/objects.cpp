@@ -247,7 +247,7 @@ REALmemoryBlockStruct::REALmemoryBlockStruct(std::int32_t blockSize, bool guarde
 REALmemoryBlockStruct::~REALmemoryBlockStruct() = default;
 
 std::uint8_t* REALmemoryBlockStruct::bytes() {
-  return memory->Row(0);
+  return elsewhere != nullptr ? elsewhere : memory->Row(0);
 }
 
 bool REALmemoryBlockStruct::SurroundingsIntact() const {

@@ -84,6 +84,7 @@ struct REALmemoryBlockStruct final : REALobjectStruct {
   bool SurroundingsIntact() const;  // likewise
   std::int32_t size;
   std::unique_ptr<devhost::Memory> memory;
+  std::uint8_t* elsewhere = nullptr;  // if set, the bytes are there, in memory of the application's own
 };
 
 struct REALstringStruct final : REALobjectStruct {

@@ -77,7 +77,7 @@ bool UndoesRefusedLock() {
     --refused;
     return true;
   }
-  return Host::Current().options().without.contains("REALLockPictureDescription");
+  return Host::Current().Lacks("REALLockPictureDescription");
 }
 
 void UnlockDescription(REALpictureStruct* picture) {

@@ -38,10 +38,13 @@ std::string FormatObject(REALobjectStruct* object) {
   return std::string(object->kind) + "#" + std::to_string(object->number);
 }
 
-Tracing::Tracing(const char* entry, std::vector<std::string> arguments)
-    : entry_(entry), outerEntry_(Entries::State().runningEntry), index_(Host::Current().trace.size()) {
-  Host::Current().trace.push_back({entry, std::move(arguments), {}});
+Tracing::Tracing(const char* entry) : entry_(entry), outerEntry_(Entries::State().runningEntry) {
   Entries::State().runningEntry = entry;
+}
+
+void Tracing::Record(std::vector<std::string> arguments) {
+  index_ = Host::Current().trace.size();
+  Host::Current().trace.push_back({entry_, std::move(arguments), {}});
 }
 
 Tracing::~Tracing() {

@@ -59,18 +59,19 @@ std::string Format(Pointee* address) {
 /// One running call.
 class Tracing {
  public:
-  Tracing(const char* entry, std::vector<std::string> arguments);
+  explicit Tracing(const char* entry);
   ~Tracing();
   Tracing(const Tracing&) = delete;
   Tracing& operator=(const Tracing&) = delete;
 
+  void Record(std::vector<std::string> arguments);
   bool ShouldAct();
   void SetResult(std::string result);
 
  private:
   const char* entry_;
   const char* outerEntry_;
-  std::size_t index_;  // in the trace
+  std::size_t index_ = 0;  // in the trace
 };
 
 /// A text as a template argument.
@@ -90,7 +91,11 @@ struct Traced<entry, function> {
     if (!Host::Current().options().watched) {
       return function(arguments...);
     }
-    Tracing tracing(entry.text, {Format(arguments)...});
+    const bool records = Host::Current().options().recorded;
+    Tracing tracing(entry.text);
+    if (records) {
+      tracing.Record({Format(arguments)...});
+    }
     const bool acts = tracing.ShouldAct();
     if constexpr (std::is_void_v<Result>) {
       if (acts) {
@@ -98,7 +103,9 @@ struct Traced<entry, function> {
       }
     } else {
       const Result result = acts ? function(arguments...) : Result{};
-      tracing.SetResult(Format(result));
+      if (records) {
+        tracing.SetResult(Format(result));
+      }
       return result;
     }
   }

@@ -63,6 +63,21 @@ std::vector<Method> MakePictureMethods() {
 
 }  // namespace
 
+bool Method::Has(std::string_view parameter) const {
+  const std::size_t found = parameters.find(parameter);
+  return found != std::string::npos && parameters.compare(found + parameter.size(), 3, " as") == 0;
+}
+
+std::vector<std::string> Method::ParameterNames() const {
+  std::vector<std::string> names;
+  for (std::size_t begin = 0; begin < parameters.size();) {
+    const std::size_t end = std::min(parameters.find(", ", begin), parameters.size());
+    names.push_back(parameters.substr(begin, parameters.find(' ', begin) - begin));
+    begin = end + 2;
+  }
+  return names;
+}
+
 const std::vector<Method>& GlobalMethods() {
   static const std::vector<Method> methods = MakeGlobalMethods();
   return methods;
@@ -73,10 +88,32 @@ const std::vector<Method>& PictureMethods() {
   return methods;
 }
 
-std::vector<Method> AllMethods() {
-  std::vector<Method> methods = PictureMethods();
-  methods.insert(methods.end(), GlobalMethods().begin(), GlobalMethods().end());
+const std::vector<Method>& AllMethods() {
+  static const std::vector<Method> methods = [] {
+    std::vector<Method> all = PictureMethods();
+    all.insert(all.end(), GlobalMethods().begin(), GlobalMethods().end());
+    return all;
+  }();
   return methods;
+}
+
+Arguments ArgumentsFor(const Method& method, const CallObjects& objects) {
+  Arguments arguments = {
+      {"self", objects.picture},      {"dest", objects.dest},         {"source", objects.block},
+      {"destination", objects.block}, {"MaskForAlpha", objects.mask}, {"FlipVertically", true},
+      {"LittleEndian", true},         {"Red()", objects.array},       {"Blue()", nullptr},
+      {"Green()", objects.array},     {"width", objects.width},       {"height", objects.height},
+      {"EndLine", std::int32_t{-1}}};
+  for (const char* zero : {"offset", "StartLine", "DestRowBytes"}) {
+    arguments[zero] = std::int32_t{0};
+  }
+  for (const char* one : {"Yield", "AlphaValue", "PixelByteSize", "Red", "Blue", "Green"}) {
+    arguments[one] = std::int32_t{1};
+  }
+  if (method.ReadsPtr()) {
+    arguments["source"] = devhost::Ptr{objects.block->bytes()};
+  }
+  return arguments;
 }
 
 devhost::CallResult Call(devhost::Host& host, const Method& method, const Arguments& arguments) {
@@ -84,11 +121,8 @@ devhost::CallResult Call(devhost::Host& host, const Method& method, const Argume
   if (method.result == "boolean") {
     inOrder.push_back(arguments.at("self"));
   }
-  for (std::size_t begin = 0; begin < method.parameters.size();) {
-    const std::size_t end = std::min(method.parameters.find(", ", begin), method.parameters.size());
-    const std::size_t blank = method.parameters.find(' ', begin);
-    inOrder.push_back(arguments.at(method.parameters.substr(begin, blank - begin)));
-    begin = end + 2;
+  for (const std::string& name : method.ParameterNames()) {
+    inOrder.push_back(arguments.at(name));
   }
   return host.Call(method.name, inOrder);
 }

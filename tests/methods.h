@@ -3,6 +3,7 @@
 
 #include <map>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "devhost/host.h"
@@ -17,9 +18,9 @@ struct Method {
   std::string layout;
 
   std::string Declaration() const { return name + "(" + parameters + ") as " + result; }
-  bool Has(const std::string& parameter) const {
-    return parameters.find(parameter + " as") != std::string::npos;
-  }
+  bool Has(std::string_view parameter) const;
+  /// As declared: "self" is none of them, and arrays are called "Red()".
+  std::vector<std::string> ParameterNames() const;
   bool ReadsPtr() const { return parameters.find("source as Ptr") != std::string::npos; }
 };
 
@@ -30,10 +31,24 @@ const std::vector<Method>& GlobalMethods();
 const std::vector<Method>& PictureMethods();
 
 /// Both: those of Picture come first.
-std::vector<Method> AllMethods();
+const std::vector<Method>& AllMethods();
 
 /// Arguments by the names of the parameters; "self" is the picture of a method of Picture.
 using Arguments = std::map<std::string, devhost::Value>;
+
+/// What a call is about.
+struct CallObjects {
+  REALpictureStruct* picture;
+  REALpictureStruct* mask;
+  REALpictureStruct* dest;
+  REALmemoryBlockStruct* block;  // source or destination
+  _REALarrayInteger* array;      // of red and of what is declared as Green
+  std::int32_t width, height;
+};
+
+/// Arguments with which any method succeeds: all of the picture, from the block's first byte, with a yield
+/// after the first row.
+Arguments ArgumentsFor(const Method& method, const CallObjects& objects);
 
 /// Calls exactly that overload.
 devhost::CallResult Call(devhost::Host& host, const Method& method, const Arguments& arguments);

@@ -33,7 +33,7 @@ inline Colour ReadPicture(int pixelType, const std::uint8_t* s) {
 }
 
 /// The bytes of a picture's pixel.
-inline std::vector<std::uint8_t> PicturePixel(int pixelType, Colour c) {
+inline std::basic_string<std::uint8_t> PicturePixel(int pixelType, Colour c) {
   switch (pixelType) {
     case 13:
       return {255, c.red, c.green, c.blue};
@@ -85,6 +85,13 @@ struct Buffer {
     return offset + (row * width + x) * pixelBytes;
   }
 
+  /// The bytes of a block that ends right behind the last byte that may be read.
+  std::int64_t BlockSize() const {
+    const std::int64_t last = std::max({Position(0, 0), Position(width - 1, 0), Position(0, height - 1),
+                                        Position(width - 1, height - 1)});
+    return last + static_cast<std::int64_t>(layout.size());
+  }
+
   Colour At(const std::uint8_t* block, std::int64_t x, std::int64_t y) const {
     const std::uint8_t* s = block + Position(x, y);
     if (layout != "Y") {
@@ -131,6 +138,59 @@ inline Lines LinesOf(std::int64_t startLine, std::int64_t endLine, std::int64_t 
   }
   const std::int64_t last = endLine < 0 ? height - 1 : endLine;
   return {startLine < height ? startLine : height - 1, std::min(last, height - 1)};
+}
+
+/// Writes a buffer into the top-left corner of the rows of a picture of `pictureWidth` pixels, one behind the other.
+inline void Write(const Buffer& buffer, const std::uint8_t* block, int pixelType, std::int64_t pictureWidth,
+                  std::vector<std::uint8_t>& picture) {
+  for (std::int64_t y = 0; y < buffer.height; ++y) {
+    for (std::int64_t x = 0; x < buffer.width; ++x) {
+      const auto pixel = PicturePixel(pixelType, buffer.At(block, x, y));
+      std::ranges::copy(pixel, picture.begin() + (y * pictureWidth + x) * PixelBytes(pixelType));
+    }
+  }
+}
+
+/// A copy of a picture's pixels into a memory block.
+struct BlockCopy {
+  std::string layout;  // as in Method::layout, with X for an alpha that is left alone
+  std::int64_t width;
+  Lines lines;
+  std::int64_t offset = 0;
+  std::int64_t pixelBytes = 0;
+  std::int64_t destRowBytes = 0;
+  std::int32_t alpha = 0;
+
+  /// Where pixel x of the `row`th copied row is written, counted from the start of the block.
+  std::int64_t Position(std::int64_t x, std::int64_t row) const {
+    const std::int64_t packed = width * static_cast<std::int64_t>(layout.size());
+    return offset + row * std::max(packed, destRowBytes) + x * pixelBytes;
+  }
+
+  /// The bytes of a block that ends right behind the last byte that may be written.
+  std::int64_t BlockSize() const {
+    std::int64_t last = 0;
+    for (const std::int64_t row : {std::int64_t{0}, lines.last - lines.first}) {
+      last = std::max({last, Position(0, row), Position(std::max<std::int64_t>(width - 1, 0), row)});
+    }
+    return last + static_cast<std::int64_t>(layout.size());
+  }
+};
+
+/// Does a copy. `colourAt` and `maskAt` give what the picture and the mask show at (x, y).
+template <typename ColourAt, typename MaskAt>
+void Write(const BlockCopy& copy, const ColourAt& colourAt, const MaskAt& maskAt, std::vector<std::uint8_t>& block) {
+  for (std::int64_t y = copy.lines.first; y <= copy.lines.last; ++y) {
+    for (std::int64_t x = 0; x < copy.width; ++x) {
+      const std::int64_t position = copy.Position(x, y - copy.lines.first);
+      const Colour colour = colourAt(x, y);
+      const Colour mask = maskAt(x, y);
+      for (std::size_t i = 0; i < copy.layout.size() && position >= 0; ++i) {
+        std::uint8_t& byte = block.at(static_cast<std::size_t>(position) + i);
+        byte = BlockByte(copy.layout[i], colour, copy.alpha, mask, byte);
+      }
+    }
+  }
 }
 
 }  // namespace oracle

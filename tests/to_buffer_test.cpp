@@ -76,13 +76,17 @@ class ToBuffer : public testing::TestWithParam<std::tuple<HostCase, std::size_t>
     return copy.littleEndian ? (keepsAlpha ? "BGRX" : "BGRA") : (keepsAlpha ? "XRGB" : "ARGB");
   }
 
-  /// Where pixel x of the `row`th copied row is written in the block.
-  std::int64_t Position(const Copy& copy, std::int64_t x, std::int64_t row) const {
-    const std::int64_t pixelBytes =
+  oracle::BlockCopy BlockCopyOf(const Copy& copy) const {
+    const Size size = HasMask() ? copy.maskSize : copy.size;
+    oracle::BlockCopy blockCopy{.layout = LayoutFor(copy),
+                                .width = size.width,
+                                .lines = oracle::LinesOf(copy.startLine, copy.endLine, size.height)};
+    blockCopy.offset = copy.offset;
+    blockCopy.pixelBytes =
         method.Has("PixelByteSize") ? copy.pixelBytes : static_cast<std::int64_t>(method.layout.size());
-    const std::int32_t width = HasMask() ? copy.maskSize.width : copy.size.width;
-    const std::int64_t packed = std::int64_t{width} * static_cast<std::int64_t>(method.layout.size());
-    return copy.offset + row * std::max<std::int64_t>(packed, copy.destRowBytes) + x * pixelBytes;
+    blockCopy.destRowBytes = copy.destRowBytes;
+    blockCopy.alpha = copy.alpha;
+    return blockCopy;
   }
 
   struct Pictures {
@@ -100,31 +104,11 @@ class ToBuffer : public testing::TestWithParam<std::tuple<HostCase, std::size_t>
 
   /// What has to be in the block after the copy.
   void WriteExpected(const Copy& copy, const Pictures& pictures, Bytes& block) const {
-    const Size size = HasMask() ? copy.maskSize : copy.size;
-    const auto lines = oracle::LinesOf(copy.startLine, copy.endLine, size.height);
-    const std::string layout = LayoutFor(copy);
-    for (std::int64_t y = lines.first; y <= lines.last; ++y) {
-      for (std::int64_t x = 0; x < size.width; ++x) {
-        const std::int64_t position = Position(copy, x, y - lines.first);
-        const oracle::Colour colour = SourceColour(*pictures.source, x, y);
-        const oracle::Colour mask = HasMask() ? SourceColour(*pictures.mask, x, y) : oracle::Colour{};
-        for (std::size_t i = 0; i < layout.size() && position >= 0; ++i) {
-          std::uint8_t& byte = block.at(static_cast<std::size_t>(position) + i);
-          byte = oracle::BlockByte(layout[i], colour, copy.alpha, mask, byte);
-        }
-      }
-    }
-  }
-
-  /// The size of a block that ends right behind the last byte that may be written.
-  std::int32_t BlockSize(const Copy& copy) const {
-    const Size size = HasMask() ? copy.maskSize : copy.size;
-    const auto lines = oracle::LinesOf(copy.startLine, copy.endLine, size.height);
-    std::int64_t last = 0;
-    for (const std::int64_t row : {std::int64_t{0}, lines.last - lines.first}) {
-      last = std::max({last, Position(copy, 0, row), Position(copy, size.width - 1, row)});
-    }
-    return static_cast<std::int32_t>(last + static_cast<std::int64_t>(method.layout.size()));
+    const auto colourAt = [&](std::int64_t x, std::int64_t y) { return SourceColour(*pictures.source, x, y); };
+    const auto maskAt = [&](std::int64_t x, std::int64_t y) {
+      return HasMask() ? SourceColour(*pictures.mask, x, y) : oracle::Colour{};
+    };
+    oracle::Write(BlockCopyOf(copy), colourAt, maskAt, block);
   }
 
   Pictures MakePictures(const Copy& copy) {
@@ -138,7 +122,7 @@ class ToBuffer : public testing::TestWithParam<std::tuple<HostCase, std::size_t>
 
   void Check(const Copy& copy, const Pictures& pictures) {
     SCOPED_TRACE(testing::Message() << copy);
-    const auto block = host.NewMemoryBlock(BlockSize(copy));
+    const auto block = host.NewMemoryBlock(static_cast<std::int32_t>(BlockCopyOf(copy).BlockSize()));
     FillWithNoise(*block, 4242);
     Bytes expected = BytesOf(*block);
     WriteExpected(copy, pictures, expected);

@@ -102,27 +102,15 @@ oracle::Buffer BufferOf(const Method& method, const Variant& variant, Size size,
 
 /// A block that ends right behind the last byte that may be read.
 Ref<REALmemoryBlockStruct> BlockFor(devhost::Host& host, const oracle::Buffer& buffer) {
-  const std::int64_t ends[] = {buffer.Position(0, 0), buffer.Position(buffer.width - 1, 0),
-                               buffer.Position(0, buffer.height - 1),
-                               buffer.Position(buffer.width - 1, buffer.height - 1)};
-  const std::int64_t last = *std::max_element(std::begin(ends), std::end(ends));
-  auto block =
-      host.NewMemoryBlock(static_cast<std::int32_t>(last + static_cast<std::int64_t>(buffer.layout.size())));
-  FillWithNoise(*block, static_cast<std::uint64_t>(last));
+  auto block = host.NewMemoryBlock(static_cast<std::int32_t>(buffer.BlockSize()));
+  FillWithNoise(*block, static_cast<std::uint64_t>(block->size));
   return block;
 }
 
 /// The pixels of `picture` after `buffer` was written into its top-left corner.
 Bytes Written(REALpictureStruct& picture, const oracle::Buffer& buffer, const std::uint8_t* source) {
   Bytes bytes = BytesOf(picture);
-  const int pixelType = PixelTypeOf(picture.format);
-  for (std::int64_t y = 0; y < buffer.height; ++y) {
-    for (std::int64_t x = 0; x < buffer.width; ++x) {
-      const Bytes pixel = oracle::PicturePixel(pixelType, buffer.At(source, x, y));
-      const std::int64_t position = (y * picture.width + x) * oracle::PixelBytes(pixelType);
-      std::ranges::copy(pixel, bytes.begin() + position);
-    }
-  }
+  oracle::Write(buffer, source, PixelTypeOf(picture.format), picture.width, bytes);
   return bytes;
 }
 

@@ -1,4 +1,8 @@
 // Copies that give the host control in between.
+#include <algorithm>
+#include <functional>
+
+#include "figures.h"
 #include "loaded_host.h"
 #include "methods.h"
 #include "support.h"
@@ -78,30 +82,154 @@ TEST(Yield, WithoutTheEntryOnlyReadsTheClock) {
   EXPECT_EQ(5 + 3, CountCalls(host, "TickCount"));
 }
 
-TEST(Yield, LetsTheHostReadThePictureMeanwhile) {
-  for (const HostCase& hostCase : {kDesktop, kConsole, kDesktop16}) {
-    SCOPED_TRACE(hostCase.name);
-    LoadedHost host(hostCase.Options());
-    NothingLost watch(host);
-    watch.expectedStrayUnlocks = hostCase.readFrom == devhost::PixelFormat::kWorld16 ? 3 : 0;
-    host.clock.ticksPerReading = 1;
-    const auto picture = host.NewPicture(5, 2, hostCase.readFrom);
-    FillWithNoise(*picture, 1);
-    const auto outer = host.NewMemoryBlock(30);
-    const auto inner = host.NewMemoryBlock(30);
-    int yields = 0;
-    host.onYield = [&] {
+/// A copy in the middle of which the application does something.
+class Reentry {
+ public:
+  static constexpr std::int32_t kWidth = 5;
+  static constexpr std::int32_t kHeight = 4;
+
+  Reentry(const HostCase& hostCase, const Method& method) : hostCase_(hostCase), method_(method) {}
+
+  /// What the application does in the middle.
+  using Action = void (Reentry::*)();
+
+  /// Copies, does `action` when the host gets control, and expects that nothing was lost. Gives how often the
+  /// host got control.
+  int Run(Action action) {
+    LoadedHost loaded(hostCase_.Options());
+    host = &loaded;
+    loaded.clock.ticksPerReading = 1;
+    MakeObjects();
+    oldRows = Copied(*picture);
+    newRows = Copied(*other);
+    const devhost::Balance before = loaded.CurrentBalance();
+    loaded.onYield = [&] {
       ++yields;
-      EXPECT_EQ(1, host.CurrentBalance().descriptionLocks);
-      EXPECT_TRUE(host.Call("CopyRGBtoMemoryblockKVZ", {picture.get(), inner.get(), kZero}).boolean);
-      EXPECT_EQ(1, host.CurrentBalance().descriptionLocks);
+      loaded.onYield = nullptr;  // the application's own calls are not interrupted
+      (this->*action)();
+      loaded.onYield = yields < kHeight ? again : nullptr;
     };
-    EXPECT_TRUE(
-        host.Call("CopyRGBtoMemoryblockKVZ", {picture.get(), outer.get(), kZero, kZero, -1, 1}).boolean);
-    EXPECT_EQ(2, yields);
-    EXPECT_TRUE(SameBytes(BytesOf(*outer), BytesOf(*inner)));
-    EXPECT_NE(Bytes(30, 0), BytesOf(*outer));
+    again = loaded.onYield;
+    EXPECT_TRUE(Call(loaded, method_, ArgumentsFor(method_, Objects(*picture, *block))).boolean);
+    ExpectRows();
+    devhost::Balance after = loaded.CurrentBalance();
+    after.strayUnlocks = before.strayUnlocks;  // due to copies of unsupported depths
+    after.objects += dropped;
+    after.references += dropped;
+    EXPECT_EQ(before, after);
+    EXPECT_TRUE(loaded.complaints.empty()) << loaded.complaints.front();
+    DropObjects();
+    return yields;
   }
+
+  void CallSameMethod() {
+    EXPECT_TRUE(SameBytes(oldRows, Copied(*picture)));
+    EXPECT_EQ(locks, host->CurrentBalance().descriptionLocks);
+  }
+
+  /// Each time another one, of all 50.
+  void CallOtherMethod() {
+    const auto methods = AllMethods();
+    for (std::size_t i = static_cast<std::size_t>(yields - 1); i < methods.size(); i += kHeight) {
+      const auto inner = host->NewMemoryBlock(kBlockSize);
+      CallObjects objects = Objects(*picture, *inner);
+      objects.dest = other.get();
+      const auto result = Call(*host, methods[i], ArgumentsFor(methods[i], objects));
+      EXPECT_TRUE(result.boolean || result.picture) << methods[i].Declaration();
+    }
+    EXPECT_EQ(locks, host->CurrentBalance().descriptionLocks);
+  }
+
+  /// From now on the picture has the other one's pixels.
+  void ChangePicture() {
+    for (std::int32_t y = 0; y < kHeight; ++y) {
+      std::copy_n(other->Row(y), picture->RowLength(), picture->Row(y));
+    }
+    const bool isCopy = PixelTypeOf(hostCase_.readFrom) == 0 || hostCase_.name == kDesktopBitmap.name;
+    rowsBeforeChange = isCopy ? kHeight : std::min(rowsBeforeChange, yields);
+  }
+
+  /// The application forgets the picture and the mask that are being read.
+  void DropPicture() {
+    dropped = yields == 1 ? 2 : dropped;
+    picture.reset();
+    mask.reset();
+  }
+
+ private:
+  static constexpr std::int32_t kBlockSize = 200;
+
+  void MakeObjects() {
+    picture = host->NewPicture(kWidth, kHeight, hostCase_.readFrom);
+    other = host->NewPicture(kWidth, kHeight, hostCase_.readFrom);
+    mask = host->NewPicture(kWidth, kHeight);
+    block = host->NewMemoryBlock(kBlockSize);
+    array = host->NewIntegerArray({1, 2});
+    FillWithNoise(*picture, 1);
+    FillWithNoise(*other, 2);
+    FillWithNoise(*mask, 3);
+    locks = method_.Has("MaskForAlpha") ? 2 : 1;
+  }
+
+  void DropObjects() {
+    for (auto* object : {&picture, &other, &mask}) {
+      object->reset();
+    }
+    block.reset();
+    array.reset();
+  }
+
+  CallObjects Objects(REALpictureStruct& from, REALmemoryBlockStruct& to) const {
+    return {&from, mask.get(), other.get(), &to, array.get(), 2, 2};
+  }
+
+  Bytes Copied(REALpictureStruct& from) {
+    const auto to = host->NewMemoryBlock(kBlockSize);
+    EXPECT_TRUE(Call(*host, method_, ArgumentsFor(method_, Objects(from, *to))).boolean);
+    return BytesOf(*to);
+  }
+
+  void ExpectRows() {
+    const auto rowLength = static_cast<std::ptrdiff_t>(kWidth * method_.layout.size());
+    Bytes expected = oldRows;
+    const auto start = std::min(rowsBeforeChange, kHeight) * rowLength;
+    std::copy(newRows.begin() + start, newRows.end(), expected.begin() + start);
+    EXPECT_TRUE(SameBytes(expected, BytesOf(*block)));
+  }
+
+  const HostCase hostCase_;
+  const Method& method_;
+  devhost::Host* host = nullptr;
+  devhost::Ref<REALpictureStruct> picture, other, mask;
+  devhost::Ref<REALmemoryBlockStruct> block;
+  devhost::Ref<_REALarrayInteger> array;
+  std::function<void()> again;
+  Bytes oldRows, newRows;
+  int yields = 0, dropped = 0, locks = 0;
+  std::int32_t rowsBeforeChange = kHeight;
+};
+
+TEST(Yield, LetsTheHostDoAnythingMeanwhile) {
+  constexpr Reentry::Action kActions[] = {&Reentry::CallSameMethod, &Reentry::CallOtherMethod,
+                                          &Reentry::ChangePicture, &Reentry::DropPicture};
+  int reentries = 0;
+  for (const HostCase& hostCase :
+       {kDesktop, kDesktop24, kDesktop16, kDesktopBitmap, kConsole, kWeb, kUnknown}) {
+    for (const Method& method : PictureMethods()) {
+      for (std::size_t action = 0; action < std::size(kActions); ++action) {
+        SCOPED_TRACE(testing::Message()
+                     << hostCase.name << ", " << method.Declaration() << ", action " << action);
+        const int yields = Reentry(hostCase, method).Run(kActions[action]);
+        EXPECT_EQ(Reentry::kHeight, yields);
+        reentries += yields;
+      }
+    }
+  }
+  Figure("reentry")
+      .Add("reentries", reentries)
+      .Add("methods", PictureMethods().size())
+      .Add("actions", std::size(kActions))
+      .Add("failures", HasFailure() ? 1 : 0);
 }
 
 }  // namespace

@@ -1,5 +1,7 @@
 #include "picture/editor.h"
 
+#include <algorithm>
+
 #include "host/entries.h"
 #include "host/held.h"
 #include "host/platform.h"
@@ -229,14 +231,27 @@ void PictureEditor::SkipRows(std::int32_t count) {
 }
 
 RowRun PictureEditor::PeekRows(std::int32_t most) const {
-  RowRun run{RowPtr, 0, 1};
-  if (most > 1) {
-    run.step = RowStart(RowIndex + 1) - RowPtr;
+  if (RowIndex >= Height) {
+    return {{.first = RowPtr}, most};
   }
-  while (run.count < most && RowStart(RowIndex + run.count) == RowPtr + run.step * run.count) {
-    ++run.count;
+  const std::int32_t count = std::min(most, Height - RowIndex);
+  if (!AreEquallySpaced(count)) {
+    return {{.table = RowTable + RowIndex}, count};
   }
-  return run;
+  return {{.first = RowPtr, .step = count > 1 ? RowStart(RowIndex + 1) - RowPtr : 0}, count};
+}
+
+bool PictureEditor::AreEquallySpaced(std::int32_t count) const {
+  if (PixelType != 8 || count < 3) {
+    return true;
+  }
+  std::uint8_t* const* rows = RowTable + RowIndex;
+  const std::ptrdiff_t step = rows[1] - rows[0];
+  std::int32_t row = 2;
+  while (row < count && rows[row] - rows[row - 1] == step) {
+    ++row;
+  }
+  return row == count;
 }
 
 bool PictureWriter::NewPictureWriter(std::int32_t width, std::int32_t height) {

@@ -6,13 +6,13 @@
 
 #include "abi/records.h"
 #include "picture/description.h"
+#include "pixels/address.h"
 
 namespace rastel {
 
-/// Rows that lie `step` bytes apart.
+/// Rows that can be converted at once.
 struct RowRun {
-  std::uint8_t* first;
-  std::ptrdiff_t step;
+  pixels::Places<std::uint8_t> starts;
   std::int32_t count;
 };
 
@@ -38,7 +38,8 @@ class PictureEditor {
   /// Steps to the next row; after the last one, and from then on, that is row 0 again.
   void NextRow();
 
-  /// The longest run of at most `most` (at least 1) equally spaced rows from the current one on.
+  /// At most `most` (at least 1) rows from the current one on. A table says where they begin only if they are
+  /// not equally spaced. Behind the last row there is only row 0, as often as wanted.
   RowRun PeekRows(std::int32_t most) const;
 
   /// Steps `count` (at least 0) rows on, as that many calls of NextRow do.
@@ -77,6 +78,7 @@ class PictureEditor {
   void StartAt(std::uint8_t* firstRow);
   void CloseEditor();
   std::uint8_t* RowStart(std::int32_t row) const;
+  bool AreEquallySpaced(std::int32_t count) const;
 };
 
 /// Opened with GetPictureEditor(picture, true, false).

@@ -3,6 +3,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <type_traits>
 
 namespace rastel::pixels {
 
@@ -19,5 +20,34 @@ Byte* At(Byte* start, std::ptrdiff_t index, std::ptrdiff_t step) {
   // NOLINTNEXTLINE(performance-no-int-to-ptr)
   return reinterpret_cast<Byte*>(reinterpret_cast<std::uintptr_t>(start) + distance);
 }
+
+/// Where rows or pixels begin: `step` bytes apart from `first` on, or, if there is a table, `offset` bytes
+/// behind its entries, which are starts of rows that do not overlap.
+template <typename Byte>
+struct Places {
+  Byte* first = nullptr;
+  std::ptrdiff_t step = 0;
+  Byte* const* table = nullptr;
+  std::ptrdiff_t offset = 0;
+
+  Byte* operator[](std::ptrdiff_t index) const {
+    return table == nullptr ? At(first, index, step) : At(table[index], offset, 1);
+  }
+
+  /// The same, not to be written.
+  operator Places<const Byte>() const requires(!std::is_const_v<Byte>) {
+    return {first, step, table, offset};
+  }
+
+  /// All but the first `count` of these.
+  Places From(std::ptrdiff_t count) const {
+    return {At(first, count, step), step, table == nullptr ? nullptr : table + count, offset};
+  }
+
+  /// The places `index` steps of `distance` bytes behind these.
+  Places Behind(std::ptrdiff_t index, std::ptrdiff_t distance) const {
+    return {At(first, index, distance), step, table, offset + Distance(index, distance)};
+  }
+};
 
 }  // namespace rastel::pixels

@@ -6,6 +6,8 @@
 // constants, and combined.
 #pragma once
 
+#include <array>
+
 #include "pixels/kernel.h"
 #include "pixels/vector.h"
 
@@ -104,18 +106,36 @@ constexpr auto MakeControls(const Bytes<To>& bytes) {
   return controls;
 }
 
+/// A block's source in registers, lane after lane.
+template <class Lane, int Count>
+struct Registers {
+  Lane lanes[Count];
+};
+
 /// The vector `vector` of load `load`, each of its lanes from its own place.
-template <class G, class S>
-inline typename G::V LoadLanes(const std::uint8_t* source, int vector, int load) {
+template <class G, class S, typename Source>
+[[gnu::always_inline]] inline typename G::V LoadLanes(const Source& source, int vector, int load) {
   const int first = vector * G::kLanes;
   if constexpr (G::kLanes == 1) {
-    return Load<typename G::V>(source + S::Offset(vector, load));
+    return LoadFrom<typename G::V>(source, S::Offset(vector, load));
   } else {
     if (S::Offset(first + 1, load) == S::Offset(first, load) + G::kLaneBytes) {
-      return Load<typename G::V>(source + S::Offset(first, load));
+      return LoadFrom<typename G::V>(source, S::Offset(first, load));
     }
-    return Concatenate(Load<typename G::Lane>(source + S::Offset(first, load)),
-                       Load<typename G::Lane>(source + S::Offset(first + 1, load)));
+    return Concatenate(LoadFrom<typename G::Lane>(source, S::Offset(first, load)),
+                       LoadFrom<typename G::Lane>(source, S::Offset(first + 1, load)));
+  }
+}
+
+template <class G, class S, int Count>
+[[gnu::always_inline]] inline typename G::V LoadLanes(const Registers<typename G::Lane, Count>& source,
+                                                      int vector, int load) {
+  static_assert(S::kAtWholeLanes || (S::kPlanes && G::kLanes == 1));
+  const auto lane = [&](int index) { return source.lanes[S::Offset(index, load) / G::kLaneBytes]; };
+  if constexpr (G::kLanes == 1) {
+    return lane(vector);
+  } else {
+    return Concatenate(lane(2 * vector), lane(2 * vector + 1));
   }
 }
 
@@ -124,14 +144,19 @@ template <class G, int From, int To>
 class Arranger {
   using S = Shape<G, From, To>;
   using V = typename G::V;
+  using Pair = ShufflePair<G::kLaneBytes, V>;
+  static constexpr int kPairs = S::kLoads / 2;
+  static constexpr bool kIsOdd = S::kLoads % 2 != 0;
 
  public:
   explicit Arranger(const Controls* untyped) {
     const auto& controls = static_cast<const ControlsOf<S, G, To>&>(*untyped);
     for (int vector = 0; vector < To; ++vector) {
-      for (int load = 0; load < S::kLoads; ++load) {
-        shuffle_[vector][load] = Load<V>(controls.shuffle[vector][load]);
+      const auto& shuffle = controls.shuffle[vector];
+      for (int pair = 0; pair < kPairs; ++pair) {
+        pairs_[vector][pair] = Pair(Load<V>(shuffle[2 * pair]), Load<V>(shuffle[2 * pair + 1]));
       }
+      last_[vector] = Load<V>(shuffle[S::kLoads - 1]);
     }
   }
 
@@ -140,16 +165,22 @@ class Arranger {
     return Load<V>(static_cast<const ControlsOf<S, G, To>&>(*untyped).rest[vector]);
   }
 
-  V Arrange(const std::uint8_t* source, int vector) const {
+  template <typename Source>
+  [[gnu::always_inline]] V Arrange(const Source& source, int vector) const {
     V result{};
-    for (int load = 0; load < S::kLoads; ++load) {
-      result |= Shuffle<G::kLaneBytes, V>::Do(LoadLanes<G, S>(source, vector, load), shuffle_[vector][load]);
+    if constexpr (kIsOdd) {
+      result = Shuffle<G::kLaneBytes, V>::Do(LoadLanes<G, S>(source, vector, S::kLoads - 1), last_[vector]);
+    }
+    for (int pair = 0; pair < kPairs; ++pair) {
+      result |= pairs_[vector][pair].Do(LoadLanes<G, S>(source, vector, 2 * pair),
+                                        LoadLanes<G, S>(source, vector, 2 * pair + 1));
     }
     return result;
   }
 
  private:
-  V shuffle_[To][S::kLoads];
+  std::array<std::array<Pair, kPairs>, To> pairs_;
+  V last_[To];  // used if there is an odd one
 };
 
 }  // namespace

@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "pixels/address.h"
 #include "pixels/layout.h"
 
 namespace rastel::pixels {
@@ -38,14 +39,11 @@ struct Conversion {
   const ChannelTables* tables = nullptr;             // if set, `from` is kGray and is looked up
 };
 
-/// Rows of `width` pixels (at least 0), each `…Step` bytes from the one before; any step is allowed.
+/// `count` rows of `width` pixels each (at least 0), any distance apart.
 struct Rows {
-  std::uint8_t* destination;
-  std::ptrdiff_t destinationStep;
-  const std::uint8_t* source;
-  std::ptrdiff_t sourceStep;
-  const std::uint8_t* mask;  // with Rest::kFromMask
-  std::ptrdiff_t maskStep;
+  Places<std::uint8_t> destination;
+  Places<const std::uint8_t> source;
+  Places<const std::uint8_t> mask;  // with Rest::kFromMask
   std::ptrdiff_t width;
   std::ptrdiff_t count;
 };

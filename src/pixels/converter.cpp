@@ -40,39 +40,35 @@ bool IsPlainCopy(const Conversion& conversion) {
 
 void CopyRows(const Rows& rows) {
   for (std::ptrdiff_t y = 0; y < rows.count; ++y) {
-    std::memmove(At(rows.destination, y, rows.destinationStep), At(rows.source, y, rows.sourceStep),
-                 static_cast<std::size_t>(rows.width) * 3);
+    std::memmove(rows.destination[y], rows.source[y], static_cast<std::size_t>(rows.width) * 3);
   }
 }
 
+/// True if every place begins where `bytes` bytes from the one before end.
+template <typename Byte>
+bool IsPacked(const Places<Byte>& places, std::ptrdiff_t bytes) {
+  return places.table == nullptr && places.step == bytes;
+}
+
 template <int Bytes>
-void CopyPixels(std::uint8_t* to, std::ptrdiff_t toStep, const std::uint8_t* from, std::ptrdiff_t fromStep,
+void CopyPixels(const Places<std::uint8_t>& to, const Places<const std::uint8_t>& from,
                 std::ptrdiff_t count) {
   for (std::ptrdiff_t i = 0; i < count; ++i) {
-    std::memcpy(At(to, i, toStep), At(from, i, fromStep), Bytes);
+    std::memcpy(to[i], from[i], Bytes);
   }
 }
 
 /// Copies `count` pixels of 1, 3 or 4 bytes one after the other.
-void CopyPixels(int bytes, std::uint8_t* to, std::ptrdiff_t toStep, const std::uint8_t* from,
-                std::ptrdiff_t fromStep, std::ptrdiff_t count) {
+void CopyPixels(int bytes, const Places<std::uint8_t>& to, const Places<const std::uint8_t>& from,
+                std::ptrdiff_t count) {
   switch (bytes) {
     case 1:
-      return CopyPixels<1>(to, toStep, from, fromStep, count);
+      return CopyPixels<1>(to, from, count);
     case 3:
-      return CopyPixels<3>(to, toStep, from, fromStep, count);
+      return CopyPixels<3>(to, from, count);
     default:
-      return CopyPixels<4>(to, toStep, from, fromStep, count);
+      return CopyPixels<4>(to, from, count);
   }
-}
-
-Rows RowOf(const Rows& rows, std::ptrdiff_t y) {
-  Rows row = rows;
-  row.destination = At(rows.destination, y, rows.destinationStep);
-  row.source = At(rows.source, y, rows.sourceStep);
-  row.mask = At(rows.mask, y, rows.maskStep);
-  row.count = 1;
-  return row;
 }
 
 /// From how many bytes read and written on the destination bypasses the caches: as many as the last cache
@@ -142,13 +138,11 @@ void Converter::Convert(const Rows& rows) const {
 
 /// Packed rows on all sides are one long row.
 Rows Converter::Joined(const Rows& rows) const {
-  const std::ptrdiff_t maskBytes = ChannelsOf(conversion_.mask).bytes;
-  const bool isPacked =
-      rows.destinationStep == Distance(rows.width, conversion_.toStep) &&
-      rows.sourceStep == Distance(rows.width, conversion_.fromStep) &&
-      (conversion_.rest != Rest::kFromMask || rows.maskStep == Distance(rows.width, maskBytes));
+  const std::ptrdiff_t maskStep = ChannelsOf(conversion_.mask).bytes;
   Rows joined = rows;
-  if (isPacked) {
+  if (IsPacked(rows.destination, Distance(rows.width, conversion_.toStep)) &&
+      IsPacked(rows.source, Distance(rows.width, conversion_.fromStep)) &&
+      (conversion_.rest != Rest::kFromMask || IsPacked(rows.mask, Distance(rows.width, maskStep)))) {
     joined.width = rows.width * rows.count;
     joined.count = 1;
   }
@@ -160,60 +154,63 @@ Rows Converter::Joined(const Rows& rows) const {
 /// order does not matter.
 void Converter::ConvertStepped(const Rows& rows) const {
   const std::ptrdiff_t rowBytes = Distance(rows.width, conversion_.toStep);
-  const bool areRowsApart = rows.count == 1 || std::abs(rows.destinationStep) >= rowBytes;
+  const bool areRowsApart =
+      rows.count == 1 || rows.destination.table != nullptr || std::abs(rows.destination.step) >= rowBytes;
   if (stepped_.run == nullptr || rows.width < 2 || !areRowsApart || conversion_.rest == Rest::kFromMask) {
     for (std::ptrdiff_t y = 0; y < rows.count; ++y) {
-      ConvertApart(RowOf(rows, y), conversion_.fromStep, conversion_.toStep);
+      ConvertApart({.destination = {rows.destination[y], conversion_.toStep},
+                    .source = {rows.source[y], conversion_.fromStep},
+                    .mask = {rows.mask[y], ChannelsOf(conversion_.mask).bytes},
+                    .count = rows.width});
     }
     return;
   }
   const std::ptrdiff_t last = rows.width - 1;
   Rows front = rows;
   front.width = last;
-  stepped_.run(stepped_, front);
-  Rows column = rows;
-  column.destination = At(rows.destination, last, conversion_.toStep);
-  column.source = At(rows.source, last, conversion_.fromStep);
-  column.width = rows.count;
-  column.count = 1;
-  ConvertApart(column, rows.sourceStep, rows.destinationStep);
+  stepped_.run(stepped_, front, false);
+  ConvertApart({.destination = rows.destination.Behind(last, conversion_.toStep),
+                .source = rows.source.Behind(last, conversion_.fromStep),
+                .count = rows.count});
 }
 
-/// One row of pixels that are any distance apart, through pixels next to each other on the stack.
-void Converter::ConvertApart(const Rows& row, std::ptrdiff_t fromStep, std::ptrdiff_t toStep) const {
+/// `pixels.count` pixels at any places, through pixels next to each other on the stack. Only masks are next
+/// to each other themselves.
+void Converter::ConvertApart(const Rows& pixels) const {
   constexpr std::ptrdiff_t kBlock = 256;
   const int fromBytes = ChannelsOf(conversion_.from).bytes;
   const int toBytes = ChannelsOf(conversion_.to).bytes;
   std::uint8_t sources[kBlock * 4];
   std::uint8_t destinations[kBlock * 4];
-  for (std::ptrdiff_t x = 0; x < row.width; x += kBlock) {
-    Rows block = row;
-    block.width = std::min(kBlock, row.width - x);
-    block.source = At(row.source, x, fromStep);
-    block.destination = At(row.destination, x, toStep);
-    block.mask = At(row.mask, x, ChannelsOf(conversion_.mask).bytes);
-    if (fromStep != fromBytes) {
-      CopyPixels(fromBytes, sources, fromBytes, block.source, fromStep, block.width);
-      block.source = sources;
+  for (std::ptrdiff_t x = 0; x < pixels.count; x += kBlock) {
+    const auto from = pixels.source.From(x);
+    const auto to = pixels.destination.From(x);
+    Rows block{.destination = {destinations},
+               .source = {sources},
+               .mask = pixels.mask.From(x),
+               .width = std::min(kBlock, pixels.count - x),
+               .count = 1};
+    if (IsPacked(from, fromBytes)) {
+      block.source = from;
+    } else {
+      CopyPixels(fromBytes, {sources, fromBytes}, from, block.width);
     }
-    if (toStep == toBytes) {
-      plan_.run(plan_, block);
-      continue;
+    if (IsPacked(to, toBytes)) {
+      block.destination = to;
+      plan_.run(plan_, block, false);
+    } else {
+      plan_.run(plan_, block, false);
+      CopyPixels(toBytes, to, {destinations, toBytes}, block.width);
     }
-    std::uint8_t* apart = block.destination;
-    block.destination = destinations;
-    plan_.run(plan_, block);
-    CopyPixels(toBytes, apart, toStep, destinations, toBytes, block.width);
   }
 }
 
 void Converter::RunKernel(const Rows& rows) const {
   const int bytes = ChannelsOf(conversion_.from).bytes + ChannelsOf(conversion_.to).bytes;
   const std::int64_t traffic = std::int64_t{rows.width} * rows.count * bytes;
-  Plan plan = plan_;
-  plan.stream =
-      traffic >= StreamingThreshold() && conversion_.rest != Rest::kKept && rows.destination != rows.source;
-  plan.run(plan, rows);
+  const bool stream = traffic >= StreamingThreshold() && conversion_.rest != Rest::kKept &&
+                      rows.destination.first != rows.source.first;
+  plan_.run(plan_, rows, stream);
 }
 
 }  // namespace rastel::pixels

@@ -23,7 +23,7 @@ class Converter {
  private:
   Rows Joined(const Rows& rows) const;
   void ConvertStepped(const Rows& rows) const;
-  void ConvertApart(const Rows& row, std::ptrdiff_t fromStep, std::ptrdiff_t toStep) const;
+  void ConvertApart(const Rows& pixels) const;
   void RunKernel(const Rows& rows) const;
 
   Conversion conversion_;

@@ -36,6 +36,11 @@ class BlockConverter {
         Store(destination + i * G::kWidth, vectors[i]);
       }
     }
+    /// Stores `count` pixels from pixel `first` on, to where the whole block begins at `destination`.
+    void StorePixels(std::uint8_t* destination, std::ptrdiff_t first, std::ptrdiff_t count) const {
+      StorePart(destination, vectors, static_cast<std::size_t>(first * To),
+                static_cast<std::size_t>(count * To));
+    }
     void StreamTo(std::uint8_t* destination) const {
       for (int i = 0; i < To; ++i) {
         Stream<V>::Do(destination + i * G::kWidth, vectors[i]);
@@ -53,22 +58,22 @@ class BlockConverter {
     }
   }
 
-  Block Convert(const std::uint8_t* source, const std::uint8_t* mask, const std::uint8_t* destination) const {
-    alignas(G::kWidth) std::uint8_t scratch[4 * G::kWidth];
-    const std::uint8_t* prepared = stage_.Prepare(source, scratch);
+  template <typename Source, typename MaskSource, typename Destination>
+  [[gnu::always_inline]] Block Convert(const Source& source, const MaskSource& mask,
+                                       const Destination& destination) const {
+    const auto& prepared = stage_.Prepare(source);
     Block block;
     for (int i = 0; i < To; ++i) {
       block.vectors[i] = colours_.Arrange(prepared, i);
-      if constexpr (To != 4) {
-        continue;
+      if constexpr (To == 4) {
+        V rests = rest_[i];
+        if constexpr (rest == Rest::kKept) {
+          rests &= LoadFrom<V>(destination, i * G::kWidth);
+        } else if constexpr (rest == Rest::kFromMask) {
+          rests ^= mask_.Arrange(mask, i);
+        }
+        block.vectors[i] |= rests;
       }
-      V rests = rest_[i];
-      if constexpr (rest == Rest::kKept) {
-        rests &= Load<V>(destination + i * G::kWidth);
-      } else if constexpr (rest == Rest::kFromMask) {
-        rests ^= mask_.Arrange(mask, i);
-      }
-      block.vectors[i] |= rests;
     }
     return block;
   }
@@ -80,76 +85,86 @@ class BlockConverter {
   V rest_[To];
 };
 
-/// One run of rows, all of the same width.
+/// One run of rows, all of the same width. Everything is inlined, so that the constants stay in registers: as
+/// an object in memory they would be loaded again after every store of bytes.
 template <class G, class S, int To, Rest rest, int MaskBytes>
 class RowConverter {
   using Blocks = BlockConverter<G, S, To, rest, MaskBytes>;
-  static constexpr int kPixels = Blocks::kPixels;
+  using V = typename G::V;
+  static constexpr std::ptrdiff_t kPixels = Blocks::kPixels;
+  static constexpr std::ptrdiff_t kLine = 64;  // bytes of a cache line
 
  public:
   RowConverter(const Plan& plan, int geometry) : blocks_(plan, geometry) {}
 
-  void Convert(const Rows& rows, bool stream) const {
+  [[gnu::always_inline]] void Convert(const Rows& rows, bool stream) const {
     for (std::ptrdiff_t y = 0; y < rows.count; ++y) {
-      std::uint8_t* destination = At(rows.destination, y, rows.destinationStep);
-      const std::uint8_t* source = At(rows.source, y, rows.sourceStep);
-      const std::uint8_t* mask = At(rows.mask, y, rows.maskStep);
-      if (rows.width < kPixels) {
-        ConvertShort(destination, source, mask, static_cast<std::size_t>(rows.width));
+      const Row row{rows.destination[y], rows.source[y], rows.mask[y], rows.width};
+      const std::ptrdiff_t aligned = stream ? FirstAligned(row) : kLine;
+      if (row.width < kPixels) {
+        ConvertShort(row);
+      } else if (aligned < kLine) {
+        ConvertStreaming(row, aligned);
       } else {
-        ConvertLong(destination, source, mask, rows.width, stream);
+        ConvertLong(row);
       }
     }
   }
 
  private:
+  struct Row {
+    std::uint8_t* destination;
+    const std::uint8_t* source;
+    const std::uint8_t* mask;
+    std::ptrdiff_t width;
+  };
+
   /// The last block overlaps the one before it. It is made before anything is stored, since the source may be
   /// stored over.
-  void ConvertLong(std::uint8_t* destination, const std::uint8_t* source, const std::uint8_t* mask,
-                   std::ptrdiff_t width, bool stream) const {
-    const std::ptrdiff_t last = width - kPixels;
-    const auto lastBlock = BlockAt(last, destination, source, mask);
+  [[gnu::always_inline]] void ConvertLong(const Row& row) const {
+    const std::ptrdiff_t last = row.width - kPixels;
+    const auto lastBlock = BlockAt(row, last);
+    for (std::ptrdiff_t x = 0; x < last; x += kPixels) {
+      BlockAt(row, x).StoreTo(row.destination + x * To);
+    }
+    lastBlock.StoreTo(row.destination + last * To);
+  }
+
+  /// Cache lines of which all is written bypass the caches, from pixel `aligned` on. Those at either end are
+  /// written once, in the ordinary way: one that has just bypassed the caches would be fetched again.
+  [[gnu::always_inline]] void ConvertStreaming(const Row& row, std::ptrdiff_t aligned) const {
     std::ptrdiff_t x = 0;
-    const std::ptrdiff_t aligned = stream ? FirstAligned(destination) : kPixels;
-    if (aligned < kPixels) {
-      BlockAt(0, destination, source, mask).StoreTo(destination);
-      for (x = aligned; x < last; x += kPixels) {
-        BlockAt(x, destination, source, mask).StreamTo(destination + x * To);
-      }
+    for (; x + kPixels <= aligned; x += kPixels) {
+      BlockAt(row, x).StoreTo(row.destination + x * To);
     }
-    for (; x < last; x += kPixels) {
-      BlockAt(x, destination, source, mask).StoreTo(destination + x * To);
+    BlockAt(row, x).StorePixels(row.destination + x * To, 0, aligned - x);
+    for (x = aligned; x + kPixels <= row.width; x += kPixels) {
+      BlockAt(row, x).StreamTo(row.destination + x * To);
     }
-    lastBlock.StoreTo(destination + last * To);
+    const std::ptrdiff_t last = row.width - kPixels;
+    BlockAt(row, last).StorePixels(row.destination + last * To, x - last, row.width - x);
   }
 
-  /// A row shorter than a block, through a block on the stack.
-  void ConvertShort(std::uint8_t* destination, const std::uint8_t* source, const std::uint8_t* mask,
-                    std::size_t width) const {
-    std::uint8_t sourceBlock[kPixels * S::kFrom] = {};
-    std::uint8_t maskBlock[kPixels * 4] = {};
-    std::uint8_t destinationBlock[kPixels * To] = {};
-    std::memcpy(sourceBlock, source, width * S::kFrom);
-    if (rest == Rest::kFromMask) {
-      std::memcpy(maskBlock, mask, width * MaskBytes);
-    }
-    if (rest == Rest::kKept) {
-      std::memcpy(destinationBlock, destination, width * To);
-    }
-    BlockAt(0, destinationBlock, sourceBlock, maskBlock).StoreTo(destinationBlock);
-    std::memcpy(destination, destinationBlock, width * To);
+  /// A row shorter than a block, which only in part is loaded and stored.
+  [[gnu::always_inline]] void ConvertShort(const Row& row) const {
+    const auto width = static_cast<std::size_t>(row.width);
+    const PartOfBlock<V, S::kFrom> source(row.source, width * S::kFrom);
+    const PartOfBlock<V, 4> mask(row.mask, width * MaskBytes);
+    const PartOfBlock<V, To> destination(row.destination, rest == Rest::kKept ? width * To : 0);
+    blocks_.Convert(source.Source(), mask.Source(), destination.Source())
+        .StorePixels(row.destination, 0, row.width);
   }
 
-  typename Blocks::Block BlockAt(std::ptrdiff_t x, const std::uint8_t* destination,
-                                 const std::uint8_t* source, const std::uint8_t* mask) const {
-    return blocks_.Convert(source + x * S::kFrom, mask + x * MaskBytes, destination + x * To);
+  [[gnu::always_inline]] typename Blocks::Block BlockAt(const Row& row, std::ptrdiff_t x) const {
+    return blocks_.Convert(row.source + x * S::kFrom, row.mask + x * MaskBytes, row.destination + x * To);
   }
 
-  /// The first pixel that begins at a whole vector; kPixels if none does.
-  static std::ptrdiff_t FirstAligned(const std::uint8_t* destination) {
-    const auto address = reinterpret_cast<std::uintptr_t>(destination);
-    std::ptrdiff_t x = 0;
-    while (x < kPixels && (address + static_cast<std::uintptr_t>(x * To)) % G::kWidth != 0) {
+  /// The first pixel that begins at a cache line; kLine if none does, or if the row is too short to gain by
+  /// it.
+  static std::ptrdiff_t FirstAligned(const Row& row) {
+    const auto address = reinterpret_cast<std::uintptr_t>(row.destination);
+    std::ptrdiff_t x = row.width < 8 * kLine ? kLine : 0;
+    while (x < kLine && (address + static_cast<std::uintptr_t>(x * To)) % kLine != 0) {
       ++x;
     }
     return x;
@@ -159,21 +174,24 @@ class RowConverter {
 };
 
 template <template <class, int> class S, int From, int To, Rest rest, int MaskBytes>
-void Run(const Plan& plan, const Rows& rows) {
-  // What goes through memory on the stack comes back as fast only in the pieces in which it went there.
-  constexpr bool kIsWide = Wide::kLanes == 1 || S<Wide, From>::kArranged == From;
+void Run(const Plan& plan, const Rows& rows, bool stream) {
+  // Lanes in registers that are arranged into three bytes each are put together through memory where a vector
+  // has several: half the speed of one lane at a time.
+  constexpr bool kIsWide = Wide::kLanes == 1 || To == 4 || !S<Wide, From>::kInRegisters;
   using G = std::conditional_t<kIsWide, Wide, Narrow>;
-  if (rows.width < G::kWidth) {
-    RowConverter<Narrow, S<Narrow, From>, To, rest, MaskBytes>(plan, 1).Convert(rows, false);
-    return;
+  if constexpr (!kHasMaskedAccess<typename G::V> && !std::is_same_v<G, Narrow>) {
+    if (rows.width < G::kWidth) {
+      RowConverter<Narrow, S<Narrow, From>, To, rest, MaskBytes>(plan, 1).Convert(rows, false);
+      return;
+    }
   }
-  RowConverter<G, S<G, From>, To, rest, MaskBytes>(plan, kIsWide ? 0 : 1).Convert(rows, plan.stream);
-  if (plan.stream) {
+  RowConverter<G, S<G, From>, To, rest, MaskBytes>(plan, kIsWide ? 0 : 1).Convert(rows, stream);
+  if (stream) {
     FinishStreams();
   }
 }
 
-using RunFunction = void (*)(const Plan&, const Rows&);
+using RunFunction = void (*)(const Plan&, const Rows&, bool stream);
 
 template <template <class, int> class S, int From, int To>
 RunFunction PickRest(const KernelRequest& request) {

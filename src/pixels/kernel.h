@@ -17,11 +17,12 @@ struct Controls;
 
 /// All that a kernel needs besides the rows.
 struct Plan {
-  void (*run)(const Plan&, const Rows&) = nullptr;  // null: the target has no kernel for this
-  const Controls* controls[2] = {};                 // for the wide geometry and for the narrow one
-  const Controls* maskControls[2] = {};             // likewise
+  /// Converts rows; true: the destination is written past the caches. Null if the target has no kernel for
+  /// this.
+  void (*run)(const Plan&, const Rows&, bool stream) = nullptr;
+  const Controls* controls[2] = {};      // for the wide geometry and for the narrow one
+  const Controls* maskControls[2] = {};  // likewise
   std::uint8_t fill = 0;
-  bool stream = false;                             // destinations are written past the caches
   std::uint16_t weights[3] = {};                   // with Stage::kWeights: 0 to 32767
   const ChannelTables* tables = nullptr;           // with Stage::kTables
   const std::uint8_t (*readyPixels)[4] = nullptr;  // likewise: red, green, blue, 0 by gray value

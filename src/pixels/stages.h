@@ -14,8 +14,12 @@ template <class G, int From>
 struct PixelStage {
   static constexpr int kFrom = From;      // bytes of a source pixel
   static constexpr int kArranged = From;  // likewise of what is arranged; 0 for planes
+  static constexpr bool kInRegisters = false;
   explicit PixelStage(const Plan& /*plan*/) {}
-  const std::uint8_t* Prepare(const std::uint8_t* source, std::uint8_t* /*scratch*/) const { return source; }
+  template <typename Source>
+  [[gnu::always_inline]] const Source& Prepare(const Source& source) const {
+    return source;
+  }
 };
 
 /// True if gray bytes become planes, one for each channel; otherwise they become pixels of red, green, blue
@@ -31,7 +35,10 @@ constexpr auto kFirstBytes = MakeControls<G, From>(Bytes<1>{{0}});
 template <class G, int From>
 class GrayBytes {
  public:
-  typename G::V Get(const std::uint8_t* source) const { return first_.Arrange(source, 0); }
+  template <typename Source>
+  [[gnu::always_inline]] typename G::V Get(const Source& source) const {
+    return first_.Arrange(source, 0);
+  }
 
  private:
   Arranger<G, From, 1> first_{&kFirstBytes<G, From>};
@@ -40,47 +47,55 @@ class GrayBytes {
 template <class G>
 class GrayBytes<G, 1> {
  public:
-  typename G::V Get(const std::uint8_t* source) const { return Load<typename G::V>(source); }
+  template <typename Source>
+  [[gnu::always_inline]] typename G::V Get(const Source& source) const {
+    return LoadFrom<typename G::V>(source, 0);
+  }
 };
 
 /// Planes of red, green and blue as pixels of red, green, blue and 0.
-inline void Interleave(const std::uint8_t* planes, int planeBytes, std::uint8_t* pixels) {
-  for (int x = 0; x < planeBytes; x += 16) {
-    const auto red = Load<Vector<16>>(planes + x);
-    const auto green = Load<Vector<16>>(planes + planeBytes + x);
-    const auto blue = Load<Vector<16>>(planes + 2 * planeBytes + x);
-    const auto lowPairs = Zip<1>::Low(red, green);
-    const auto highPairs = Zip<1>::High(red, green);
-    const auto lowBlue = Zip<1>::Low(blue, Vector<16>{});
-    const auto highBlue = Zip<1>::High(blue, Vector<16>{});
-    Store(pixels + x * 4, Zip<2>::Low(lowPairs, lowBlue));
-    Store(pixels + x * 4 + 16, Zip<2>::High(lowPairs, lowBlue));
-    Store(pixels + x * 4 + 32, Zip<2>::Low(highPairs, highBlue));
-    Store(pixels + x * 4 + 48, Zip<2>::High(highPairs, highBlue));
+template <class G>
+[[gnu::always_inline]] inline Registers<typename G::Lane, 4 * G::kLanes> Interleave(
+    const typename G::V (&planes)[3]) {
+  using V = typename G::V;
+  using Bytes = Zip<G::kLaneBytes, 1, V>;
+  using Words = Zip<G::kLaneBytes, 2, V>;
+  const auto [red, green, blue] = planes;
+  const V lowPairs = Bytes::Low(red, green);
+  const V highPairs = Bytes::High(red, green);
+  const V lowBlue = Bytes::Low(blue, V{});
+  const V highBlue = Bytes::High(blue, V{});
+  const V quarters[4] = {Words::Low(lowPairs, lowBlue), Words::High(lowPairs, lowBlue),
+                         Words::Low(highPairs, highBlue), Words::High(highPairs, highBlue)};
+  Registers<typename G::Lane, 4 * G::kLanes> pixels;
+  for (int i = 0; i < 4 * G::kLanes; ++i) {
+    pixels.lanes[i] = LaneOf<typename G::Lane>(quarters[i % 4], i / 4);
   }
+  return pixels;
 }
 
 /// Gray bytes times a weight for each channel.
 template <class G, int From>
 class WeightStage {
+  using V = typename G::V;
+
  public:
   static constexpr int kFrom = From;
   static constexpr int kArranged = kAsPlanes<G> ? 0 : 4;
+  static constexpr bool kInRegisters = true;
 
   explicit WeightStage(const Plan& plan) : weights_{plan.weights[0], plan.weights[1], plan.weights[2]} {}
 
-  const std::uint8_t* Prepare(const std::uint8_t* source, std::uint8_t* scratch) const {
-    using V = typename G::V;
-    alignas(G::kWidth) std::uint8_t planes[3 * G::kWidth];
-    std::uint8_t* result = kAsPlanes<G> ? scratch : planes;
+  template <typename Source>
+  [[gnu::always_inline]] auto Prepare(const Source& source) const {
     const V gray = gray_.Get(source);
-    for (int channel = 0; channel < 3; ++channel) {
-      Store(result + channel * G::kWidth, Weigh<V>::Do(gray, weights_[channel]));
+    const V planes[3] = {Weigh<V>::Do(gray, weights_[0]), Weigh<V>::Do(gray, weights_[1]),
+                         Weigh<V>::Do(gray, weights_[2])};
+    if constexpr (kAsPlanes<G>) {
+      return Registers<V, 3>{planes[0], planes[1], planes[2]};
+    } else {
+      return Interleave<G>(planes);
     }
-    if (!kAsPlanes<G>) {
-      Interleave(planes, G::kWidth, scratch);
-    }
-    return scratch;
   }
 
  private:
@@ -94,15 +109,17 @@ class ReadyPixelStage {
  public:
   static constexpr int kFrom = From;
   static constexpr int kArranged = 4;
+  static constexpr bool kInRegisters = true;
 
   explicit ReadyPixelStage(const Plan& plan) : ready_(plan.readyPixels) {}
 
-  const std::uint8_t* Prepare(const std::uint8_t* source, std::uint8_t* pixels) const {
+  [[gnu::always_inline]] auto Prepare(const std::uint8_t* source) const {
     typedef std::uint32_t Four __attribute__((vector_size(16)));
-    for (int i = 0; i < G::kWidth; i += 4) {
-      const std::uint8_t* gray = source + i * From;
+    Registers<typename G::Lane, 4 * G::kLanes> pixels;
+    for (int i = 0; i < G::kWidth / 4; ++i) {
+      const std::uint8_t* gray = source + 4 * i * From;
       const Four four = {Pixel(gray[0]), Pixel(gray[From]), Pixel(gray[2 * From]), Pixel(gray[3 * From])};
-      std::memcpy(pixels + i * 4, &four, sizeof four);
+      std::memcpy(reinterpret_cast<std::uint8_t*>(pixels.lanes) + i * sizeof four, &four, sizeof four);
     }
     return pixels;
   }
@@ -125,17 +142,16 @@ class LookUpStage {
  public:
   static constexpr int kFrom = From;
   static constexpr int kArranged = 0;
+  static constexpr bool kInRegisters = true;
 
   explicit LookUpStage(const Plan& plan)
       : tables_{LookUp<V>(plan.tables->values[0]), LookUp<V>(plan.tables->values[1]),
                 LookUp<V>(plan.tables->values[2])} {}
 
-  const std::uint8_t* Prepare(const std::uint8_t* source, std::uint8_t* planes) const {
+  template <typename Source>
+  [[gnu::always_inline]] Registers<V, 3> Prepare(const Source& source) const {
     const V gray = gray_.Get(source);
-    for (int channel = 0; channel < 3; ++channel) {
-      Store(planes + channel * G::kWidth, tables_[channel](gray));
-    }
-    return planes;
+    return {tables_[0](gray), tables_[1](gray), tables_[2](gray)};
   }
 
  private:

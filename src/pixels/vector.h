@@ -32,6 +32,11 @@ inline V Load(const std::uint8_t* bytes) {
 }
 
 template <typename V>
+inline V LoadFrom(const std::uint8_t* source, std::ptrdiff_t offset) {
+  return Load<V>(source + offset);
+}
+
+template <typename V>
 inline void Store(std::uint8_t* bytes, V vector) {
   std::memcpy(bytes, &vector, sizeof vector);
 }
@@ -47,12 +52,33 @@ inline Vector<32> Concatenate(Vector<16> low, Vector<16> high) {
                                  19, 20, 21, 22, 23, 24, 25, 26, 27, 28, 29, 30, 31);
 }
 
-/// Takes units of `Unit` bytes in turn from two vectors: from their low or their high halves.
-template <int Unit>
-struct Zip;
+/// The lane `index` of a vector.
+template <typename Lane, typename V>
+inline Lane LaneOf(const V& vector, int index) {
+  return Load<Lane>(reinterpret_cast<const std::uint8_t*>(&vector) + index * static_cast<int>(sizeof(Lane)));
+}
+
+/// Takes units of `Unit` bytes in turn from two vectors: from the low or the high halves of their lanes of
+/// LaneBytes.
+template <int LaneBytes, int Unit, typename V>
+struct Zip {
+  static V Low(V a, V b) { return Half(a, b, 0); }
+  static V High(V a, V b) { return Half(a, b, LaneBytes / 2); }
+
+ private:
+  static V Half(V a, V b, int half) {
+    V result;
+    for (int i = 0; i < static_cast<int>(sizeof(V)); ++i) {
+      const int unit = i % LaneBytes / Unit;
+      const int byte = i / LaneBytes * LaneBytes + half + unit / 2 * Unit + i % Unit;
+      result[i] = unit % 2 == 0 ? a[byte] : b[byte];
+    }
+    return result;
+  }
+};
 
 template <>
-struct Zip<1> {
+struct Zip<16, 1, Vector<16>> {
   static Vector<16> Low(Vector<16> a, Vector<16> b) {
     return __builtin_shufflevector(a, b, 0, 16, 1, 17, 2, 18, 3, 19, 4, 20, 5, 21, 6, 22, 7, 23);
   }
@@ -62,7 +88,7 @@ struct Zip<1> {
 };
 
 template <>
-struct Zip<2> {
+struct Zip<16, 2, Vector<16>> {
   static Vector<16> Low(Vector<16> a, Vector<16> b) {
     return __builtin_shufflevector(a, b, 0, 1, 16, 17, 2, 3, 18, 19, 4, 5, 20, 21, 6, 7, 22, 23);
   }
@@ -88,6 +114,20 @@ struct Shuffle {
   }
 };
 
+/// What two shuffles of two vectors make together. No byte of the result is named by both controls.
+template <int LaneBytes, typename V>
+class ShufflePair {
+ public:
+  ShufflePair() = default;
+  ShufflePair(V first, V second) : first_(first), second_(second) {}
+  V Do(V first, V second) const {
+    return Shuffle<LaneBytes, V>::Do(first, first_) | Shuffle<LaneBytes, V>::Do(second, second_);
+  }
+
+ private:
+  V first_, second_;
+};
+
 /// Every byte of `bytes` times `weight` (0 to 32767) over 256, at most 255.
 template <typename V>
 struct Weigh {
@@ -106,6 +146,35 @@ template <typename V>
 struct LookUp {
   static constexpr bool kInRegisters = false;
 };
+
+/// The first `bytes` bytes of a block of `Count` vectors, of which no other byte is in memory.
+template <typename V, int Count>
+class PartOfBlock {
+ public:
+  PartOfBlock(const std::uint8_t* source, std::size_t bytes) {
+    if (bytes != 0) {
+      std::memcpy(block_, source, bytes);
+    }
+  }
+
+  /// What LoadFrom takes in the place of an address.
+  const std::uint8_t* Source() const { return reinterpret_cast<const std::uint8_t*>(block_); }
+
+ private:
+  V block_[Count] = {};
+};
+
+/// Stores `bytes` bytes of a block from its byte `first` on, to where the block begins in memory. No other
+/// byte there is touched.
+template <typename V, int Count>
+inline void StorePart(std::uint8_t* destination, const V (&block)[Count], std::size_t first,
+                      std::size_t bytes) {
+  std::memcpy(destination + first, reinterpret_cast<const std::uint8_t*>(block) + first, bytes);
+}
+
+/// True if parts of blocks are loaded and stored as fast as whole ones.
+template <typename V>
+constexpr bool kHasMaskedAccess = false;
 
 /// Stores past the caches where that is possible; `bytes` is aligned to the vector.
 template <typename V>
@@ -149,6 +218,24 @@ struct Shuffle<16, Vector<16>> {
 
 #ifdef __AVX2__
 template <>
+struct Zip<16, 1, Vector<32>> {
+  static Vector<32> Low(Vector<32> a, Vector<32> b) {
+    return (Vector<32>)_mm256_unpacklo_epi8((__m256i)a, (__m256i)b);
+  }
+  static Vector<32> High(Vector<32> a, Vector<32> b) {
+    return (Vector<32>)_mm256_unpackhi_epi8((__m256i)a, (__m256i)b);
+  }
+};
+template <>
+struct Zip<16, 2, Vector<32>> {
+  static Vector<32> Low(Vector<32> a, Vector<32> b) {
+    return (Vector<32>)_mm256_unpacklo_epi16((__m256i)a, (__m256i)b);
+  }
+  static Vector<32> High(Vector<32> a, Vector<32> b) {
+    return (Vector<32>)_mm256_unpackhi_epi16((__m256i)a, (__m256i)b);
+  }
+};
+template <>
 struct Shuffle<16, Vector<32>> {
   static Vector<32> Do(Vector<32> bytes, Vector<32> control) {
     return (Vector<32>)_mm256_shuffle_epi8((__m256i)bytes, (__m256i)control);
@@ -179,6 +266,64 @@ struct Shuffle<64, Vector<64>> {
     return (Vector<64>)_mm512_maskz_permutexvar_epi8(used, (__m512i)control, (__m512i)bytes);
   }
 };
+template <>
+class ShufflePair<64, Vector<64>> {
+ public:
+  ShufflePair() = default;
+  ShufflePair(Vector<64> first, Vector<64> second) {
+    const __mmask64 isSecond = ~_mm512_movepi8_mask((__m512i)second);
+    control_ = _mm512_mask_mov_epi8((__m512i)first, isSecond, (__m512i)(second | kSecond));
+    used_ = ~_mm512_movepi8_mask(control_);
+  }
+  Vector<64> Do(Vector<64> first, Vector<64> second) const {
+    return (Vector<64>)_mm512_maskz_permutex2var_epi8(used_, (__m512i)first, control_, (__m512i)second);
+  }
+
+ private:
+  static constexpr std::uint8_t kSecond = 64;
+
+  __m512i control_;
+  __mmask64 used_;
+};
+template <>
+constexpr bool kHasMaskedAccess<Vector<64>> = true;
+
+/// Bits for the first `bytes` bytes of a vector, which may be less than none or more than all.
+inline __mmask64 FirstBits(std::ptrdiff_t bytes) {
+  return bytes <= 0 ? 0 : bytes >= 64 ? ~__mmask64{0} : ~(~__mmask64{0} << bytes);
+}
+
+/// Part of a block in memory that is loaded without the bytes behind it.
+struct MaskedSource {
+  const std::uint8_t* bytes;
+  std::ptrdiff_t count;
+};
+template <typename V>
+inline V LoadFrom(const MaskedSource& source, std::ptrdiff_t offset) {
+  return (V)_mm512_maskz_loadu_epi8(FirstBits(source.count - offset), source.bytes + offset);
+}
+template <int Count>
+class PartOfBlock<Vector<64>, Count> {
+ public:
+  PartOfBlock(const std::uint8_t* source, std::size_t bytes)
+      : source_{source, static_cast<std::ptrdiff_t>(bytes)} {}
+  const MaskedSource& Source() const { return source_; }
+
+ private:
+  MaskedSource source_;
+};
+template <int Count>
+inline void StorePart(std::uint8_t* destination, const Vector<64> (&block)[Count], std::size_t first,
+                      std::size_t bytes) {
+  const auto begin = static_cast<std::ptrdiff_t>(first);
+  const auto end = static_cast<std::ptrdiff_t>(first + bytes);
+  for (int i = 0; i < Count; ++i) {
+    const __mmask64 mask = FirstBits(end - i * 64) & ~FirstBits(begin - i * 64);
+    if (mask != 0) {
+      _mm512_mask_storeu_epi8(destination + i * 64, mask, (__m512i)block[i]);
+    }
+  }
+}
 template <>
 struct LookUp<Vector<64>> {
   static constexpr bool kInRegisters = true;

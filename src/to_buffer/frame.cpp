@@ -89,17 +89,15 @@ class BandCopy {
   /// Converts up to `most` rows to `position` in the block. Gives how many.
   std::int32_t CopyRun(std::uint8_t* block, std::int64_t position, std::int32_t most) const {
     RowRun source = picture_.PeekRows(most);
-    RowRun alpha{nullptr, 0, source.count};
+    RowRun alpha{{}, source.count};
     if (mask_ != nullptr) {
       alpha = mask_->PeekRows(source.count);
       source.count = alpha.count;
     }
-    pixels::Rows rows{.destination = pixels::At(block, static_cast<std::ptrdiff_t>(position), 1),
-                      .destinationStep = static_cast<std::ptrdiff_t>(stride_),
-                      .source = source.first,
-                      .sourceStep = source.step,
-                      .mask = alpha.first,
-                      .maskStep = alpha.step,
+    std::uint8_t* destination = pixels::At(block, static_cast<std::ptrdiff_t>(position), 1);
+    pixels::Rows rows{.destination = {destination, static_cast<std::ptrdiff_t>(stride_)},
+                      .source = source.starts,
+                      .mask = alpha.starts,
                       .width = WidthAt(position),
                       .count = source.count};
     if (mask_ != nullptr && width_ > picture_.Width) {
@@ -120,10 +118,9 @@ class BandCopy {
   /// Where the mask is wider than the picture: alpha from the mask, black for the missing pixels.
   void ConvertBeyondPicture(pixels::Rows rows) const {
     const std::ptrdiff_t present = std::max(picture_.Width, 0);
-    rows.source = &kBlack;
-    rows.sourceStep = 0;
-    rows.destination = pixels::At(rows.destination, present, conversion_.toStep);
-    rows.mask = pixels::At(rows.mask, present, pixels::ChannelsOf(conversion_.mask).bytes);
+    rows.source = {&kBlack, 0};
+    rows.destination = rows.destination.Behind(present, conversion_.toStep);
+    rows.mask = rows.mask.Behind(present, pixels::ChannelsOf(conversion_.mask).bytes);
     rows.width -= present;
     pixels::Conversion beyond = conversion_;
     beyond.from = pixels::Layout::kGray;

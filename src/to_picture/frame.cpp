@@ -13,12 +13,11 @@ namespace {
 void FillRows(PictureWriter& writer, pixels::Rows rows, const pixels::Converter& converter) {
   for (auto remaining = static_cast<std::int32_t>(rows.count); remaining > 0;) {
     const RowRun run = writer.PeekRows(remaining);
-    rows.destination = run.first;
-    rows.destinationStep = run.step;
+    rows.destination = run.starts;
     rows.count = run.count;
     converter.Convert(rows);
     writer.SkipRows(run.count);
-    rows.source = pixels::At(rows.source, run.count, rows.sourceStep);
+    rows.source = rows.source.From(run.count);
     remaining -= run.count;
   }
 }
@@ -29,8 +28,10 @@ pixels::Rows RowsOf(const Buffer& buffer, const BufferFormat& format, const std:
   pixels::Rows rows{};
   rows.width = buffer.width;
   rows.count = buffer.height;
-  rows.source = format.flipVertically ? pixels::At(source, buffer.height - 1, rowBytes) : source;
-  rows.sourceStep = format.flipVertically ? pixels::Distance(-1, rowBytes) : rowBytes;
+  rows.source = {source, rowBytes};
+  if (format.flipVertically) {
+    rows.source = {rows.source[buffer.height - 1], pixels::Distance(-1, rowBytes)};
+  }
   return rows;
 }
 

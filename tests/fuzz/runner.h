@@ -1,0 +1,43 @@
+// Runs scenarios against the plug-in's file and holds every byte against the oracle.
+#pragma once
+
+#include <map>
+#include <memory>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "fuzz/plugin_image.h"
+#include "fuzz/scenario.h"
+#include "methods.h"
+
+namespace tests {
+
+/// What a scenario should not have done.
+struct ScenarioFailure : std::runtime_error {
+  using std::runtime_error::runtime_error;
+};
+
+class ScenarioRunner {
+ public:
+  /// Loads the plug-in at `path`; throws std::runtime_error if that fails.
+  explicit ScenarioRunner(const std::string& path);
+
+  /// Throws ScenarioFailure.
+  void Run(const Scenario& scenario);
+
+ private:
+  /// What the plug-in is after it has registered with a host, and the methods by their rows in AllMethods().
+  struct Registered {
+    PluginImage::State image;
+    std::vector<std::optional<devhost::Registration>> methods;
+  };
+
+  const Registered& RegisteredWith(devhost::Host& host);
+
+  PluginImage image_;
+  PluginImage::State fresh_;
+  std::map<std::string, Registered> registered_;  // by what the host is at registration
+};
+
+}  // namespace tests

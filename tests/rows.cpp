@@ -1,0 +1,536 @@
+#include "rows.h"
+
+#include <sys/mman.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <csignal>
+#include <cstdio>
+#include <cstring>
+#include <memory>
+
+#include "figures.h"
+#include "oracle.h"
+#include "support.h"
+
+namespace rastel::pixels {
+// The widest geometry without the CPU's instructions for it: it runs everywhere.
+void FindKernel_wide_plain(const KernelRequest& request, Plan& plan);
+}  // namespace rastel::pixels
+
+namespace tests {
+
+using rastel::pixels::Conversion;
+using rastel::pixels::Converter;
+using rastel::pixels::Layout;
+using rastel::pixels::Rest;
+using rastel::pixels::Rows;
+using rastel::pixels::Target;
+
+const std::vector<NamedLayout> kColours = {{"RGB", Layout::kRGB},   {"BGR", Layout::kBGR},
+                                           {".RGB", Layout::kARGB}, {".BGR", Layout::kABGR},
+                                           {"RGB.", Layout::kRGBA}, {"BGR.", Layout::kBGRA}};
+const std::vector<NamedLayout> kChannels = {{"R", Layout::kRed}, {"G", Layout::kGreen}, {"B", Layout::kBlue}};
+const NamedLayout kGray = {"Y", Layout::kGray};
+const std::vector<NamedLayout> kPictures = {kColours[2], kColours[0], kColours[5]};
+
+namespace {
+
+constexpr std::uint8_t kFill = 0x5C;
+constexpr std::ptrdiff_t kWidest = 257;
+constexpr std::ptrdiff_t kPixels = 640;  // that rows are windows of
+constexpr int kRows = 3;
+constexpr std::ptrdiff_t kMargin = 64;  // bytes around a row that are compared, too
+
+std::ptrdiff_t PageSize() {
+  static const std::ptrdiff_t size = sysconf(_SC_PAGESIZE);
+  return size;
+}
+
+/// One page for each row, every one between pages without access; mapped once.
+class Arena {
+ public:
+  Arena() {
+    constexpr std::size_t kPages = 2 * kRows + 1;
+    const auto page = static_cast<std::size_t>(PageSize());
+    void* mapped = mmap(nullptr, kPages * page, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+    if (mapped == MAP_FAILED) {
+      throw std::bad_alloc();
+    }
+    start_ = static_cast<std::uint8_t*>(mapped);
+    for (int row = 0; row < kRows; ++row) {
+      mprotect(Page(row), page, PROT_READ | PROT_WRITE);
+    }
+  }
+  // Never unmapped: the test ends first.
+
+  std::uint8_t* Page(int row) const { return start_ + (2 * row + 1) * PageSize(); }
+
+ private:
+  std::uint8_t* start_;
+};
+
+enum class Stride : std::uint8_t { kApart, kBackwards, kGap, kPacked };
+constexpr const char* kStrideNames[] = {"apart", "backwards", "with gaps", "packed"};
+
+/// Where rows are put: at the end of their page or at its beginning, `distance` bytes away from it.
+struct Placement {
+  bool atEnd;
+  std::ptrdiff_t distance;
+  Stride stride;
+};
+
+/// Bytes as they are before and after a conversion, with a margin at both ends.
+struct Image {
+  std::vector<std::uint8_t> before, after;
+
+  std::ptrdiff_t Extent() const { return static_cast<std::ptrdiff_t>(before.size()) - 2 * kMargin; }
+};
+
+/// What one row is, before and after a conversion.
+struct RowBytes {
+  const std::uint8_t* before;
+  const std::uint8_t* after;
+};
+
+/// The rows of a source, a mask or a destination.
+class Side {
+ public:
+  /// Rows of `extent` bytes in all strides: packed, they are `packed` bytes apart, with gaps `gap` more.
+  void Make(const std::array<RowBytes, kRows>& rows, std::ptrdiff_t extent, std::ptrdiff_t packed,
+            std::ptrdiff_t gap) {
+    for (int row = 0; row < kRows; ++row) {
+      Fill(images_[row], &rows[row], 1, extent, 0);
+    }
+    gapStride_ = packed + gap;
+    packedStride_ = packed;
+    Fill(gapImage_, rows.data(), kRows, extent, gapStride_);
+    Fill(packedImage_, rows.data(), kRows, extent, packedStride_);
+  }
+
+  void Place(const Placement& placement) {
+    partCount_ = 0;
+    switch (placement.stride) {
+      case Stride::kApart:
+      case Stride::kBackwards: {
+        const bool isBackwards = placement.stride == Stride::kBackwards;
+        stride_ = isBackwards ? -2 * PageSize() : 2 * PageSize();
+        for (int row = 0; row < kRows; ++row) {
+          AddPart(images_[row], isBackwards ? kRows - 1 - row : row, placement);
+        }
+        break;
+      }
+      case Stride::kGap:
+        stride_ = gapStride_;
+        AddPart(gapImage_, 1, placement);
+        break;
+      case Stride::kPacked:
+        stride_ = packedStride_;
+        AddPart(packedImage_, 1, placement);
+        break;
+    }
+  }
+
+  /// Writes what is there before a conversion.
+  void Reset() const {
+    for (int i = 0; i < partCount_; ++i) {
+      const Part& part = parts_[i];
+      std::memcpy(part.begin, part.image->before.data() + part.skipped, part.length);
+    }
+  }
+
+  bool IsAsAfter() const { return DifferenceText(false).empty(); }
+
+  /// Says where the first difference to what there is after a conversion is.
+  std::string Difference() const { return DifferenceText(true); }
+
+  std::uint8_t* first() const { return parts_[0].row; }
+  std::ptrdiff_t stride() const { return stride_; }
+
+ private:
+  struct Part {
+    const Image* image;
+    std::uint8_t* row;
+    std::uint8_t* begin;     // of the bytes compared
+    std::ptrdiff_t skipped;  // bytes of the image's first margin that are not there
+    std::size_t length;
+  };
+
+  static void Fill(Image& image, const RowBytes* rows, int count, std::ptrdiff_t extent,
+                   std::ptrdiff_t stride) {
+    static const std::vector<std::uint8_t> noise = [] {
+      std::vector<std::uint8_t> bytes(8192);
+      std::generate(bytes.begin(), bytes.end(), [i = std::uint64_t{31}]() mutable { return Noise(i++); });
+      return bytes;
+    }();
+    const std::ptrdiff_t total = (extent == 0 ? 0 : (count - 1) * stride + extent) + 2 * kMargin;
+    image.before.assign(noise.begin(), noise.begin() + total);
+    for (int row = 0; row < count; ++row) {
+      std::copy_n(rows[row].before, extent,
+                  image.before.begin() + kMargin + (extent == 0 ? 0 : row * stride));
+    }
+    image.after = image.before;
+    for (int row = 0; row < count; ++row) {
+      std::copy_n(rows[row].after, extent, image.after.begin() + kMargin + (extent == 0 ? 0 : row * stride));
+    }
+  }
+
+  void AddPart(const Image& image, int page, const Placement& placement) {
+    std::uint8_t* begin = arena_.Page(page);
+    std::uint8_t* end = begin + PageSize();
+    const std::ptrdiff_t extent = image.Extent();
+    Part& part = parts_[partCount_++];
+    part.image = &image;
+    part.row = placement.atEnd ? end - extent - placement.distance : begin + placement.distance;
+    part.skipped = kMargin - std::min(kMargin, part.row - begin);
+    part.begin = part.row - kMargin + part.skipped;
+    part.length = static_cast<std::size_t>(std::min(part.row + extent + kMargin, end) - part.begin);
+  }
+
+  std::string DifferenceText(bool isWanted) const {
+    for (int i = 0; i < partCount_; ++i) {
+      const Part& part = parts_[i];
+      const std::uint8_t* after = part.image->after.data() + part.skipped;
+      if (std::memcmp(part.begin, after, part.length) != 0) {
+        if (!isWanted) {
+          return "differs";
+        }
+        const auto at = std::mismatch(after, after + part.length, part.begin);
+        return "byte " + std::to_string(at.second - part.row) + " of " +
+               std::to_string(part.image->Extent()) + " in part " + std::to_string(i) + " is " +
+               std::to_string(*at.second) + " instead of " + std::to_string(*at.first);
+      }
+    }
+    return "";
+  }
+
+  Arena arena_;
+  Image images_[kRows], gapImage_, packedImage_;
+  std::ptrdiff_t gapStride_ = 0, packedStride_ = 0, stride_ = 0;
+  Part parts_[kRows] = {};
+  int partCount_ = 0;
+};
+
+/// What a case makes of rows of kPixels pixels, computed once.
+class Expectation {
+ public:
+  explicit Expectation(const Case& test, std::uint64_t seed) {
+    for (int row = 0; row < kRows; ++row) {
+      Fill(source_[row], test.fromStep, seed + 1 + 10 * row);
+      Fill(mask_[row], test.mask.Length(), seed + 2 + 10 * row);
+      Fill(before_[row], test.toStep, seed + 3 + 10 * row);
+      after_[row] = before_[row];
+      for (std::ptrdiff_t x = 0; x < kPixels; ++x) {
+        for (std::ptrdiff_t i = 0; i < test.to.Length(); ++i) {
+          auto& byte = after_[row][static_cast<std::size_t>(x * test.toStep + i)];
+          byte = Byte(test, test.to.letters[static_cast<std::size_t>(i)],
+                      &source_[row][0] + x * test.fromStep, &mask_[row][0] + x * test.mask.Length(), byte);
+        }
+      }
+    }
+  }
+
+  using RowsOfBytes = std::array<RowBytes, kRows>;
+  RowsOfBytes Source(std::ptrdiff_t offset) const { return From(source_, source_, offset); }
+  RowsOfBytes Mask(std::ptrdiff_t offset) const { return From(mask_, mask_, offset); }
+  RowsOfBytes Destination(std::ptrdiff_t offset) const { return From(before_, after_, offset); }
+
+ private:
+  using Bytes3 = std::array<Bytes, kRows>;
+
+  static void Fill(Bytes& bytes, std::ptrdiff_t step, std::uint64_t seed) {
+    bytes.resize(static_cast<std::size_t>(kPixels * step + 8));
+    std::generate(bytes.begin(), bytes.end(), [i = Mix(seed, 0)]() mutable { return Noise(i++); });
+  }
+
+  static RowsOfBytes From(const Bytes3& before, const Bytes3& after, std::ptrdiff_t offset) {
+    RowsOfBytes rows;
+    for (int row = 0; row < kRows; ++row) {
+      rows[row] = {before[row].data() + offset, after[row].data() + offset};
+    }
+    return rows;
+  }
+
+  static std::uint8_t Byte(const Case& test, char letter, const std::uint8_t* source,
+                           const std::uint8_t* mask, std::uint8_t before) {
+    if (letter == '.') {
+      return test.rest == Rest::kFill   ? kFill
+             : test.rest == Rest::kKept ? before
+                                        : static_cast<std::uint8_t>(255 - mask[test.mask.letters.find('G')]);
+    }
+    const std::uint8_t byte = source[test.from.letters == "Y" ? 0 : test.from.letters.find(letter)];
+    const std::size_t channel = std::string_view("RGB").find(letter);
+    if (test.weights != nullptr) {
+      return oracle::Weigh(byte, test.weights->values[channel]);
+    }
+    return test.tables != nullptr ? test.tables->values[channel][byte] : byte;
+  }
+
+  Bytes3 source_, mask_, before_, after_;
+};
+
+/// The point that runs, for the case that a page without access is touched.
+struct Running {
+  const char* target;
+  const Case* test;
+  std::size_t caseNumber;
+  std::ptrdiff_t width;
+  std::uint32_t placement;
+  Placement source, destination;
+  std::uintptr_t sourceAddress, destinationAddress;
+};
+Running running = {};
+
+std::string RunningText() {
+  const auto place = [](const Placement& placement, std::uintptr_t address) {
+    return std::string(placement.atEnd ? "ends " : "begins ") + std::to_string(placement.distance) +
+           " bytes from a page without access (alignment " + std::to_string(address % 64) + " of 64), rows " +
+           kStrideNames[static_cast<int>(placement.stride)];
+  };
+  return std::string("target ") + running.target + ", " + running.test->Text() + ", width " +
+         std::to_string(running.width) + ", seed " + std::to_string(Seed()) + ", source " +
+         place(running.source, running.sourceAddress) + ", destination " +
+         place(running.destination, running.destinationAddress) + "; repeat with: " +
+         Repeat(std::to_string(running.caseNumber) + "," + std::to_string(running.width) + "," +
+                    std::to_string(running.placement),
+                "Rows.*");
+}
+
+/// Says which point touched a page without access, and lets the process end as it would have.
+class CrashNote {
+ public:
+  CrashNote() {
+    struct sigaction action = {};
+    action.sa_handler = [](int signal) {
+      const std::string text = "access outside of a row: " + RunningText() + "\n";
+      if (write(STDERR_FILENO, text.data(), text.size()) >= 0) {
+        sigaction(signal, &previous_, nullptr);
+      }
+    };
+    sigaction(SIGSEGV, &action, &previous_);
+  }
+  ~CrashNote() { sigaction(SIGSEGV, &previous_, nullptr); }
+  CrashNote(const CrashNote&) = delete;
+  CrashNote& operator=(const CrashNote&) = delete;
+
+ private:
+  static inline struct sigaction previous_ = {};
+};
+
+/// The places that `number` stands for. The first four put every row next to a page without access; the
+/// others go through all combinations of sides, 64 distances and strides of both, in an order that the seed
+/// begins.
+void PlacementOf(std::uint32_t number, std::uint64_t salt, Placement& source, Placement& destination) {
+  const auto stride = [](std::uint32_t bits) { return static_cast<Stride>(bits & 3); };
+  if (number < 4) {
+    const auto turn = static_cast<std::uint32_t>(salt + number / 2 * 2);
+    source = {(number & 1) != 0, 0, stride(turn)};
+    destination = {(number & 2) == 0, 0, stride(turn)};
+    return;
+  }
+  const std::uint32_t bits = (number * 0x9E3779B1U + static_cast<std::uint32_t>(salt)) & 0x3FFFF;
+  source = {(bits >> 16 & 1) != 0, bits >> 10 & 63, stride(bits)};
+  destination = {(bits >> 17 & 1) != 0, bits >> 4 & 63, stride(bits >> 2)};
+}
+
+/// Bytes from the first pixel's first byte to the last one's last.
+std::ptrdiff_t Extent(std::ptrdiff_t width, std::ptrdiff_t step, std::ptrdiff_t pixel) {
+  return width == 0 ? 0 : (width - 1) * step + pixel;
+}
+
+class Runner {
+ public:
+  Runner(const std::vector<Target>& targets, std::uint32_t placements)
+      : targets_(targets), placements_(placements) {
+    if (std::sscanf(WantedPoint().c_str(), "%d,%d,%d", &wantedCase_, &wantedWidth_, &wantedPlacement_) == 3) {
+      placements_ = 0;
+    }
+  }
+
+  void Check(std::size_t caseNumber, const Case& test) {
+    if (wantedCase_ >= 0 && wantedCase_ != static_cast<int>(caseNumber)) {
+      return;
+    }
+    running.test = &test;
+    running.caseNumber = caseNumber;
+    const Expectation expectation(test, Mix(Seed(), caseNumber));
+    std::vector<std::unique_ptr<Converter>> converters;
+    for (const Target& target : targets_) {
+      converters.push_back(std::make_unique<Converter>(test.Made(), target.find));
+    }
+    for (std::ptrdiff_t width = 0; width <= kWidest; ++width) {
+      if (wantedWidth_ >= 0 && wantedWidth_ != width) {
+        continue;
+      }
+      running.width = width;
+      const std::uint64_t salt = Mix(Seed(), caseNumber * 1000 + static_cast<std::size_t>(width));
+      Make(test, expectation, width, static_cast<std::ptrdiff_t>(salt % (kPixels - kWidest)), salt % 7 + 1);
+      for (std::uint32_t number = 0; number < placements_; ++number) {
+        CheckPlacement(converters, number, salt);
+      }
+      if (wantedPlacement_ >= 0) {
+        CheckPlacement(converters, static_cast<std::uint32_t>(wantedPlacement_), salt);
+      }
+    }
+  }
+
+  RowCount count;
+
+ private:
+  void Make(const Case& test, const Expectation& expectation, std::ptrdiff_t width, std::ptrdiff_t shift,
+            std::uint64_t gap) {
+    const std::ptrdiff_t maskLength = test.mask.Length();
+    const auto more = static_cast<std::ptrdiff_t>(gap);
+    source_.Make(expectation.Source(shift * test.fromStep), Extent(width, test.fromStep, test.from.Length()),
+                 width * test.fromStep, more);
+    destination_.Make(expectation.Destination(shift * test.toStep),
+                      Extent(width, test.toStep, test.to.Length()), width * test.toStep, 8 - more);
+    hasMask_ = test.rest == Rest::kFromMask;
+    if (hasMask_) {
+      mask_.Make(expectation.Mask(shift * maskLength), width * maskLength, width * maskLength, more);
+    }
+  }
+
+  void CheckPlacement(const std::vector<std::unique_ptr<Converter>>& converters, std::uint32_t number,
+                      std::uint64_t salt) {
+    running.placement = number;
+    PlacementOf(number, salt, running.source, running.destination);
+    source_.Place(running.source);
+    source_.Reset();
+    destination_.Place(running.destination);
+    if (hasMask_) {
+      Placement mask = running.source;
+      mask.distance = number < 4 ? 0 : 63 - running.destination.distance;
+      mask_.Place(mask);
+      mask_.Reset();
+    }
+    Rows rows{.destination = {destination_.first(), destination_.stride()},
+              .source = {source_.first(), source_.stride()},
+              .width = running.width,
+              .count = kRows};
+    if (hasMask_) {
+      rows.mask = {mask_.first(), mask_.stride()};
+    }
+    running.sourceAddress = reinterpret_cast<std::uintptr_t>(rows.source.first);
+    running.destinationAddress = reinterpret_cast<std::uintptr_t>(rows.destination.first);
+    for (std::size_t i = 0; i < converters.size(); ++i) {
+      running.target = targets_[i].name;
+      destination_.Reset();
+      converters[i]->Convert(rows);
+      count.rows += kRows;
+      CheckSide(destination_, "");
+    }
+    CheckSide(source_, "the source: ");
+    if (hasMask_) {
+      CheckSide(mask_, "the mask: ");
+    }
+  }
+
+  void CheckSide(const Side& side, const char* what) {
+    if (!side.IsAsAfter()) {
+      if (count.differences++ == 0) {
+        count.first = what + side.Difference() + ": " + RunningText();
+      }
+    }
+  }
+
+  const std::vector<Target>& targets_;
+  std::uint32_t placements_;
+  int wantedCase_ = -1, wantedWidth_ = -1, wantedPlacement_ = -1;
+  Side source_, mask_, destination_;
+  bool hasMask_ = false;
+};
+
+void AddPairs(std::vector<Case>& cases) {
+  std::vector<NamedLayout> sources = kColours;
+  sources.push_back(kGray);
+  std::vector<NamedLayout> destinations = kColours;
+  destinations.insert(destinations.end(), kChannels.begin(), kChannels.end());
+  for (const NamedLayout& from : sources) {
+    for (const NamedLayout& to : destinations) {
+      cases.push_back({.from = from, .to = to});
+      if (to.Length() == 4) {
+        cases.push_back({.from = from, .to = to, .rest = Rest::kKept});
+      }
+    }
+  }
+  for (const NamedLayout& from : kPictures) {
+    for (const NamedLayout& mask : kPictures) {
+      for (std::size_t to = 2; to < kColours.size(); ++to) {
+        cases.push_back({.from = from, .to = kColours[to], .mask = mask, .rest = Rest::kFromMask});
+      }
+    }
+  }
+}
+
+void AddGray(std::vector<Case>& cases) {
+  static rastel::pixels::ChannelTables tables;
+  std::uint64_t seed = 77;
+  for (auto& channel : tables.values) {
+    std::generate(std::begin(channel), std::end(channel), [&seed] { return Noise(seed++); });
+  }
+  static const rastel::pixels::ChannelWeights kWeights[] = {
+      {{77, 150, 29}}, {{0, 256, 32767}}, {{255, 512, 257}}};
+  for (const NamedLayout& picture : kPictures) {
+    for (const std::ptrdiff_t step : {1, 4, 3}) {
+      cases.push_back({.from = kGray, .to = picture, .fromStep = step, .tables = &tables});
+      for (const auto& weights : kWeights) {
+        cases.push_back({.from = kGray, .to = picture, .fromStep = step, .weights = &weights});
+      }
+    }
+    for (const std::ptrdiff_t step : {2, 3, 4, 5}) {
+      cases.push_back({.from = kGray, .to = picture, .fromStep = step});
+      for (const NamedLayout& channel : kChannels) {
+        cases.push_back({.from = picture, .to = channel, .toStep = step});
+      }
+    }
+  }
+}
+
+}  // namespace
+
+Conversion Case::Made() const {
+  Conversion conversion{.from = from.layout, .to = to.layout, .rest = rest, .fill = kFill};
+  conversion.mask = mask.layout;
+  conversion.fromStep = fromStep;
+  conversion.toStep = toStep;
+  conversion.weights = weights;
+  conversion.tables = tables;
+  return conversion;
+}
+
+std::string Case::Text() const {
+  constexpr const char* kRests[] = {"filled", "kept", "from the mask "};
+  const auto restText = std::string(kRests[static_cast<int>(rest)]);
+  const char* gray = weights != nullptr ? ", weighted" : tables != nullptr ? ", looked up" : "";
+  return std::string(from.letters) + " (step " + std::to_string(fromStep) + ") to " +
+         std::string(to.letters) + " (step " + std::to_string(toStep) + "), rest " + restText +
+         (rest == Rest::kFromMask ? std::string(mask.letters) : "") + gray;
+}
+
+std::vector<Case> AllCases() {
+  std::vector<Case> cases;
+  AddPairs(cases);
+  AddGray(cases);
+  return cases;
+}
+
+std::vector<Target> RunnableTargets() {
+  std::vector<Target> targets;
+  std::ranges::copy_if(rastel::pixels::Targets(), std::back_inserter(targets),
+                       [](const Target& target) { return target.isSupported(); });
+  targets.push_back({"wide_plain", [] { return true; }, rastel::pixels::FindKernel_wide_plain});
+  return targets;
+}
+
+RowCount CheckRows(const std::vector<Case>& cases, const std::vector<Target>& targets,
+                   std::uint32_t placements) {
+  const CrashNote note;
+  Runner runner(targets, placements);
+  for (std::size_t i = 0; i < cases.size(); ++i) {
+    runner.Check(i, cases[i]);
+  }
+  return runner.count;
+}
+
+}  // namespace tests
