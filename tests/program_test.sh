@@ -68,6 +68,12 @@ expect 1 'lost: objects, 1 more' call MemoryblockRGBtoPictureKVZ nil 0 4 4 --wit
 expect 1 'bytes: DIFFERENT|result: nil' convert in.ppm out.ppm --verify --fail newPicture@1 --plugin "$plugin"
 expect 2 'nearest is CopyRGBtoMemoryblockKVZ' call CopyRGBtoMemoryblockKV --plugin "$plugin"
 expect 2 'name=value' call CopyRGBtoMemoryblockKVZ ref=nil 2 --plugin "$plugin"
+expect 0 '^buffer +UNTOUCHED +red +green +blue$' show copyxrgbtomemoryblockkvz --plugin "$plugin"
+expect 2 'nearest is CopyXRGBtoMemoryblockKVZ' show CopyXRGBtoMemoryblockKV --plugin "$plugin"
+expect 5 'in.ppm/' docs in.ppm/folder --plugin "$plugin"
+expect 0 'result: true' call CopyRGBtoMemoryblockKVZ picture:in.ppm block:18 0 --out copied.raw --plugin "$plugin"
+expect 1 'nil.raw: not written' call CopyRGBtoMemoryblockKVZ nil block:18 0 --out nil.raw --plugin "$plugin"
+tail -c 18 in.ppm | cmp - copied.raw >&2 || status=1
 
 # Checks: what is good, what is not, and what ends them.
 expect 0 '^1 checks, [1-9][0-9]* cases, .*all good' check registration/2013.04 --junit report.xml --plugin "$plugin"

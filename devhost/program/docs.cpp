@@ -90,9 +90,8 @@ Status RunDocs(const DocsOptions& options) {
   std::error_code ignored;  // a folder that cannot be made is one that cannot be written to
   std::filesystem::create_directories(options.folder, ignored);
   std::ostringstream index;
-  index
-      << "# The methods\n\nWritten by `rastel-host docs` from what the plug-in registers and does; edits are "
-         "lost.\n";
+  index << "# The methods\n\nWritten by `rastel-host docs` from what the plug-in registers and does; edits "
+           "are lost.\n";
   for (const Family& family : Families()) {
     std::vector<Observed> members;
     std::set<std::string> names;

@@ -10,8 +10,7 @@ constexpr Family kFamilies[] = {
      "Makes a picture from a buffer of red, green and blue bytes, or fills a picture with it."},
     {true, 4, Fourth::kAlpha, "argb-to-picture", "Four bytes a pixel to a picture",
      "Makes a picture from a buffer of red, green, blue and alpha bytes, or fills a picture with it. The "
-     "alpha "
-     "is not read: the picture is opaque."},
+     "alpha is not read: the picture is opaque."},
     {true, 1, Fourth::kNone, "gray-to-picture", "Gray to a picture",
      "Makes a picture from gray samples of one byte or more, of which the first is read. Each gray becomes a "
      "colour: the same in all channels, weighted by channel, or looked up in arrays by channel."},
@@ -19,16 +18,13 @@ constexpr Family kFamilies[] = {
      "Copies the rows of a picture to a memory block, as red, green and blue bytes."},
     {false, 4, Fourth::kPadding, "copy-padded", "A picture to four bytes a pixel, one of them left alone",
      "Copies the rows of a picture to a memory block, as red, green and blue bytes beside a fourth one that "
-     "is "
-     "never written: it keeps what the block held."},
+     "is never written: it keeps what the block held."},
     {false, 4, Fourth::kAlpha, "copy-alpha", "A picture to four bytes a pixel, with alpha",
      "Copies the rows of a picture to a memory block, as red, green and blue bytes and an alpha byte: the "
-     "same "
-     "for all pixels, or from a mask picture. The picture's own alpha is not read."},
+     "same for all pixels, or from a mask picture. The picture's own alpha is not read."},
     {false, 1, Fourth::kNone, "copy-channel", "One channel of a picture to bytes at any distance",
      "Copies one channel of the rows of a picture to a memory block, a byte a pixel. The bytes may lie "
-     "apart, "
-     "and what is between them is left alone: three calls build a plane or a layout of your own."},
+     "apart, and what is between them is left alone: three calls build a plane or a layout of your own."},
 };
 
 struct Meaning {
@@ -56,27 +52,23 @@ constexpr Meaning kMeanings[] = {
     {"Green", "integer", "the weight of the **blue** channel, in spite of its name"},
     {"Red", "integer array",
      "the red of each gray: element g, clamped to 0 to 255. 0 where there is no element; elements from 256 "
-     "on are "
-     "not read"},
+     "on are not read"},
     {"Blue", "integer array", "likewise the **green** of each gray, in spite of its name"},
     {"Green", "integer array", "likewise the **blue** of each gray, in spite of its name"},
     {"AlphaValue", "integer",
      "the alpha of all pixels, its low eight bits: 300 is 44, -1 is 255. With LittleEndian, a value below 0 "
-     "or "
-     "above 255 leaves the alpha bytes as they are"},
+     "or above 255 leaves the alpha bytes as they are"},
     {"MaskForAlpha", "picture",
      "its inverted green is the alpha: white is transparent, black opaque. The copy has its size: pixels to "
-     "the "
-     "right of the picture are black, rows below it are the picture's row 0"},
+     "the right of the picture are black, rows below it are the picture's row 0"},
     {"StartLine", "integer",
      "the first row copied, which lands at offset; a row past the picture is its last row"},
     {"EndLine", "integer",
-     "the last row copied; -1, or a row past the picture, is its last row. Nothing is copied, "
-     "and the result is true, if it is above StartLine"},
+     "the last row copied; -1, or a row past the picture, is its last row. If that lies before the first "
+     "row, nothing is copied and the result is true"},
     {"Yield", "integer",
      "how often the host gets control during the copy: 0 never, n at most every n ticks of 1/60 s, -n at "
-     "most "
-     "every n milliseconds"},
+     "most every n milliseconds"},
     {"DestRowBytes", "integer", "bytes from one row in the block to the next; packed rows if that is more"},
 };
 

@@ -59,13 +59,18 @@ void ObserveYields(SampleCall& sample, Observed& observed) {
 }
 
 void ObserveDest(SampleCall& sample, Observed& observed) {
-  if (sample.Has("dest")) {
-    observed.fillsDest = sample.Call().picture.get() == sample.dest.get();
-    const auto small = sample.host.NewPicture(1, 1);
-    sample.Set("dest", small.get());
-    const auto before = BytesOf(*small);
-    const auto result = sample.Call();
-    observed.sparesDest = result.picture && result.picture.get() != small.get() && BytesOf(*small) == before;
+  if (!sample.Has("dest")) {
+    return;
+  }
+  if (sample.Call().picture.get() == sample.dest.get()) {
+    observed.dest = "\nA `dest` that is at least as large as the buffer is filled, and is the result.";
+  }
+  const auto small = sample.host.NewPicture(1, 1);
+  sample.Set("dest", small.get());
+  const auto before = BytesOf(*small);
+  const auto result = sample.Call();
+  if (result.picture && result.picture.get() != small.get() && BytesOf(*small) == before) {
+    observed.dest += " A smaller one is\nleft as it was, and the result is a new picture.";
   }
 }
 

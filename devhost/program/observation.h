@@ -40,12 +40,12 @@ struct ObservedBytes {
 /// One overload of a method.
 struct Observed {
   std::string declaration, name;
-  bool makesPicture = false;                   // from a buffer; else it fills one
-  std::vector<ObservedArgument> arguments;     // with the picture of a method of Picture, "ref"
-  std::vector<ObservedCheck> checks;           // in the order in which they are made
-  std::vector<ObservedBytes> bytes;            // one for each way in which flags move bytes
-  bool fillsDest = false, sparesDest = false;  // a `dest` that is large enough, or too small
-  std::vector<std::pair<int, int>> yields;     // Yield arguments, and how often the host got control
+  bool makesPicture = false;                // from a buffer; else it fills one
+  std::vector<ObservedArgument> arguments;  // with the picture of a method of Picture, "ref"
+  std::vector<ObservedCheck> checks;        // in the order in which they are made
+  std::vector<ObservedBytes> bytes;         // one for each way in which flags move bytes
+  std::string dest;                         // what becomes of a picture given as `dest`
+  std::vector<std::pair<int, int>> yields;  // Yield arguments, and how often the host got control
 };
 
 /// Rows of the picture that `Observed::yields` is about. Each reading of the clock takes a sixtieth of a

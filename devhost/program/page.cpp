@@ -1,7 +1,6 @@
 #include "devhost/program/page.h"
 
 #include <algorithm>
-#include <iomanip>
 #include <set>
 
 #include "devhost/program/families.h"
@@ -64,8 +63,7 @@ void WriteArguments(std::ostream& out, const std::vector<Observed>& overloads) {
 
 void WriteChecks(std::ostream& out, const std::vector<Observed>& overloads) {
   out << "\n## Checks\n\nThe first that fails ends the call, with nothing written. Among those that end it "
-         "alike, the "
-         "order does not show.\n\n";
+         "alike, the order does not show.\n\n";
   std::vector<Shared<std::vector<ObservedCheck>>> all;
   for (std::size_t i = 0; i < overloads.size(); ++i) {
     Share(all, overloads[i].checks, std::to_string(i + 1));
@@ -105,17 +103,13 @@ std::size_t WidestOf(const std::vector<Line>& lines) {
 
 void WriteBytes(std::ostream& out, const std::vector<Observed>& overloads) {
   out << "## Bytes\n\nFirst the bytes at the offsets 0 to 3: of the buffer, counted from `offset`, and of a "
-         "row of "
-         "pictures of each pixel\ntype. Then every byte of ";
+         "row of pictures of each pixel\ntype. Then every byte of ";
   out << (overloads[0].makesPicture
               ? "a picture of type 13 that a buffer of 2 × 2 pixels at offset 2 was\nwritten to: `b6` is "
-                "byte 6 of "
-                "the buffer, `FF` a value, `..` a byte that is **left as it was**.\n\n"
+                "byte 6 of the buffer, `FF` a value, `..` a byte that is **left as it was**.\n\n"
               : "a block that a picture of 2 × 2 pixels was copied to, at offset 2\nand with the rows "
-                "farther "
-                "apart than they are long: `R1` is the red of pixel 1, `M1` the inverted green of "
-                "the\nmask's, "
-                "`AV` AlphaValue, `00` a value, `..` a byte that is **left as it was**.\n\n");
+                "farther apart than they are long: `R1` is the red of pixel 1, `M1` the inverted green of "
+                "the\nmask's, `AV` AlphaValue, `00` a value, `..` a byte that is **left as it was**.\n\n");
   std::vector<Shared<std::pair<std::vector<Line>, std::vector<Line>>>> all;
   for (std::size_t i = 0; i < overloads.size(); ++i) {
     for (const ObservedBytes& bytes : overloads[i].bytes) {
@@ -139,18 +133,17 @@ void WriteResult(std::ostream& out, const std::vector<Observed>& overloads) {
   out << "## Result\n\n";
   if (!overloads[0].makesPicture) {
     out << "`true` if the rows were copied, even if there were none to copy; `false` if a check failed or "
-           "the "
-           "pixels of a\npicture cannot be had. A picture that is neither of pixel type 8, 12 nor 13 is read "
-           "through a copy that the\nhost draws.\n\n";
+           "the pixels of a\npicture cannot be had. A picture that is neither of pixel type 8, 12 nor 13 is "
+           "read through a copy that the\nhost draws.\n\n";
     return;
   }
   out << "The picture, of the host's pixel type; `nil` if a check failed or the host gives no picture.";
-  const auto has = [&](bool Observed::*what) { return std::ranges::any_of(overloads, what); };
-  if (has(&Observed::fillsDest)) {
-    out << " With a `dest`\nthat is at least as large as the buffer, it is `dest`.";
+  std::set<std::string_view> destinations;
+  for (const Observed& overload : overloads) {
+    destinations.insert(overload.dest);
   }
-  if (has(&Observed::sparesDest)) {
-    out << " A smaller `dest` is left as it was, and the result is a\nnew picture.";
+  for (const std::string_view dest : destinations) {
+    out << dest;
   }
   out << "\n\n";
 }
@@ -189,8 +182,7 @@ void WriteLayouts(std::ostream& out, const std::vector<Observed>& overloads) {
     }
   }
   out << "\nFFmpeg names bytes in the order of memory, libyuv little-endian words: its names read the other "
-         "way "
-         "round.\n";
+         "way round.\n";
 }
 
 }  // namespace

@@ -1,7 +1,6 @@
 // What was observed of methods, as text that is good to read on a terminal and as Markdown.
 #pragma once
 
-#include <functional>
 #include <ostream>
 #include <string>
 #include <vector>
