@@ -6,12 +6,11 @@
 #include <chrono>
 #include <cstdlib>
 #include <filesystem>
-#include <iomanip>
 #include <iostream>
-#include <map>
 #include <sstream>
 
 #include "devhost/nearest.h"
+#include "devhost/program/check_report.h"
 #include "devhost/program/child.h"
 #include "devhost/program/failure.h"
 #include "devhost/program/report.h"
@@ -23,20 +22,6 @@ namespace {
 /// Begins the last line of a run that came to its end.
 constexpr std::string_view kCases = "cases ";
 constexpr int kMostFindingsTold = 5;
-
-enum class Verdict { kGood, kFinding, kCrash, kTimeout };
-constexpr const char* kVerdicts[] = {"good", "finding", "crash", "timeout"};
-
-struct Result {
-  const Check* check;
-  Verdict verdict = Verdict::kGood;
-  int cases = 0;
-  double seconds = 0;
-  std::vector<std::string> findings;  // lines of its output
-  std::string repeat;                 // the command that repeats it; empty if it is good
-
-  std::string VerdictText() const { return kVerdicts[static_cast<std::size_t>(verdict)]; }
-};
 
 bool Fits(const Check& check, const HostSettings& host) {
   const bool otherType = check.pixelType && host.pixelType && *check.pixelType != *host.pixelType;
@@ -149,105 +134,6 @@ Result Judge(const Check& check, const ChildEnd& end, const CheckOptions& option
   return result;
 }
 
-void Tell(const Result& result) {
-  if (result.verdict == Verdict::kGood) {
-    SayStep("good " + result.check->name + " (" + std::to_string(result.cases) + " cases)");
-    return;
-  }
-  std::cout << Bad(result.VerdictText()) << ' ' << result.check->name << ": " << result.check->sentence
-            << '\n';
-  for (const std::string& finding : result.findings) {
-    std::cout << "  " << finding << '\n';
-  }
-  std::cout << "  repeat: " << result.repeat << std::endl;
-}
-
-std::string EscapeXml(const std::string& text) {
-  std::string escaped;
-  for (const char letter : text) {
-    const bool isControl = static_cast<unsigned char>(letter) < ' ' && letter != '\n';
-    escaped += letter == '<'   ? "&lt;"
-               : letter == '&' ? "&amp;"
-               : letter == '"' ? "&quot;"
-               : isControl     ? "?"
-                               : std::string(1, letter);
-  }
-  return escaped;
-}
-
-std::string Joined(const std::vector<std::string>& lines) {
-  std::string text;
-  for (const std::string& line : lines) {
-    text += line + "\n";
-  }
-  return text;
-}
-
-std::string JUnit(const std::vector<Result>& results, std::map<Verdict, int>& counts) {
-  std::ostringstream xml;
-  xml << "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<testsuite name=\"rastel-host check\" tests=\""
-      << results.size() << "\" failures=\"" << counts[Verdict::kFinding] << "\" errors=\""
-      << counts[Verdict::kCrash] + counts[Verdict::kTimeout] << "\">\n";
-  for (const Result& result : results) {
-    const std::string& name = result.check->name;
-    xml << "  <testcase classname=\"" << name.substr(0, name.find('/')) << "\" name=\"" << EscapeXml(name)
-        << "\" time=\"" << result.seconds << "\">";
-    if (result.verdict != Verdict::kGood) {
-      const char* element = result.verdict == Verdict::kFinding ? "failure" : "error";
-      xml << "\n    <" << element << " message=\"" << result.VerdictText() << "\">"
-          << EscapeXml(Joined(result.findings) + "repeat: " + result.repeat) << "</" << element << ">\n  ";
-    }
-    xml << "</testcase>\n";
-  }
-  xml << "</testsuite>\n";
-  return xml.str();
-}
-
-void PrintAsJson(const CheckOptions& options, const std::vector<Result>& results,
-                 std::map<Verdict, int>& counts) {
-  Datum::List records;
-  for (const Result& result : results) {
-    records.emplace_back(Datum::Record{{"name", result.check->name},
-                                       {"sentence", result.check->sentence},
-                                       {"verdict", result.VerdictText()},
-                                       {"cases", result.cases},
-                                       {"seconds", result.seconds},
-                                       {"findings", ListOf(result.findings)},
-                                       {"repeat", result.repeat}});
-  }
-  PrintJson("check", {{"seed", static_cast<std::int64_t>(options.seed)},
-                      {"good", counts[Verdict::kGood]},
-                      {"findings", counts[Verdict::kFinding]},
-                      {"crashes", counts[Verdict::kCrash]},
-                      {"timeouts", counts[Verdict::kTimeout]},
-                      {"checks", records}});
-}
-
-void PrintList(const std::vector<Check>& checks, bool json) {
-  Datum::List records;
-  for (const Check& check : checks) {
-    records.emplace_back(Datum::Record{{"name", check.name}, {"sentence", check.sentence}});
-    if (!json) {
-      std::cout << std::left << std::setw(54) << check.name << ' ' << check.sentence << '\n';
-    }
-  }
-  if (json) {
-    PrintJson("check", {{"checks", records}});
-  }
-}
-
-void PrintSummary(const std::vector<Result>& results, std::map<Verdict, int>& counts, double seconds) {
-  int cases = 0;
-  for (const Result& result : results) {
-    cases += result.cases;
-  }
-  const bool allGood = counts[Verdict::kGood] == static_cast<int>(results.size());
-  std::cout << results.size() << " checks, " << cases << " cases, " << std::fixed << std::setprecision(1)
-            << seconds << " s: " << (allGood ? Good("all good") : Bad("NOT good")) << " ("
-            << counts[Verdict::kGood] << " good, " << counts[Verdict::kFinding] << " with findings, "
-            << counts[Verdict::kCrash] << " crashed, " << counts[Verdict::kTimeout] << " timed out)\n";
-}
-
 Status RunInThisProcess(const std::vector<Check>& checks, const CheckOptions& options) {
   Status status = Status::kGood;
   for (const Check& check : checks) {
@@ -282,7 +168,7 @@ std::vector<Check> AllChecks() {
 Status RunCheck(CheckOptions options) {
   const auto checks = Choose(options);
   if (options.list) {
-    PrintList(checks, options.common.json);
+    TellList(checks, options.common.json);
     return Status::kGood;
   }
   options.common.host.plugin = std::filesystem::absolute(PluginPath(options.common.host)).string();
@@ -303,25 +189,20 @@ Status RunCheck(CheckOptions options) {
           progress.Show(++ended, checks.size());
         });
   }
-  std::map<Verdict, int> counts;
-  for (const Result& result : results) {
-    ++counts[result.verdict];
-    if (!options.common.json) {
-      Tell(result);
-    }
-  }
   if (options.common.json) {
-    PrintAsJson(options, results, counts);
+    TellAsJson(options.seed, results);
   } else {
-    PrintSummary(results, counts,
-                 std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count());
+    std::ranges::for_each(results, Tell);
+    TellSummary(results, std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count());
   }
   if (options.junit) {
-    const std::string xml = JUnit(results, counts);
+    const std::string xml = JUnit(results);
     WriteBytes(*options.junit, {xml.begin(), xml.end()});
   }
-  const bool anyEnded = counts[Verdict::kCrash] + counts[Verdict::kTimeout] > 0;
-  return anyEnded ? Status::kCrash : counts[Verdict::kFinding] > 0 ? Status::kFindings : Status::kGood;
+  const bool isBroken = Count(results, Verdict::kCrash) + Count(results, Verdict::kTimeout) > 0;
+  return isBroken                                ? Status::kCrash
+         : Count(results, Verdict::kFinding) > 0 ? Status::kFindings
+                                                 : Status::kGood;
 }
 
 }  // namespace devhost::program

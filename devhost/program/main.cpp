@@ -10,20 +10,12 @@
 
 #include "devhost/nearest.h"
 #include "devhost/program/child.h"
+#include "devhost/program/help.h"
 #include "devhost/program/report.h"
 #include "devhost/program/verbs.h"
 
 namespace devhost::program {
 namespace {
-
-constexpr const char* kStatuses =
-    "Exit status:\n"
-    "  0  good\n"
-    "  1  findings, a host exception, or pictures that differ\n"
-    "  2  usage\n"
-    "  3  the plug-in cannot be loaded\n"
-    "  4  a crash or a time-out\n"
-    "  5  a file that cannot be read or written\n";
 
 /// An option with one value, handed to `take` as text.
 template <typename Take>
@@ -93,20 +85,14 @@ void AddRaw(CLI::App& app, RawForm& raw) {
 using Work = std::function<Status()>;
 
 Work SetUpList(CLI::App& app) {
-  app.footer(
-      "Examples:\n"
-      "  rastel-host list\n"
-      "  rastel-host list --host-version 2012.5 --json\n");
+  app.footer(kListHelp);
   auto options = std::make_shared<Common>();
   AddCommon(app, *options);
   return [options] { return RunList(*options); };
 }
 
 Work SetUpShow(CLI::App& app) {
-  app.footer(
-      "Examples:\n"
-      "  rastel-host show CopyXRGBtoMemoryblockKVZ\n"
-      "  rastel-host show MemoryblockGrayToPictureKVZ --host-version 2007.5\n");
+  app.footer(kShowHelp);
   auto options = std::make_shared<ShowOptions>();
   app.add_option("METHOD", options->method, "The method's name")->required();
   AddHost(app, options->host);
@@ -114,10 +100,7 @@ Work SetUpShow(CLI::App& app) {
 }
 
 Work SetUpDocs(CLI::App& app) {
-  app.footer(
-      "One Markdown page for each family of methods, and README.md that lists them.\n"
-      "Example:\n"
-      "  rastel-host docs docs/methods\n");
+  app.footer(kDocsHelp);
   auto options = std::make_shared<DocsOptions>();
   app.add_option("DIR", options->folder, "The folder to write to")->required();
   AddHost(app, options->host);
@@ -125,22 +108,7 @@ Work SetUpDocs(CLI::App& app) {
 }
 
 Work SetUpCall(CLI::App& app) {
-  app.footer(
-      "Arguments, in the order of the declaration or as name=value: integers, true, false, nil, "
-      "picture:WxH,\n"
-      "picture:FILE, block:BYTES, block:FILE, ptr:BYTES, ptr:FILE, and [1,2,3] for an array of integers. A\n"
-      "method that extends Picture takes the picture first, or as ref=picture:….\n"
-      "picture:WxH holds red x, green y, blue x + y, each modulo 256, and 90 in the fourth byte; "
-      "block:BYTES\n"
-      "and ptr:BYTES hold 0, 1, 2, … modulo 256. The plug-in trusts its caller: it reads and writes past "
-      "the\n"
-      "end of a block that is too small.\n"
-      "Examples:\n"
-      "  rastel-host call MemoryblockRGBtoPictureKVZ block:48 0 4 4\n"
-      "  rastel-host call CopyXRGBtoMemoryblockKVZ ref=picture:4x4 destination=block:64 offset=0\n"
-      "  rastel-host call PtrGrayToPictureKVZ ptr:16 0 4 4 1 [0,300,-7] nil [255]\n"
-      "  rastel-host call CopyARGBtoMemoryblockKVZ nil block:64 0 255 --trace\n"
-      "  rastel-host call MemoryblockRGBtoPictureKVZ block:48 0 4 4 --times 12 --fail newPicture@10\n");
+  app.footer(kCallHelp);
   auto options = std::make_shared<CallOptions>();
   app.add_option("METHOD", options->method, "The method's name, followed by its arguments")->required();
   app.allow_extras();
@@ -157,18 +125,7 @@ Work SetUpCall(CLI::App& app) {
 }
 
 Work SetUpConvert(CLI::App& app) {
-  app.footer(
-      "IN and OUT are pictures if their names end in .png, .ppm (P6) or .pam (P7), and else raw bytes. \"-\" "
-      "is\n"
-      "standard input, raw bytes with --size and else a picture; and standard output, raw bytes. Raw bytes "
-      "are\n"
-      "--offset bytes and rows --stride bytes apart; bytes that nothing is written to are 165.\n"
-      "Layout gray sends (299 red + 587 green + 114 blue + 500) / 1000 and brings back the green channel.\n"
-      "Examples:\n"
-      "  rastel-host convert photo.png copy.png --layout BGRA --alpha 128 --verify\n"
-      "  rastel-host convert photo.png - --layout BGRA --stride 4096 > photo.bgra\n"
-      "  rastel-host convert - back.png --size 600x400 --layout BGRA --stride 4096 < photo.bgra\n"
-      "  rastel-host convert photo.png cut.png --layout ARGB --mask mask.png --pixel-type 12\n");
+  app.footer(kConvertHelp);
   auto options = std::make_shared<ConvertOptions>();
   app.add_option("IN", options->in, "The picture or raw bytes to send through the plug-in")->required();
   app.add_option("OUT", options->out, "Where what came back goes")->required();
@@ -188,10 +145,7 @@ Work SetUpConvert(CLI::App& app) {
 }
 
 Work SetUpCompare(CLI::App& app) {
-  app.footer(
-      "Examples:\n"
-      "  rastel-host compare photo.png copy.png --difference difference.png\n"
-      "  rastel-host compare photo.png photo.bgra --size 600x400 --layout BGRA --stride 4096\n");
+  app.footer(kCompareHelp);
   auto options = std::make_shared<CompareOptions>();
   app.add_option("A", options->a, "A picture or raw bytes")->required();
   app.add_option("B", options->b, "Another one")->required();
@@ -203,16 +157,7 @@ Work SetUpCompare(CLI::App& app) {
 }
 
 Work SetUpCheck(CLI::App& app) {
-  app.footer(
-      "Each check runs in a process of its own, where a crash or a hang is a result. A check that is not "
-      "good is\n"
-      "told with a line that repeats it under a debugger. A GLOB such as 'contract/*RGBA*/13' chooses "
-      "checks.\n"
-      "Examples:\n"
-      "  rastel-host check\n"
-      "  rastel-host check --list\n"
-      "  rastel-host check 'registration/*' 'balance/*' --json\n"
-      "  rastel-host check --host-version 2007.5 --seed 7 --junit report.xml\n");
+  app.footer(kCheckHelp);
   auto options = std::make_shared<CheckOptions>();
   app.add_option("GLOB", options->globs, "The checks to run (all)");
   AddCommon(app, options->common);
@@ -236,13 +181,7 @@ Work SetUpCheck(CLI::App& app) {
 }
 
 Work SetUpBench(CLI::App& app) {
-  app.footer(
-      "Pictures of 1024 x 512 pixels. A bar is the share of what a copy of the buffer's bytes reaches in the "
-      "same\n"
-      "run. Calls are not traced meanwhile, so --fail and --throw have no effect.\n"
-      "Examples:\n"
-      "  rastel-host bench\n"
-      "  rastel-host bench --pixel-type 12 --json\n");
+  app.footer(kBenchHelp);
   auto options = std::make_shared<Common>();
   AddCommon(app, *options);
   return [options] { return RunBench(*options); };
@@ -308,14 +247,14 @@ void CheckWords(const CLI::App& app, const std::vector<std::string>& words) {
 
 int Run(int argc, char** argv) {
   CLI::App app("Loads the plug-in Rastel into a development host and puts it to work.", "rastel-host");
-  app.footer(std::string("rastel-host VERB --help tells more of a verb.\n\n") + kStatuses);
+  app.footer(std::string("rastel-host VERB --help tells more of a verb.\n\n") + kStatusHelp);
   app.set_version_flag("--version", "rastel-host " RASTEL_VERSION);
   app.require_subcommand(1);
   std::vector<std::pair<CLI::App*, Work>> works;
   for (const Verb& verb : kVerbs) {
     CLI::App* parser = app.add_subcommand(verb.name, verb.sentence);
     works.emplace_back(parser, verb.setUp(*parser));
-    parser->footer(parser->get_footer() + kStatuses);
+    parser->footer(parser->get_footer() + kStatusHelp);
     parser->add_flag_callback(
         "-q,--quiet", [] { SetTalk(-1); }, "Say nothing on standard error but errors");
     parser->add_flag_callback(
