@@ -14,9 +14,9 @@ struct MemoryShape {
   bool guarded;     // each row ends right before a page without access, as far as kGuardedRows goes
 };
 
-/// Rows of bytes, zero at first. The bytes around them hold a fixed value, so that a stray write shows; in builds
-/// with the address sanitizer those of small memory without guards cannot be read either, as far as its grain of
-/// eight bytes goes.
+/// Rows of bytes, zero at first. The bytes around them hold a fixed value, so that a stray write shows; in
+/// builds with the address sanitizer those of small memory without guards cannot be read either, as far as
+/// its grain of eight bytes goes.
 class Memory {
  public:
   /// The system maps a limited number of areas: in taller memory only this many rows at either end are

@@ -87,8 +87,8 @@ struct Buffer {
 
   /// The bytes of a block that ends right behind the last byte that may be read.
   std::int64_t BlockSize() const {
-    const std::int64_t last = std::max({Position(0, 0), Position(width - 1, 0), Position(0, height - 1),
-                                        Position(width - 1, height - 1)});
+    const std::int64_t last = std::max(
+        {Position(0, 0), Position(width - 1, 0), Position(0, height - 1), Position(width - 1, height - 1)});
     return last + static_cast<std::int64_t>(layout.size());
   }
 
@@ -140,7 +140,8 @@ inline Lines LinesOf(std::int64_t startLine, std::int64_t endLine, std::int64_t 
   return {startLine < height ? startLine : height - 1, std::min(last, height - 1)};
 }
 
-/// Writes a buffer into the top-left corner of the rows of a picture of `pictureWidth` pixels, one behind the other.
+/// Writes a buffer into the top-left corner of the rows of a picture of `pictureWidth` pixels, one behind the
+/// other.
 inline void Write(const Buffer& buffer, const std::uint8_t* block, int pixelType, std::int64_t pictureWidth,
                   std::vector<std::uint8_t>& picture) {
   for (std::int64_t y = 0; y < buffer.height; ++y) {
@@ -179,7 +180,8 @@ struct BlockCopy {
 
 /// Does a copy. `colourAt` and `maskAt` give what the picture and the mask show at (x, y).
 template <typename ColourAt, typename MaskAt>
-void Write(const BlockCopy& copy, const ColourAt& colourAt, const MaskAt& maskAt, std::vector<std::uint8_t>& block) {
+void Write(const BlockCopy& copy, const ColourAt& colourAt, const MaskAt& maskAt,
+           std::vector<std::uint8_t>& block) {
   for (std::int64_t y = copy.lines.first; y <= copy.lines.last; ++y) {
     for (std::int64_t x = 0; x < copy.width; ++x) {
       const std::int64_t position = copy.Position(x, y - copy.lines.first);

@@ -104,7 +104,9 @@ class ToBuffer : public testing::TestWithParam<std::tuple<HostCase, std::size_t>
 
   /// What has to be in the block after the copy.
   void WriteExpected(const Copy& copy, const Pictures& pictures, Bytes& block) const {
-    const auto colourAt = [&](std::int64_t x, std::int64_t y) { return SourceColour(*pictures.source, x, y); };
+    const auto colourAt = [&](std::int64_t x, std::int64_t y) {
+      return SourceColour(*pictures.source, x, y);
+    };
     const auto maskAt = [&](std::int64_t x, std::int64_t y) {
       return HasMask() ? SourceColour(*pictures.mask, x, y) : oracle::Colour{};
     };

@@ -75,7 +75,8 @@ bool PictureEditor::Open(REALpictureStruct* picture, bool allowCopy, bool forWri
 }
 
 PictureEditor::Outcome PictureEditor::OpenNative(REALpictureStruct* picture, bool isOpaqueCopy) {
-  // A host that does not describe this picture must not be taken to have done so: not by what an earlier one left.
+  // A host that does not describe this picture must not be taken to have done so: not by what an earlier one
+  // left.
   PictureDescription = {};
   REALLockPictureDescriptionWithNativeType(picture, &PictureDescription);
   if (PictureDescription.type == kLegacyWorldDescription) {

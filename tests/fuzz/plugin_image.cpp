@@ -13,7 +13,8 @@ namespace tests {
 namespace {
 
 /// Under the address sanitizer a variable's last bytes may be guarded, so this is no memcpy.
-__attribute__((no_sanitize("address"))) void CopyBytes(const std::uint8_t* from, std::uint8_t* to, std::size_t count) {
+__attribute__((no_sanitize("address"))) void CopyBytes(const std::uint8_t* from, std::uint8_t* to,
+                                                       std::size_t count) {
   for (std::size_t i = 0; i < count; ++i) {
     static_cast<volatile std::uint8_t*>(to)[i] = static_cast<const volatile std::uint8_t*>(from)[i];
   }
@@ -42,7 +43,8 @@ class ElfFile {
     std::vector<std::span<std::uint8_t>> variables;
     for (std::size_t i = 0; i < header_.e_shnum; ++i) {
       const auto symbols = Section(i);
-      for (std::size_t j = 0; symbols.sh_type == SHT_SYMTAB && j < symbols.sh_size / symbols.sh_entsize; ++j) {
+      for (std::size_t j = 0; symbols.sh_type == SHT_SYMTAB && j < symbols.sh_size / symbols.sh_entsize;
+           ++j) {
         const auto symbol = ReadAt<ElfW(Sym)>(bytes_, symbols.sh_offset + j * symbols.sh_entsize);
         if (IsVariable(symbol, Section(symbols.sh_link))) {
           // NOLINTNEXTLINE(performance-no-int-to-ptr): that is how the loader tells it
@@ -58,7 +60,7 @@ class ElfFile {
     return ReadAt<ElfW(Shdr)>(bytes_, header_.e_shoff + index * header_.e_shentsize);
   }
 
-  bool IsVariable(const ElfW(Sym)& symbol, const ElfW(Shdr)& names) const {
+  bool IsVariable(const ElfW(Sym) & symbol, const ElfW(Shdr) & names) const {
     if (ELF64_ST_TYPE(symbol.st_info) != STT_OBJECT || symbol.st_shndx >= header_.e_shnum) {
       return false;
     }

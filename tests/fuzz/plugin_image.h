@@ -10,13 +10,14 @@
 
 namespace tests {
 
-/// A loaded plug-in whose variables can be saved and restored. What it allocated is neither: it may only be put back
-/// to states whose allocations still exist.
+/// A loaded plug-in whose variables can be saved and restored. What it allocated is neither: it may only be
+/// put back to states whose allocations still exist.
 class PluginImage {
  public:
   using State = std::vector<std::uint8_t>;
 
-  /// Loads the file, which stays in memory for the life of the process. Throws std::runtime_error if that fails.
+  /// Loads the file, which stays in memory for the life of the process. Throws std::runtime_error if that
+  /// fails.
   explicit PluginImage(const std::string& path);
 
   /// Calls REALPluginMain.

@@ -1,5 +1,6 @@
-// Runs scenarios once: those of a corpus, a file with one input in hexadecimal digits on each line, or those told by
-// the arguments in the same way. Each is printed first, so that the last one printed is the one that failed.
+// Runs scenarios once: those of a corpus, a file with one input in hexadecimal digits on each line, or those
+// told by the arguments in the same way. Each is printed first, so that the last one printed is the one that
+// failed.
 //   rastel_replay [--sabotage NAME] CORPUS | INPUT…
 #include <charconv>
 #include <fstream>
@@ -46,7 +47,8 @@ int Replay(tests::ScenarioRunner& runner, const std::vector<std::string>& inputs
       runner.Run(scenario);
     } catch (const tests::ScenarioFailure& failure) {
       ++failures;
-      std::cerr << failure.what() << "\n" << scenario << "\nRepeat: " << RASTEL_REPLAY << " " << digits << std::endl;
+      std::cerr << failure.what() << "\n"
+                << scenario << "\nRepeat: " << RASTEL_REPLAY << " " << digits << std::endl;
     }
   }
   return failures;

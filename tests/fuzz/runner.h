@@ -2,21 +2,16 @@
 #pragma once
 
 #include <map>
-#include <memory>
-#include <stdexcept>
+#include <optional>
 #include <string>
 #include <vector>
 
+#include "fuzz/call_run.h"
 #include "fuzz/plugin_image.h"
 #include "fuzz/scenario.h"
 #include "methods.h"
 
 namespace tests {
-
-/// What a scenario should not have done.
-struct ScenarioFailure : std::runtime_error {
-  using std::runtime_error::runtime_error;
-};
 
 class ScenarioRunner {
  public:
@@ -26,9 +21,9 @@ class ScenarioRunner {
   /// Throws ScenarioFailure.
   void Run(const Scenario& scenario);
 
-  /// Something that the plug-in is made to seem to do wrong, which has to be found: "over" and "under" write a byte
-  /// beside the block, "channel" changes a byte of it or of the picture that was made, "kept-lock" and "double-unlock"
-  /// are about picture descriptions. Empty: nothing.
+  /// Something that the plug-in is made to seem to do wrong, which has to be found: "over" and "under" write
+  /// a byte beside the block, "channel" changes a byte of it or of the picture that was made, "kept-lock" and
+  /// "double-unlock" are about picture descriptions. Empty: nothing.
   std::string sabotage;
 
  private:

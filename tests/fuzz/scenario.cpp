@@ -15,7 +15,8 @@ using devhost::PixelFormat;
 constexpr std::int32_t kLowest = std::numeric_limits<std::int32_t>::min();
 constexpr std::int32_t kHighest = std::numeric_limits<std::int32_t>::max();
 
-constexpr double kVersions[] = {2013.04, 2007.5, 2009.0, 2010.029, 2012.0, 2013.0, 2013.03, 2016.0, 2999.9, 3000.0};
+constexpr double kVersions[] = {2013.04, 2007.5,  2009.0, 2010.029, 2012.0,
+                                2013.0,  2013.03, 2016.0, 2999.9,   3000.0};
 
 constexpr const char* kDrawPicture =
     "DrawPicture(Image as Picture, x as Integer, y as Integer, w as Integer, h as Integer, "
@@ -97,7 +98,8 @@ class Reader {
   std::span<const std::uint8_t> bytes_;
 };
 
-/// Sizes from these bytes on are large. They are bytes that fuzzers have no liking for, since such pictures take time.
+/// Sizes from these bytes on are large. They are bytes that fuzzers have no liking for, since such pictures
+/// take time.
 constexpr std::uint8_t kWideFrom = 0xB1;
 constexpr std::uint8_t kTallFrom = 0xE9;
 
@@ -149,7 +151,9 @@ CallSpec DecodeCall(Reader& reader) {
   }
   call.alphaValue = reader.Number();
   call.weights = {reader.Number(), reader.Number(), reader.Number()};
-  call.palette.resize(isLong ? std::size_t{reader.Byte()} + reader.Byte() % 4 * 16U : 3);
+  if (AllMethods()[call.method].Has("Red()")) {
+    call.palette.resize(isLong ? std::size_t{reader.Byte()} + reader.Byte() % 4 * 16U : 3);
+  }
   for (std::size_t i = 0; i < call.palette.size(); ++i) {
     call.palette[i] = call.weights[i % 3] + static_cast<std::int32_t>(i % 7);
   }
@@ -182,7 +186,8 @@ Scenario Decode(std::span<const std::uint8_t> bytes) {
   Reader reader(bytes);
   Scenario scenario{};
   const std::uint8_t host = reader.Byte();
-  scenario.options.kind = std::to_array({Kind::kDesktop, Kind::kConsole, Kind::kWeb, Kind::kUnknown})[host % 4];
+  scenario.options.kind =
+      std::to_array({Kind::kDesktop, Kind::kConsole, Kind::kWeb, Kind::kUnknown})[host % 4];
   const bool isDesktop = scenario.options.kind == Kind::kDesktop;
   scenario.options.pixelType = !isDesktop ? 8 : (host & 4) != 0 ? 12 : 13;
   scenario.options.version = reader.Pick(kVersions);
@@ -197,8 +202,8 @@ Scenario Decode(std::span<const std::uint8_t> bytes) {
     scenario.fault.lasts = (troubles & 8) != 0;
     scenario.fault.number = reader.Byte();
   }
-  const int calls = troubles % 4 + 1;
-  for (int i = 0; i < calls; ++i) {
+  constexpr int kCalls[] = {1, 1, 2, 4};
+  for (int i = 0; i < kCalls[troubles % 4]; ++i) {
     scenario.calls.push_back(DecodeCall(reader));
   }
   return scenario;

@@ -22,14 +22,25 @@ struct PictureSpec {
 };
 
 /// The argument of a call that is not in order, if it has it.
-enum class Bad { kNothing, kNilPicture, kNilBlock, kNilMask, kOffset, kWidth, kHeight, kStartLine, kEndLine, kStride };
+enum class Bad {
+  kNothing,
+  kNilPicture,
+  kNilBlock,
+  kNilMask,
+  kOffset,
+  kWidth,
+  kHeight,
+  kStartLine,
+  kEndLine,
+  kStride
+};
 
 /// One call. What its method does not have does not count.
 struct CallSpec {
-  std::size_t method;  // in AllMethods()
+  std::size_t method;   // in AllMethods()
   PictureSpec picture;  // the one that is read; its size is that of the buffer, too
-  bool isMasked;       // it has a mask of its own
-  PictureSpec alpha;   // the mask that is passed
+  bool isMasked;        // it has a mask of its own
+  PictureSpec alpha;    // the mask that is passed
   std::optional<PictureSpec> dest;
   std::int32_t destType;  // what the host says of its kind
   std::int32_t offset, pixelBytes;
