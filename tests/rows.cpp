@@ -134,8 +134,8 @@ void PlacementOf(std::uint32_t number, std::uint64_t salt, Placement& source, Pl
     return;
   }
   const std::uint32_t bits = (number * 0x9E3779B1U + static_cast<std::uint32_t>(salt)) & 0x3FFFF;
-  source = {(bits >> 16 & 1) != 0, bits >> 10 & 63, stride(bits)};
-  destination = {(bits >> 17 & 1) != 0, bits >> 4 & 63, stride(bits >> 2)};
+  source = {(bits >> 16 & 1) != 0, static_cast<std::ptrdiff_t>(bits >> 10 & 63), stride(bits)};
+  destination = {(bits >> 17 & 1) != 0, static_cast<std::ptrdiff_t>(bits >> 4 & 63), stride(bits >> 2)};
 }
 
 /// Bytes from the first pixel's first byte to the last one's last.
