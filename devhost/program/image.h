@@ -45,8 +45,8 @@ struct Image {
 /// True if `path` names a picture: .png, .ppm or .pam, in either case. Other names mean raw bytes.
 bool IsPictureName(const std::string& path);
 
-/// The whole file, or standard input if `path` is "-". Throws Failure (kFile) if it cannot be read or is longer
-/// than kMostBytes.
+/// The whole file, or standard input if `path` is "-". Throws Failure (kFile) if it cannot be read or is
+/// longer than kMostBytes.
 std::vector<std::uint8_t> ReadBytes(const std::string& path);
 
 /// Writes to standard output if `path` is "-", and else writes the whole file or leaves no trace of it: a
@@ -54,7 +54,8 @@ std::vector<std::uint8_t> ReadBytes(const std::string& path);
 void WriteBytes(const std::string& path, const std::vector<std::uint8_t>& bytes);
 
 /// Reads a picture (PNG, P6, P7), in the format that its first bytes tell; pixels without an alpha get 255.
-/// Throws Failure (kFile) if the file cannot be read, is no such picture, or is larger than CheckImageSize allows.
+/// Throws Failure (kFile) if the file cannot be read, is no such picture, or is larger than CheckImageSize
+/// allows.
 Image ReadImage(const std::string& path);
 
 /// Writes a picture in the format that its name tells; .ppm drops the alpha.
