@@ -23,9 +23,7 @@ function(rastel_add_kernel library name lane lanes flags)
     RASTEL_TARGET=${name} RASTEL_LANE=${lane} RASTEL_LANES=${lanes})
   separate_arguments(options UNIX_COMMAND "${flags}")
   # Vectors wider than the registers are passed between internal functions only.
-  target_compile_options(rastel_kernel_${name} PRIVATE ${options} -Wno-psabi
-    # What arrays of vectors are indexed with must be constants, or they lie in memory.
-    "$<$<CXX_COMPILER_ID:GNU>:SHELL:--param max-completely-peeled-insns=2000 --param max-completely-peel-times=32>")
+  target_compile_options(rastel_kernel_${name} PRIVATE ${options} -Wno-psabi)
   target_link_libraries(rastel_kernel_${name} PRIVATE rastel_plugin_flags)
   target_sources(${library} INTERFACE $<TARGET_OBJECTS:rastel_kernel_${name}>)
 endfunction()
