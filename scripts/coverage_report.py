@@ -82,7 +82,8 @@ def read_reasons(path):
     reasons = {}
     for text in open(path):
         if text.strip() and not text.startswith("#"):
-            file, what, source, reason = (part.strip() for part in text.split(" | ", 3))
+            file, what, rest = text.strip().split(" | ", 2)
+            source, reason = rest.rsplit(" | ", 1)
             reasons[file, what, source] = reason
     return reasons
 
