@@ -69,6 +69,8 @@ TEST(Fallbacks, AnEmptyBandNeedsNoAddress) {
   EXPECT_TRUE(copy(2, 1));
   EXPECT_EQ(0, CountCalls(host, "REALYieldToRB"));
   EXPECT_EQ(2, CountCalls(host, "memoryBlockGetSize"));
+  const auto none = host.NewPicture(0, 3);
+  EXPECT_TRUE(host.Call("CopyRGBtoMemoryblockKVZ", {none.get(), block.get(), kZero}).boolean);
 }
 
 TEST(Fallbacks, UnsupportedDepthsAreNotWritten) {

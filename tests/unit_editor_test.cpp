@@ -1,6 +1,8 @@
 // What the editors of pictures do that no method shows.
 #include <memory>
+#include <utility>
 
+#include "picture/description.h"
 #include "picture/editor.h"
 #include "picture/opaque_copy.h"
 #include "unit_host.h"
@@ -146,6 +148,59 @@ TEST_F(Editor, CopiesNothingOfNoSize) {
   EXPECT_EQ(nullptr, rastel::DuplicatePictureWithoutMaskOrAlpha(picture.get(), 0, 2));
   EXPECT_EQ(nullptr, rastel::DuplicatePictureWithoutMaskOrAlpha(picture.get(), 3, -1));
   EXPECT_TRUE(host.trace.empty());
+}
+
+TEST(OpaqueCopies, CopyBitmapsOfTheSameSizeWithoutGraphics) {
+  LinkedHost host(kConsole.Options());
+  host.onEntry = [](std::string_view entry) {
+    return entry == "pluginPictureGraphicsGetter" ? devhost::Reaction::kFail : devhost::Reaction::kAct;
+  };
+  const auto picture = host.NewPicture(5, 4);
+  FillWithNoise(*picture, 1);
+  for (const auto& [width, height] : {std::pair{5, 4}, std::pair{4, 4}, std::pair{5, 3}}) {
+    const devhost::Ref<REALpictureStruct> copy(
+        rastel::DuplicatePictureWithoutMaskOrAlpha(picture.get(), width, height));
+    ASSERT_NE(nullptr, copy.get());
+    const bool isWhole = width == 5 && height == 4;
+    EXPECT_EQ(isWhole ? picture->At(3, 2).red : 0, copy->At(3, 2).red) << width << " x " << height;
+  }
+}
+
+TEST(Descriptions, AreOfUsableBitmapsOnly) {
+  std::uint8_t* rows[] = {nullptr};
+  const auto record = std::make_unique<BitmapRecord>();
+  record->rowTable = rows;
+  REALpictureDescription description{.type = kBitmapDescription, .data = record.get()};
+  EXPECT_EQ(record.get(), rastel::BitmapOf(description));
+  record->word0 = 1;
+  EXPECT_EQ(nullptr, rastel::BitmapOf(description));
+  record->word0 = 0;
+  description.type = kLegacyWorldDescription;
+  EXPECT_EQ(nullptr, rastel::BitmapOf(description));
+}
+
+TEST(RowRuns, AreTablesWhereRowsAreNotEquallySpaced) {
+  std::uint8_t memory[40];
+  std::uint8_t* table[] = {memory, memory + 8, memory + 16, memory + 24, memory + 30, memory + 22};
+  PictureReader reader;
+  reader.PixelType = 8;
+  reader.RowTable = table;
+  reader.Height = 6;
+  struct Run {
+    std::int32_t first, most, count;
+    bool isTable;
+  };
+  for (const Run& run : {Run{0, 4, 4, false}, Run{0, 5, 5, true}, Run{3, 2, 2, false}, Run{2, 9, 4, true},
+                         Run{5, 9, 1, false}}) {
+    reader.RowIndex = 0;
+    reader.SkipRows(run.first);
+    const auto [starts, count] = reader.PeekRows(run.most);
+    EXPECT_EQ(run.count, count);
+    EXPECT_EQ(run.isTable, starts.table != nullptr);
+    for (std::int32_t row = 0; row < count; ++row) {
+      EXPECT_EQ(table[run.first + row], starts[row]) << run.first << " + " << row;
+    }
+  }
 }
 
 }  // namespace

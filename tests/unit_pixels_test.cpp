@@ -119,38 +119,82 @@ INSTANTIATE_TEST_SUITE_P(, Saboteurs,
 
 class Targets : public testing::TestWithParam<Target> {};
 
-/// What `converter` makes of `rows` row by row, against what it makes of them at once.
-void ExpectRowsAsOneByOne(const Converter& converter, Rows rows, Bytes& destination, std::ptrdiff_t first) {
+/// `count` places, as entries of a table that lie a few bytes before them.
+template <typename Byte>
+struct Tabled {
+  Tabled(const rastel::pixels::Places<Byte>& same, std::ptrdiff_t count) {
+    for (std::ptrdiff_t i = 0; i < count; ++i) {
+      starts.push_back(rastel::pixels::At(same[i], -kOffset, 1));
+    }
+    places = {.table = starts.data(), .offset = kOffset};
+  }
+
+  static constexpr std::ptrdiff_t kOffset = 5;
+  std::vector<Byte*> starts;
+  rastel::pixels::Places<Byte> places;
+};
+
+/// What `converter` makes of `rows` row by row, against what it makes of them at once: equally spaced, and
+/// found through tables. The rows written may not overlap in a table.
+void ExpectRowsAsOneByOne(const Converter& converter, Rows rows, Bytes& destination, std::ptrdiff_t first,
+                          bool mayOverlap = false) {
   Bytes atOnce = destination;
+  Bytes throughTables = destination;
+  rows.destination.first = destination.data() + first;
   for (std::ptrdiff_t y = 0; y < rows.count; ++y) {
-    Rows row = rows;
-    row.destination.first = destination.data() + first + y * rows.destination.step;
-    row.source.first = rows.source[y];
-    row.count = 1;
-    converter.Convert(row);
+    converter.Convert({.destination = {rows.destination[y]},
+                       .source = {rows.source[y]},
+                       .mask = {rows.mask[y]},
+                       .width = rows.width,
+                       .count = 1});
   }
   rows.destination.first = atOnce.data() + first;
   converter.Convert(rows);
   EXPECT_TRUE(SameBytes(destination, atOnce));
+  rows.destination.first = throughTables.data() + first;
+  const Tabled to(rows.destination, rows.count);
+  const Tabled from(rows.source, rows.count);
+  const Tabled mask(rows.mask, rows.count);
+  rows.destination = mayOverlap ? rows.destination : to.places;
+  rows.source = from.places;
+  rows.mask = mask.places;
+  converter.Convert(rows);
+  EXPECT_TRUE(SameBytes(destination, throughTables)) << "through tables";
 }
 
+/// Noise for `rows` packed rows of `width` pixels.
+Bytes NoiseFor(const NamedLayout& layout, std::ptrdiff_t width, std::ptrdiff_t rows) {
+  Bytes bytes(static_cast<std::size_t>(width * rows * layout.Length()));
+  std::generate(bytes.begin(), bytes.end(), [seed = std::uint64_t{1}]() mutable { return Noise(seed++); });
+  return bytes;
+}
+
+constexpr auto kKept = rastel::pixels::Rest::kKept;
+constexpr auto kFromMask = rastel::pixels::Rest::kFromMask;
+
 TEST_P(Targets, ConvertRowsWithStepsOfAnySizeAndSign) {
-  Bytes source(9000);
-  std::generate(source.begin(), source.end(), [seed = std::uint64_t{5}]() mutable { return Noise(seed++); });
+  const Bytes source = NoiseFor(kGray, 9000, 1);
+  const Bytes maskBytes = NoiseFor(kColours[0], 150, 5);
   for (const Case& test :
        {Case{.from = kColours[2], .to = kColours[0]}, Case{.from = kGray, .to = kColours[4]},
         Case{.from = kColours[2], .to = kChannels[1], .toStep = 4},
         Case{.from = kColours[0], .to = kChannels[0], .toStep = -3},
-        Case{.from = kGray, .to = kColours[5], .fromStep = 4}}) {
+        Case{.from = kGray, .to = kColours[5], .fromStep = 4},
+        Case{.from = kColours[5], .to = kColours[3], .mask = kColours[0], .rest = kFromMask},
+        Case{.from = kGray, .to = kColours[4], .mask = kColours[0], .rest = kFromMask, .fromStep = 4}}) {
     for (const std::ptrdiff_t width : {1, 16, 37, 64, 130}) {
       const std::ptrdiff_t packed = width * std::abs(test.toStep);
       for (const std::ptrdiff_t step : {packed, packed + 3, width, -packed - 1, std::ptrdiff_t{0}}) {
-        Bytes destination(9000, 0xEE);
-        const Rows rows{.destination = {.step = step},
-                        .source = {source.data() + 4000, -width * test.fromStep},
-                        .width = width,
-                        .count = 5};
-        ExpectRowsAsOneByOne(Converter(test.Made(), GetParam().find), rows, destination, 4500);
+        for (const std::ptrdiff_t maskStep : {width * 3, width * 3 + 1}) {
+          Bytes destination(9000, 0xEE);
+          const Rows rows{.destination = {.step = step},
+                          .source = {source.data() + 4000, -width * test.fromStep},
+                          .mask = {maskBytes.data(), maskStep},
+                          .width = width,
+                          .count = 5};
+          ExpectRowsAsOneByOne(Converter(test.Made(), GetParam().find), rows, destination, 4500,
+                               std::abs(step) < packed);
+        }
       }
     }
   }
@@ -179,21 +223,51 @@ TEST_P(Targets, ConvertInPlaceWherePixelsHaveTheSameSize) {
 }
 
 TEST_P(Targets, ConvertLargePicturesPastTheCaches) {
-  // Enough bytes to bypass the caches, in rows whose starts are not aligned.
-  constexpr std::ptrdiff_t kWidth = 4099;
-  constexpr std::ptrdiff_t kRows = 2400;
-  for (const auto& [from, to] : {std::pair{kColours[4], kColours[2]}, std::pair{kColours[2], kColours[0]}}) {
-    Bytes source(static_cast<std::size_t>(kWidth * kRows * from.Length()));
-    std::generate(source.begin(), source.end(),
-                  [seed = std::uint64_t{1}]() mutable { return Noise(seed++); });
-    const std::ptrdiff_t toStep = kWidth * to.Length() + 5;
-    Bytes destination(static_cast<std::size_t>(toStep * kRows), 0xEE);
-    const Converter converter(Case{.from = from, .to = to}.Made(), GetParam().find);
+  // Enough bytes to bypass the caches, in rows whose starts are not aligned, and in rows that are too short.
+  constexpr std::ptrdiff_t kMostPixels = 9'840'000;
+  for (const auto& [test, width] :
+       {std::pair{Case{.from = kColours[4], .to = kColours[2]}, 4099},
+        std::pair{Case{.from = kColours[2], .to = kColours[0]}, 4099},
+        std::pair{Case{.from = kColours[2], .to = kColours[5]}, 20},
+        std::pair{Case{.from = kColours[2], .to = kColours[4], .rest = kKept}, 4099},
+        std::pair{Case{.from = kColours[2], .to = kColours[4], .mask = kColours[0], .rest = kFromMask},
+                  4099}}) {
+    SCOPED_TRACE(test.Text());
+    const std::ptrdiff_t count = kMostPixels / width;
+    const Bytes source = NoiseFor(test.from, width, count);
+    const std::ptrdiff_t toStep = width * test.to.Length() + 5;
+    Bytes destination(static_cast<std::size_t>(toStep * count), 0xEE);
     const Rows rows{.destination = {.step = toStep},
-                    .source = {source.data(), kWidth * from.Length()},
-                    .width = kWidth,
-                    .count = kRows};
-    ExpectRowsAsOneByOne(converter, rows, destination, 0);
+                    .source = {source.data(), width * test.from.Length()},
+                    .mask = {source.data(), width * test.mask.Length()},
+                    .width = width,
+                    .count = count};
+    ExpectRowsAsOneByOne(Converter(test.Made(), GetParam().find), rows, destination, 0);
+  }
+}
+
+TEST_P(Targets, ConvertLargePicturesInPlace) {
+  constexpr std::ptrdiff_t kWidth = 4096;
+  constexpr std::ptrdiff_t kRows = 2400;
+  Bytes pixels = NoiseFor(kColours[4], kWidth, kRows);
+  Bytes destination(pixels.size());
+  const Converter converter(Case{.from = kColours[4], .to = kColours[2]}.Made(), GetParam().find);
+  for (std::uint8_t* to : {destination.data(), pixels.data()}) {
+    converter.Convert({.destination = {to, kWidth * 4},
+                       .source = {pixels.data(), kWidth * 4},
+                       .width = kWidth,
+                       .count = kRows});
+  }
+  EXPECT_TRUE(SameBytes(destination, pixels));
+}
+
+TEST_P(Targets, HaveNoKernelFromOneChannelAloneOrToGray) {
+  for (const auto& [from, to] : {std::pair{kChannels[0], kColours[0]}, std::pair{kColours[0], kGray}}) {
+    Plan plan{.run = [](const Plan&, const Rows&, bool) {}};
+    GetParam().find({from.layout, to.layout, rastel::pixels::Rest::kFill, kColours[0].layout,
+                     rastel::pixels::Stage::kNone},
+                    plan);
+    EXPECT_EQ(nullptr, plan.run) << from.letters << " to " << to.letters;
   }
 }
 
