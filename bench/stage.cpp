@@ -193,8 +193,7 @@ void Stage::AddContestants() {
     }
   }
   if (one_.size->withKernels) {
-    contestants_.push_back(
-        {Role::kKernel, "moves alone", [this] { MoveAlone(conversion_, rows_); }, false});
+    contestants_.push_back({Role::kKernel, "moves alone", [this] { MoveAlone(conversion_, rows_); }, false});
   }
   contestants_.push_back({Role::kLimit, "limit", [this] { CopyHalfTheTraffic(); }, false});
   for (Contestant& contestant : contestants_) {
