@@ -15,8 +15,8 @@ namespace {
 using Wide = Geometry<RASTEL_LANE, RASTEL_LANES>;
 // For rows shorter than a wide block. With masked accesses there is no need of it there; it serves instead
 // where accesses of 64 bytes that cross cache lines cost most. Of memcpy, 4 -> 3 past the caches reached 0.86
-// at 4096 x 4096 with them and 1.33 with 32 bytes; four bytes with kept ones 0.79 and 0.99, at 640 x 480 0.80
-// and 0.90.
+// at 4096 x 4096 with them and 1.33 with 32 bytes; at 640 x 480 in rows with gaps, 4 -> 4 reached 0.89 and
+// 0.97, 4 -> 3 0.66 and 0.71, four bytes with kept ones 0.80 and 0.91.
 using Narrow = Geometry<16, kHasMaskedAccess<Wide::V> ? 2 : 1>;
 
 /// Makes one block of `To`-byte pixels after another.
@@ -181,6 +181,14 @@ class RowConverter {
   Blocks blocks_;
 };
 
+template <class G, template <class, int> class S, int From, int To, Rest rest, int MaskBytes>
+void RunIn(const Plan& plan, int geometry, const Rows& rows, bool stream) {
+  RowConverter<G, S<G, From>, To, rest, MaskBytes>(plan, geometry).Convert(rows, stream);
+  if (stream) {
+    FinishStreams();
+  }
+}
+
 template <template <class, int> class S, int From, int To, Rest rest, int MaskBytes>
 void Run(const Plan& plan, const Rows& rows, bool stream) {
   // Lanes in registers that are arranged into three bytes each are put together through memory where a vector
@@ -189,21 +197,15 @@ void Run(const Plan& plan, const Rows& rows, bool stream) {
   using G = std::conditional_t<kIsWide, Wide, Narrow>;
   if constexpr (!kHasMaskedAccess<typename G::V> && !std::is_same_v<G, Narrow>) {
     if (rows.width < G::kWidth) {
-      RowConverter<Narrow, S<Narrow, From>, To, rest, MaskBytes>(plan, 1).Convert(rows, false);
-      return;
+      return RunIn<Narrow, S, From, To, rest, MaskBytes>(plan, 1, rows, false);
     }
   }
   if constexpr (kHasMaskedAccess<typename G::V> && !S<G, From>::kInRegisters) {
-    if (stream || (rest == Rest::kKept && From == 4 && rows.width >= 2 * G::kWidth)) {
-      RowConverter<Narrow, S<Narrow, From>, To, rest, MaskBytes>(plan, 1).Convert(rows, stream);
-      FinishStreams();
-      return;
+    if (stream || (From == 4 && To >= 3 && rows.width >= 2 * G::kWidth)) {
+      return RunIn<Narrow, S, From, To, rest, MaskBytes>(plan, 1, rows, stream);
     }
   }
-  RowConverter<G, S<G, From>, To, rest, MaskBytes>(plan, kIsWide ? 0 : 1).Convert(rows, stream);
-  if (stream) {
-    FinishStreams();
-  }
+  RunIn<G, S, From, To, rest, MaskBytes>(plan, kIsWide ? 0 : 1, rows, stream);
 }
 
 using RunFunction = void (*)(const Plan&, const Rows&, bool stream);
