@@ -63,7 +63,7 @@ template <int From>
 }  // namespace
 
 #ifdef __x86_64__
-[[gnu::target_clones("avx512bw", "avx2", "default")]]
+[[gnu::target_clones("avx512f", "avx2", "default")]]
 #endif
 void MoveAlone(const Conversion& conversion, const Rows& rows) {
   switch (conversion.fromStep) {

@@ -74,6 +74,14 @@ Arena ArenaOf(REALmemoryBlockStruct& block) {
   return {block.bytes(), static_cast<std::size_t>(block.size)};
 }
 
+/// Lets the table of a picture of pixel type 8 name the rows as they follow each other in memory, so that
+/// everyone takes them in the same order.
+void PutRowsInOrder(REALpictureStruct& picture) {
+  if (!picture.rowTable.empty()) {
+    std::ranges::sort(picture.rowTable.begin(), picture.rowTable.begin() + picture.height);
+  }
+}
+
 void Randomise(const Arena& arena) {
   std::minstd_rand random(1);
   std::size_t i = 0;
@@ -134,9 +142,11 @@ double Stage::traffic() const {
 void Stage::MakeObjects() {
   const Size& size = *one_.size;
   picture_ = host_.NewPicture(size.width, size.height);
+  PutRowsInOrder(*picture_);
   host_.spare = picture_.get();
   if (conversion_.rest == Rest::kFromMask) {
     mask_ = host_.NewPicture(size.width, size.height);
+    PutRowsInOrder(*mask_);
     Randomise(ArenaOf(*mask_));
   }
   for (std::size_t channel = 0; channel < 3 && conversion_.tables != nullptr; ++channel) {
@@ -152,7 +162,7 @@ void Stage::MakeObjects() {
 }
 
 void Stage::DescribeRows() {
-  rows_ = RowsOf(0, false);
+  rows_ = RowsOf(0);
   rows_.count = one_.size->height;
   const std::ptrdiff_t pictureStep = picture_->rowBytes;
   const std::ptrdiff_t blockStep =
@@ -162,20 +172,15 @@ void Stage::DescribeRows() {
   rows_.mask.step = pictureStep;
 }
 
-/// Where row `row` of a picture lies: as a method finds it, or as the rows follow each other in memory.
-std::uint8_t* Stage::PictureRow(REALpictureStruct& picture, std::int32_t row, bool inMethodsOrder) const {
-  return inMethodsOrder ? picture.Row(row) : ArenaOf(picture).first + row * picture.rowBytes;
-}
-
-Rows Stage::RowsOf(std::int32_t row, bool inMethodsOrder) const {
+Rows Stage::RowsOf(std::int32_t row) const {
   const Size& size = *one_.size;
   const std::ptrdiff_t blockStep = size.width * one_.family->step + (isToPicture() ? 0 : size.padding);
-  std::uint8_t* inPicture = PictureRow(*picture_, row, inMethodsOrder);
+  std::uint8_t* inPicture = ArenaOf(*picture_).first + row * picture_->rowBytes;
   std::uint8_t* inBlock = block_->bytes() + size.offset + row * blockStep;
   Rows rows{};
   rows.source.first = isToPicture() ? inBlock : inPicture;
   rows.destination.first = isToPicture() ? inPicture : inBlock;
-  rows.mask.first = mask_ ? PictureRow(*mask_, row, inMethodsOrder) : nullptr;
+  rows.mask.first = mask_ ? ArenaOf(*mask_).first + row * mask_->rowBytes : nullptr;
   rows.width = size.width;
   rows.count = 1;
   return rows;
@@ -193,8 +198,7 @@ void Stage::AddContestants() {
     }
   }
   if (one_.size->withKernels) {
-    contestants_.push_back(
-        {Role::kKernel, "moves alone", [this] { MoveAlone(conversion_, rows_); }, false});
+    contestants_.push_back({Role::kKernel, "moves alone", [this] { MoveAlone(conversion_, rows_); }, false});
   }
   contestants_.push_back({Role::kLimit, "limit", [this] { CopyHalfTheTraffic(); }, false});
   for (Contestant& contestant : contestants_) {
@@ -215,14 +219,13 @@ void Stage::Check(Contestant& contestant) const {
 }
 
 bool Stage::HasSameBytes(const Contestant& contestant, bool mayDiffer) const {
-  const bool inMethodsOrder = contestant.role == Role::kPlugin;
   const auto bytes = static_cast<std::size_t>((one_.size->width - 1) * conversion_.toStep +
                                               ChannelsOf(conversion_.to).bytes);
   bool isSame = true;
   std::vector<std::uint8_t> expected(bytes);
   for (std::int32_t row = 0; row < one_.size->height; ++row) {
     std::ranges::fill(expected, kBefore);
-    Rows plain = RowsOf(row, inMethodsOrder);
+    Rows plain = RowsOf(row);
     const std::uint8_t* actual = plain.destination.first;
     plain.destination.first = expected.data();
     ConvertPlainly(conversion_, plain);

@@ -56,8 +56,7 @@ class Stage {
   void Check(Contestant& contestant) const;
   /// False if only bytes differ that are no channel, and may.
   bool HasSameBytes(const Contestant& contestant, bool mayDiffer) const;
-  std::uint8_t* PictureRow(REALpictureStruct& picture, std::int32_t row, bool inMethodsOrder) const;
-  rastel::pixels::Rows RowsOf(std::int32_t row, bool inMethodsOrder) const;
+  rastel::pixels::Rows RowsOf(std::int32_t row) const;
   bool isToPicture() const { return one_.family->shape <= Shape::kPalette; }
 
   const Case& one_;
@@ -69,7 +68,7 @@ class Stage {
   rastel::pixels::ChannelWeights weights_{{300, 200, 100}};
   rastel::pixels::ChannelTables tables_{};
   rastel::pixels::Conversion conversion_{};
-  rastel::pixels::Rows rows_{};  // equally spaced ones, for anyone but the plug-in
+  rastel::pixels::Rows rows_{};  // for anyone but the plug-in
   PeerTask task_{conversion_, rows_};
   std::vector<Contestant> contestants_;
 };

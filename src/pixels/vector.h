@@ -164,12 +164,18 @@ class PartOfBlock {
   V block_[Count] = {};
 };
 
-/// Stores `bytes` bytes of a block from its byte `first` on, to where the block begins in memory. No other
-/// byte there is touched.
+/// Stores `bytes` bytes of a block from its byte `first` on, to where the block begins in memory. No cache
+/// line without one of them is touched.
 template <typename V, int Count>
 inline void StorePart(std::uint8_t* destination, const V (&block)[Count], std::size_t first,
                       std::size_t bytes) {
   std::memcpy(destination + first, reinterpret_cast<const std::uint8_t*>(block) + first, bytes);
+}
+
+/// Stores the first `bytes` bytes of a block. No other byte is written.
+template <typename V, int Count>
+inline void StoreFirst(std::uint8_t* destination, const V (&block)[Count], std::size_t bytes) {
+  StorePart(destination, block, 0, bytes);
 }
 
 /// True if parts of blocks are loaded and stored as fast as whole ones.
@@ -313,12 +319,9 @@ class PartOfBlock<Vector<64>, Count> {
   MaskedSource source_;
 };
 template <int Count>
-inline void StorePart(std::uint8_t* destination, const Vector<64> (&block)[Count], std::size_t first,
-                      std::size_t bytes) {
-  const auto begin = static_cast<std::ptrdiff_t>(first);
-  const auto end = static_cast<std::ptrdiff_t>(first + bytes);
+inline void StoreFirst(std::uint8_t* destination, const Vector<64> (&block)[Count], std::size_t bytes) {
   for (int i = 0; i < Count; ++i) {
-    const __mmask64 mask = FirstBits(end - i * 64) & ~FirstBits(begin - i * 64);
+    const __mmask64 mask = FirstBits(static_cast<std::ptrdiff_t>(bytes) - i * 64);
     if (mask != 0) {
       _mm512_mask_storeu_epi8(destination + i * 64, mask, (__m512i)block[i]);
     }
