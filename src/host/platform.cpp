@@ -72,7 +72,10 @@ const void* FrameworksFolder() {
 /// Loads a bundle of the system's frameworks folder. Gives null if there is none of that name.
 const void* LoadFrameworkBundle(const char* frameworkName) {
   const CoreFoundationObject folder(FrameworksFolder());
-  const void* name = folder.Get() == nullptr ? nullptr : ConstantString(frameworkName);
+  if (folder.Get() == nullptr) {
+    return nullptr;
+  }
+  const void* name = ConstantString(frameworkName);
   if (name == nullptr) {
     return nullptr;
   }

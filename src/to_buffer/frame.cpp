@@ -147,10 +147,12 @@ Boolean CopyPicture(const CopyTarget& target, const RowBand& band, const BlockFo
     return 0;
   }
   PictureReader picture;
-  const bool isOpen = picture.GetPictureEditor(target.picture, true, false);
-  const PixelTypeRow* type = FindPixelType(picture.PixelType);  // null while nothing is open
-  if (type == nullptr || !isOpen) {
-    return isOpen ? 1 : 0;
+  if (!picture.GetPictureEditor(target.picture, true, false)) {
+    return 0;
+  }
+  const PixelTypeRow* type = FindPixelType(picture.PixelType);
+  if (type == nullptr) {
+    return 1;
   }
   pixels::Conversion conversion{.from = type->layout, .to = format.layout, .rest = format.rest};
   conversion.fill = format.fill;
@@ -171,11 +173,13 @@ Boolean CopyPictureWithMask(const CopyTarget& target, REALpictureStruct* maskFor
   }
   PictureReader picture;
   PictureReader mask;  // released before the picture
-  const bool areOpen = picture.GetPictureEditor(target.picture, true, false) &&
-                       mask.GetPictureEditor(maskForAlpha, true, false);
+  if (!picture.GetPictureEditor(target.picture, true, false) ||
+      !mask.GetPictureEditor(maskForAlpha, true, false)) {
+    return 0;
+  }
   const PixelTypeRow* type = FindPixelType(picture.PixelType);
   const PixelTypeRow* maskType = FindPixelType(mask.PixelType);
-  if (type == nullptr || maskType == nullptr || !areOpen) {
+  if (type == nullptr || maskType == nullptr) {
     return 0;
   }
   pixels::Conversion conversion{.from = type->layout, .to = layout, .rest = pixels::Rest::kFromMask};
