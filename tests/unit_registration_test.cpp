@@ -199,7 +199,7 @@ TEST(OldRecords, OfClassesAreCut) {
 
 /// A host that takes modules only, and may call for older records than its version says.
 struct ModuleHost {
-  static inline std::vector<const REALmoduleDefinition*> modules;
+  static inline std::vector<const REALmoduleDefinition*> modules;  // all there ever were, as hosts keep them
   static inline std::int32_t oldVersion;  // 0: as the plug-in derives it, which then reports none
 
   static void* Resolve(const char* name) {
@@ -238,11 +238,11 @@ std::vector<const REALmoduleDefinition*> ModulesFor(std::vector<REALmethodDefini
   picture.methods = methods.data();
   picture.methodCount = static_cast<std::uint32_t>(methods.size());
   rastel::REALRegisterModule = {};
-  ModuleHost::modules.clear();
+  const auto known = static_cast<std::ptrdiff_t>(ModuleHost::modules.size());
   REALPluginMain(ModuleHost::Resolve);
   rastel::REALRegisterModule = {};
   std::tie(picture.methods, picture.methodCount) = own;
-  return ModuleHost::modules;
+  return {ModuleHost::modules.begin() + known, ModuleHost::modules.end()};
 }
 
 TEST(Modules, HaveARowForEachSetterAndEachFunction) {
