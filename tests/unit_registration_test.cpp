@@ -199,7 +199,8 @@ TEST(OldRecords, OfClassesAreCut) {
 
 /// A host that takes modules only, and may call for older records than its version says.
 struct ModuleHost {
-  static inline std::vector<const REALmoduleDefinition*> modules;  // all there ever were, as hosts keep them
+  /// All there ever were: hosts keep them to the end of the process.
+  static inline auto& modules = *new std::vector<const REALmoduleDefinition*>;
   static inline std::int32_t oldVersion;  // 0: as the plug-in derives it, which then reports none
 
   static void* Resolve(const char* name) {
