@@ -197,33 +197,27 @@ TEST(OldRecords, OfClassesAreCut) {
   EXPECT_TRUE((TakeCut<OldMethodRow>(sharedMethods, old->sharedMethods)));
 }
 
-/// A host that takes modules only, and may call for older records than its version says.
+/// A host that takes modules only.
 struct ModuleHost {
   /// All there ever were: hosts keep them to the end of the process.
   static inline auto& modules = *new std::vector<const REALmoduleDefinition*>;
-  static inline std::int32_t oldVersion;  // 0: as the plug-in derives it, which then reports none
 
   static void* Resolve(const char* name) {
     double (*const tellVersion)() = [] { return 2013.04; };
-    void (*const takeReport)(std::int32_t) = [](std::int32_t) {
-      rastel::CurrentREALControlVersion = oldVersion;
-    };
     void (*const takeModule)(REALmoduleDefinition*) = [](REALmoduleDefinition* module) {
       modules.push_back(module);
     };
     const std::string_view entry = name;
-    return entry == "REALGetRBVersion"                           ? reinterpret_cast<void*>(tellVersion)
-           : entry == "RegisterPluginVersion" && oldVersion != 0 ? reinterpret_cast<void*>(takeReport)
-           : entry == "PluginRegisterModule"                     ? reinterpret_cast<void*>(takeModule)
-                                                                 : nullptr;
+    return entry == "REALGetRBVersion"       ? reinterpret_cast<void*>(tellVersion)
+           : entry == "PluginRegisterModule" ? reinterpret_cast<void*>(takeModule)
+                                             : nullptr;
   }
 };
 
 /// What a module's row says: its function's number, its declaration, its flags.
-template <typename Row>
 std::vector<std::string> RowTexts(const OldModuleDefinition& module) {
   std::vector<std::string> texts;
-  const auto* rows = reinterpret_cast<const Row*>(module.methods);
+  const auto* rows = reinterpret_cast<const REALmethodDefinition*>(module.methods);
   for (std::uint32_t i = 0; i < module.methodCount; ++i) {
     texts.push_back(std::to_string(reinterpret_cast<std::uintptr_t>(rows[i].function)) + " " +
                     rows[i].declaration + " " + std::to_string(rows[i].flags) +
@@ -253,37 +247,31 @@ TEST(Modules, HaveARowForEachSetterAndEachFunction) {
       "1 Both(extends ref as Picture, x as integer) as integer 25",
       "3 Get(extends ref as Picture) as integer 16",
       "4 Set(extends ref as Picture, assigns value as text) 16"};
-  for (const std::int32_t version : {13, 9}) {
-    SCOPED_TRACE(version);
-    std::vector<REALmethodDefinition> methods = {
-        {function(1), function(2), "Both(x as integer) as integer", 0x80001, 0, nullptr},
-        {function(3), nullptr, "Get as integer", 0, 0, nullptr},
-        {nullptr, function(4), "Set as text", 0, 0, nullptr}};
-    auto properties = Filled<REALproperty, 2>(1);
-    properties[0].words[3] = properties[1].words[3] = 0xC0001;
-    rastel::pictureClass.common.properties = properties.data();
-    rastel::pictureClass.common.propertyCount = 1;
-    ModuleHost::oldVersion = version == 13 ? 0 : version;
-    const auto modules = ModulesFor(methods);
-    rastel::pictureClass.common.properties = nullptr;
-    rastel::pictureClass.common.propertyCount = 0;
-    ASSERT_EQ(2U, modules.size());
-    const OldModuleDefinition& module = modules[0]->common;
-    EXPECT_EQ(version, module.version);
-    EXPECT_STREQ("PictureRastelExtensionKVZ", module.name);
-    EXPECT_EQ(expected,
-              version == 9 ? RowTexts<OldMethodRow>(module) : RowTexts<REALmethodDefinition>(module));
-    EXPECT_STREQ("RastelGlobalsKVZ", modules[1]->common.name);
-    EXPECT_EQ(rastel::kGlobalMethodCount, modules[1]->common.methodCount);
-    EXPECT_EQ(13U, properties[0].words[3]);
-    EXPECT_EQ(0xC0001U, properties[1].words[3]) << "beyond the table";
-  }
+  std::vector<REALmethodDefinition> methods = {
+      {function(1), function(2), "Both(x as integer) as integer", 0x80001, 0, nullptr},
+      {function(3), nullptr, "Get as integer", 0, 0, nullptr},
+      {nullptr, function(4), "Set as text", 0, 0, nullptr}};
+  auto properties = Filled<REALproperty, 2>(1);
+  properties[0].words[3] = properties[1].words[3] = 0xC0001;
+  rastel::pictureClass.common.properties = properties.data();
+  rastel::pictureClass.common.propertyCount = 1;
+  const auto modules = ModulesFor(methods);
+  rastel::pictureClass.common.properties = nullptr;
+  rastel::pictureClass.common.propertyCount = 0;
+  ASSERT_EQ(2U, modules.size());
+  const OldModuleDefinition& module = modules[0]->common;
+  EXPECT_EQ(13, module.version);
+  EXPECT_STREQ("PictureRastelExtensionKVZ", module.name);
+  EXPECT_EQ(expected, RowTexts(module));
+  EXPECT_STREQ("RastelGlobalsKVZ", modules[1]->common.name);
+  EXPECT_EQ(rastel::kGlobalMethodCount, modules[1]->common.methodCount);
+  EXPECT_EQ(13U, properties[0].words[3]);
+  EXPECT_EQ(0xC0001U, properties[1].words[3]) << "beyond the table";
 }
 
 TEST(Modules, AreLeftOutWithoutRowsOrWithAValueThatHasNoPlace) {
   const std::string endless(1000, 'a');
   void* any = &ModuleHost::modules;
-  ModuleHost::oldVersion = 0;
   for (const auto& method : {REALmethodDefinition{nullptr, nullptr, "None", 0, 0, nullptr},
                              REALmethodDefinition{any, any, endless.c_str(), 0, 0, nullptr}}) {
     std::vector<REALmethodDefinition> methods = {method};
