@@ -71,12 +71,12 @@ void CopyPixels(int bytes, const Places<std::uint8_t>& to, const Places<const st
   }
 }
 
-/// From how many bytes read and written on the destination bypasses the caches: as many as the last cache
-/// holds, as far as the system says, since then neither side would stay in it.
-std::ptrdiff_t StreamingThreshold() {
+}  // namespace
+
+std::int64_t StreamingThreshold() {
   constexpr long kLeast = 6L << 20;
   constexpr long kMost = 64L << 20;  // the part of a cache that one thread is likely to have for itself
-  static std::ptrdiff_t threshold = 0;
+  static long threshold = 0;
   if (threshold == 0) {
 #ifdef _SC_LEVEL3_CACHE_SIZE
     const long cache = sysconf(_SC_LEVEL3_CACHE_SIZE);
@@ -88,11 +88,10 @@ std::ptrdiff_t StreamingThreshold() {
   return threshold;
 }
 
-}  // namespace
-
 Converter::Converter(const Conversion& conversion) : Converter(conversion, BestTarget().find) {}
 
-Converter::Converter(const Conversion& conversion, KernelFinder target) : conversion_(conversion) {
+Converter::Converter(const Conversion& conversion, KernelFinder target, std::int64_t threshold)
+    : conversion_(conversion), threshold_(threshold) {
   plan_.fill = conversion.fill;
   plan_.tables = conversion.tables;
   plan_.readyPixels = readyPixels_;
@@ -108,17 +107,25 @@ Converter::Converter(const Conversion& conversion, KernelFinder target) : conver
       readyPixels_[gray][3] = 0;
     }
   }
-  KernelRequest request{conversion.from, conversion.to, conversion.rest, conversion.mask,
-                        StageOf(conversion)};
-  stepped_ = plan_;
-  target(request, plan_);
-  const bool isChannel = InFourBytes(conversion.to) != conversion.to;
-  request.from = conversion.fromStep == 4 ? InFourBytes(conversion.from) : conversion.from;
-  request.to = conversion.toStep == 4 ? InFourBytes(conversion.to) : conversion.to;
-  request.rest = isChannel ? Rest::kKept : conversion.rest;
-  if (request.from != conversion.from || request.to != conversion.to) {
-    target(request, stepped_);
+  ChooseKernel(target);
+}
+
+/// A byte alone that lies four bytes from the next is taken for a pixel of four.
+void Converter::ChooseKernel(KernelFinder target) {
+  const Layout from = conversion_.fromStep == 4 ? InFourBytes(conversion_.from) : conversion_.from;
+  const Layout to = conversion_.toStep == 4 ? InFourBytes(conversion_.to) : conversion_.to;
+  isApart_ = ChannelsOf(from).bytes != conversion_.fromStep || ChannelsOf(to).bytes != conversion_.toStep;
+  KernelRequest request{conversion_.from, conversion_.to, conversion_.rest, conversion_.mask,
+                        StageOf(conversion_)};
+  if (!isApart_) {
+    plan_.isSourceCut = from != conversion_.from;
+    plan_.isDestinationCut = to != conversion_.to;
+    request.from = from;
+    request.to = to;
+    request.rest = plan_.isDestinationCut ? Rest::kKept : request.rest;
   }
+  keepsBytes_ = request.rest == Rest::kKept;
+  target(request, plan_);
 }
 
 void Converter::Convert(const Rows& rows) const {
@@ -128,11 +135,10 @@ void Converter::Convert(const Rows& rows) const {
   const Rows joined = Joined(rows);
   if (IsPlainCopy(conversion_)) {
     CopyRows(joined);
-  } else if (conversion_.fromStep == ChannelsOf(conversion_.from).bytes &&
-             conversion_.toStep == ChannelsOf(conversion_.to).bytes) {
-    RunKernel(joined);
+  } else if (isApart_) {
+    ConvertApart(joined);
   } else {
-    ConvertStepped(joined);
+    RunKernel(joined);
   }
 }
 
@@ -149,67 +155,38 @@ Rows Converter::Joined(const Rows& rows) const {
   return joined;
 }
 
-/// Rows of pixels that are not next to each other. Four bytes apart the kernel does all but the last pixel of
-/// each row: that one ends with its one byte. The last pixels of all rows are a row themselves, if the rows'
-/// order does not matter.
-void Converter::ConvertStepped(const Rows& rows) const {
-  const std::ptrdiff_t rowBytes = Distance(rows.width, conversion_.toStep);
-  const bool areRowsApart =
-      rows.count == 1 || rows.destination.table != nullptr || std::abs(rows.destination.step) >= rowBytes;
-  if (stepped_.run == nullptr || rows.width < 2 || !areRowsApart || conversion_.rest == Rest::kFromMask) {
-    for (std::ptrdiff_t y = 0; y < rows.count; ++y) {
-      ConvertApart({.destination = {rows.destination[y], conversion_.toStep},
-                    .source = {rows.source[y], conversion_.fromStep},
-                    .mask = {rows.mask[y], ChannelsOf(conversion_.mask).bytes},
-                    .count = rows.width});
-    }
-    return;
-  }
-  const std::ptrdiff_t last = rows.width - 1;
-  Rows front = rows;
-  front.width = last;
-  stepped_.run(stepped_, front, false);
-  ConvertApart({.destination = rows.destination.Behind(last, conversion_.toStep),
-                .source = rows.source.Behind(last, conversion_.fromStep),
-                .count = rows.count});
-}
-
-/// `pixels.count` pixels at any places, through pixels next to each other on the stack. Only masks are next
-/// to each other themselves.
-void Converter::ConvertApart(const Rows& pixels) const {
+/// Pixels at any places, through pixels next to each other on the stack. Only masks are next to each other
+/// themselves.
+void Converter::ConvertApart(const Rows& rows) const {
   constexpr std::ptrdiff_t kBlock = 256;
   const int fromBytes = ChannelsOf(conversion_.from).bytes;
   const int toBytes = ChannelsOf(conversion_.to).bytes;
+  const std::ptrdiff_t maskBytes = ChannelsOf(conversion_.mask).bytes;
   std::uint8_t sources[kBlock * 4];
   std::uint8_t destinations[kBlock * 4];
-  for (std::ptrdiff_t x = 0; x < pixels.count; x += kBlock) {
-    const auto from = pixels.source.From(x);
-    const auto to = pixels.destination.From(x);
-    Rows block{.destination = {destinations},
-               .source = {sources},
-               .mask = pixels.mask.From(x),
-               .width = std::min(kBlock, pixels.count - x),
-               .count = 1};
-    if (IsPacked(from, fromBytes)) {
-      block.source = from;
-    } else {
-      CopyPixels(fromBytes, {sources, fromBytes}, from, block.width);
-    }
-    if (IsPacked(to, toBytes)) {
-      block.destination = to;
-      plan_.run(plan_, block, false);
-    } else {
-      plan_.run(plan_, block, false);
-      CopyPixels(toBytes, to, {destinations, toBytes}, block.width);
+  for (std::ptrdiff_t y = 0; y < rows.count; ++y) {
+    for (std::ptrdiff_t x = 0; x < rows.width; x += kBlock) {
+      const Places<const std::uint8_t> from{At(rows.source[y], x, conversion_.fromStep),
+                                            conversion_.fromStep};
+      const Places<std::uint8_t> to{At(rows.destination[y], x, conversion_.toStep), conversion_.toStep};
+      const std::ptrdiff_t count = std::min(kBlock, rows.width - x);
+      CopyPixels(fromBytes, {sources, fromBytes}, from, count);
+      plan_.run(plan_,
+                {.destination = {destinations},
+                 .source = {sources},
+                 .mask = {At(rows.mask[y], x, maskBytes)},
+                 .width = count,
+                 .count = 1},
+                false);
+      CopyPixels(toBytes, to, {destinations, toBytes}, count);
     }
   }
 }
 
 void Converter::RunKernel(const Rows& rows) const {
-  const int bytes = ChannelsOf(conversion_.from).bytes + ChannelsOf(conversion_.to).bytes;
-  const std::int64_t traffic = std::int64_t{rows.width} * rows.count * bytes;
-  const bool stream = traffic >= StreamingThreshold() && conversion_.rest != Rest::kKept &&
-                      rows.destination.first != rows.source.first;
+  const std::int64_t traffic =
+      std::int64_t{rows.width} * rows.count * (conversion_.fromStep + conversion_.toStep);
+  const bool stream = traffic >= threshold_ && !keepsBytes_ && rows.destination.first != rows.source.first;
   plan_.run(plan_, rows, stream);
 }
 

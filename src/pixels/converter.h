@@ -6,12 +6,17 @@
 
 namespace rastel::pixels {
 
+/// From how many bytes read and written on the destination bypasses the caches: as many as the last cache
+/// holds, as far as the system says, since then neither side would stay in it.
+std::int64_t StreamingThreshold();
+
 /// Converts rows in one way, with the best kernel that the CPU has.
 class Converter {
  public:
   explicit Converter(const Conversion& conversion);
-  /// With the kernels of one target, which the CPU must be able to run.
-  Converter(const Conversion& conversion, KernelFinder target);
+  /// With the kernels of one target, which the CPU must be able to run, past the caches from `threshold`
+  /// bytes read and written on.
+  Converter(const Conversion& conversion, KernelFinder target, std::int64_t threshold = StreamingThreshold());
   Converter(const Converter&) = delete;
   Converter& operator=(const Converter&) = delete;
 
@@ -21,14 +26,16 @@ class Converter {
   void Convert(const Rows& rows) const;
 
  private:
+  void ChooseKernel(KernelFinder target);
   Rows Joined(const Rows& rows) const;
-  void ConvertStepped(const Rows& rows) const;
-  void ConvertApart(const Rows& pixels) const;
+  void ConvertApart(const Rows& rows) const;
   void RunKernel(const Rows& rows) const;
 
   Conversion conversion_;
-  Plan plan_;     // for pixels next to each other
-  Plan stepped_;  // for gray bytes or single channels four bytes apart
+  std::int64_t threshold_;
+  Plan plan_;
+  bool isApart_;     // pixels at distances that no kernel knows; `plan_` is for pixels next to each other
+  bool keepsBytes_;  // what is between the destination's bytes stays
   std::uint8_t readyPixels_[256][4];
 };
 

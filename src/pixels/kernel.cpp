@@ -17,7 +17,7 @@ using Wide = Geometry<RASTEL_LANE, RASTEL_LANES>;
 // where accesses of 64 bytes that cross cache lines cost most. Of memcpy, 4 -> 3 past the caches reached 0.86
 // at 4096 x 4096 with them and 1.33 with 32 bytes; at 640 x 480 in rows with gaps, 4 -> 4 reached 0.89 and
 // 0.97, 4 -> 3 0.66 and 0.71, four bytes with kept ones 0.80 and 0.91.
-using Narrow = Geometry<16, kHasMaskedAccess<Wide::V> ? 2 : 1>;
+using Narrow = Geometry<kHasMaskedAccess<Wide::V> ? 32 : 16, 1>;
 
 /// Makes one block of `To`-byte pixels after another.
 template <class G, class S, int To, Rest rest, int MaskBytes>
@@ -40,14 +40,13 @@ class BlockConverter {
         Store(destination + i * G::kWidth, vectors[i]);
       }
     }
-    /// Stores the first `count` pixels.
-    void StoreFirstPixels(std::uint8_t* destination, std::ptrdiff_t count) const {
-      StoreFirst(destination, vectors, static_cast<std::size_t>(count * To));
+    /// Stores the first `bytes` bytes.
+    void StoreFirstBytes(std::uint8_t* destination, std::ptrdiff_t bytes) const {
+      StoreFirst(destination, vectors, bytes);
     }
     /// Stores `count` pixels from pixel `first` on, to where the whole block begins at `destination`.
     void StorePixels(std::uint8_t* destination, std::ptrdiff_t first, std::ptrdiff_t count) const {
-      StorePart(destination, vectors, static_cast<std::size_t>(first * To),
-                static_cast<std::size_t>(count * To));
+      StorePart(destination, vectors, first * To, count * To);
     }
     void StreamTo(std::uint8_t* destination) const {
       for (int i = 0; i < To; ++i) {
@@ -100,10 +99,14 @@ class RowConverter {
   using Blocks = BlockConverter<G, S, To, rest, MaskBytes>;
   using V = typename G::V;
   static constexpr std::ptrdiff_t kPixels = Blocks::kPixels;
-  static constexpr std::ptrdiff_t kLine = 64;  // bytes of a cache line
+  static constexpr std::ptrdiff_t kLine = 64;     // bytes of a cache line
+  static constexpr std::ptrdiff_t kCutBytes = 3;  // what a byte alone lacks of four
 
  public:
-  RowConverter(const Plan& plan, int geometry) : blocks_(plan, geometry) {}
+  RowConverter(const Plan& plan, int geometry)
+      : blocks_(plan, geometry),
+        isSourceCut_(S::kFrom == 4 && plan.isSourceCut),
+        isDestinationCut_(rest == Rest::kKept && plan.isDestinationCut) {}
 
   [[gnu::always_inline]] void Convert(const Rows& rows, bool stream) const {
     for (std::ptrdiff_t y = 0; y < rows.count; ++y) {
@@ -127,15 +130,23 @@ class RowConverter {
     std::ptrdiff_t width;
   };
 
-  /// The last block overlaps the one before it. It is made before anything is stored, since the source may be
-  /// stored over.
+  /// The last block overlaps the one before it, if any pixels are left for it. It is made before that one is
+  /// stored, since the source may be stored over.
   [[gnu::always_inline]] void ConvertLong(const Row& row) const {
     const std::ptrdiff_t last = row.width - kPixels;
-    const auto lastBlock = BlockAt(row, last);
-    for (std::ptrdiff_t x = 0; x < last; x += kPixels) {
+    std::ptrdiff_t x = 0;
+    for (; x + kPixels <= last; x += kPixels) {
       BlockAt(row, x).StoreTo(row.destination + x * To);
     }
-    lastBlock.StoreTo(row.destination + last * To);
+    const auto lastBlock = LastBlock(row);
+    if (x < last) {
+      BlockAt(row, x).StoreTo(row.destination + x * To);
+    }
+    if (isDestinationCut_) {
+      lastBlock.StoreFirstBytes(row.destination + last * To, kPixels * To - kCutBytes);
+    } else {
+      lastBlock.StoreTo(row.destination + last * To);
+    }
   }
 
   /// Cache lines of which all is written bypass the caches, from pixel `aligned` on. Those at either end are
@@ -146,21 +157,41 @@ class RowConverter {
       BlockAt(row, x).StoreTo(row.destination + x * To);
     }
     BlockAt(row, x).StorePixels(row.destination + x * To, 0, aligned - x);
-    for (x = aligned; x + kPixels <= row.width; x += kPixels) {
+    const std::ptrdiff_t whole = isSourceCut_ ? row.width - 1 : row.width;
+    for (x = aligned; x + kPixels <= whole; x += kPixels) {
       BlockAt(row, x).StreamTo(row.destination + x * To);
     }
     const std::ptrdiff_t last = row.width - kPixels;
-    BlockAt(row, last).StorePixels(row.destination + last * To, x - last, row.width - x);
+    LastBlock(row).StorePixels(row.destination + last * To, x - last, row.width - x);
   }
 
   /// A row shorter than a block, which only in part is loaded and stored.
   [[gnu::always_inline]] void ConvertShort(const Row& row) const {
-    const auto width = static_cast<std::size_t>(row.width);
-    const PartOfBlock<V, S::kFrom> source(row.source, width * S::kFrom);
-    const PartOfBlock<V, 4> mask(row.mask, width * MaskBytes);
-    const PartOfBlock<V, To> destination(row.destination, rest == Rest::kKept ? width * To : 0);
+    const PartOfBlock<V, S::kFrom> source(row.source, row.width * S::kFrom - (isSourceCut_ ? kCutBytes : 0));
+    const PartOfBlock<V, 4> mask(row.mask, row.width * MaskBytes);
+    const std::ptrdiff_t bytes = row.width * To - (isDestinationCut_ ? kCutBytes : 0);
+    const PartOfBlock<V, To> destination(row.destination, rest == Rest::kKept ? bytes : 0);
     blocks_.Convert(source.Source(), mask.Source(), destination.Source())
-        .StoreFirstPixels(row.destination, row.width);
+        .StoreFirstBytes(row.destination, bytes);
+  }
+
+  /// The block at the end of a row.
+  [[gnu::always_inline]] typename Blocks::Block LastBlock(const Row& row) const {
+    const std::ptrdiff_t x = row.width - kPixels;
+    if (!isSourceCut_ && !isDestinationCut_) {
+      return BlockAt(row, x);
+    }
+    // Numbers that the compiler knows, so that nothing is called to load them.
+    constexpr int kSourceBytes = kPixels * S::kFrom;
+    constexpr int kDestinationBytes = kPixels * To;
+    const std::uint8_t* from = row.source + x * S::kFrom;
+    const std::uint8_t* to = row.destination + x * To;
+    const auto source = isSourceCut_ ? PartOfBlock<V, S::kFrom>(from, kSourceBytes - kCutBytes)
+                                     : PartOfBlock<V, S::kFrom>(from, kSourceBytes);
+    const auto destination = isDestinationCut_
+                                 ? PartOfBlock<V, To>(to, kDestinationBytes - kCutBytes)
+                                 : PartOfBlock<V, To>(to, rest == Rest::kKept ? kDestinationBytes : 0);
+    return blocks_.Convert(source.Source(), row.mask + x * MaskBytes, destination.Source());
   }
 
   [[gnu::always_inline]] typename Blocks::Block BlockAt(const Row& row, std::ptrdiff_t x) const {
@@ -179,6 +210,8 @@ class RowConverter {
   }
 
   Blocks blocks_;
+  bool isSourceCut_;
+  bool isDestinationCut_;
 };
 
 template <class G, template <class, int> class S, int From, int To, Rest rest, int MaskBytes>
@@ -201,7 +234,7 @@ void Run(const Plan& plan, const Rows& rows, bool stream) {
     }
   }
   if constexpr (kHasMaskedAccess<typename G::V> && !S<G, From>::kInRegisters) {
-    if (stream || (From == 4 && To >= 3 && rows.width >= 2 * G::kWidth)) {
+    if (stream || (From == 4 && rows.width >= 2 * G::kWidth)) {
       return RunIn<Narrow, S, From, To, rest, MaskBytes>(plan, 1, rows, stream);
     }
   }

@@ -22,6 +22,9 @@ struct Plan {
   void (*run)(const Plan&, const Rows&, bool stream) = nullptr;
   const Controls* controls[2] = {};      // for the wide geometry and for the narrow one
   const Controls* maskControls[2] = {};  // likewise
+  /// A byte alone is taken for a pixel of four, so that the last pixel of each row ends with its first byte.
+  bool isSourceCut = false;
+  bool isDestinationCut = false;
   std::uint8_t fill = 0;
   std::uint16_t weights[3] = {};                   // with Stage::kWeights: 0 to 32767
   const ChannelTables* tables = nullptr;           // with Stage::kTables

@@ -151,9 +151,9 @@ struct LookUp {
 template <typename V, int Count>
 class PartOfBlock {
  public:
-  PartOfBlock(const std::uint8_t* source, std::size_t bytes) {
+  [[gnu::always_inline]] PartOfBlock(const std::uint8_t* source, std::ptrdiff_t bytes) {
     if (bytes != 0) {
-      std::memcpy(block_, source, bytes);
+      std::memcpy(block_, source, static_cast<std::size_t>(bytes));
     }
   }
 
@@ -167,14 +167,16 @@ class PartOfBlock {
 /// Stores `bytes` bytes of a block from its byte `first` on, to where the block begins in memory. No cache
 /// line without one of them is touched.
 template <typename V, int Count>
-inline void StorePart(std::uint8_t* destination, const V (&block)[Count], std::size_t first,
-                      std::size_t bytes) {
-  std::memcpy(destination + first, reinterpret_cast<const std::uint8_t*>(block) + first, bytes);
+[[gnu::always_inline]] inline void StorePart(std::uint8_t* destination, const V (&block)[Count],
+                                             std::ptrdiff_t first, std::ptrdiff_t bytes) {
+  std::memcpy(destination + first, reinterpret_cast<const std::uint8_t*>(block) + first,
+              static_cast<std::size_t>(bytes));
 }
 
 /// Stores the first `bytes` bytes of a block. No other byte is written.
 template <typename V, int Count>
-inline void StoreFirst(std::uint8_t* destination, const V (&block)[Count], std::size_t bytes) {
+[[gnu::always_inline]] inline void StoreFirst(std::uint8_t* destination, const V (&block)[Count],
+                                              std::ptrdiff_t bytes) {
   StorePart(destination, block, 0, bytes);
 }
 
@@ -266,6 +268,32 @@ struct Stream<Vector<32>> {
 
 #ifdef __AVX512VBMI__
 template <>
+struct Shuffle<32, Vector<32>> {
+  static Vector<32> Do(Vector<32> bytes, Vector<32> control) {
+    const __mmask32 used = ~_mm256_movepi8_mask((__m256i)control);
+    return (Vector<32>)_mm256_maskz_permutexvar_epi8(used, (__m256i)control, (__m256i)bytes);
+  }
+};
+template <>
+class ShufflePair<32, Vector<32>> {
+ public:
+  ShufflePair() = default;
+  ShufflePair(Vector<32> first, Vector<32> second) {
+    const __mmask32 isSecond = ~_mm256_movepi8_mask((__m256i)second);
+    control_ = _mm256_mask_mov_epi8((__m256i)first, isSecond, (__m256i)(second | kSecond));
+    used_ = ~_mm256_movepi8_mask(control_);
+  }
+  Vector<32> Do(Vector<32> first, Vector<32> second) const {
+    return (Vector<32>)_mm256_maskz_permutex2var_epi8(used_, (__m256i)first, control_, (__m256i)second);
+  }
+
+ private:
+  static constexpr std::uint8_t kSecond = 32;
+
+  __m256i control_;
+  __mmask32 used_;
+};
+template <>
 struct Shuffle<64, Vector<64>> {
   static Vector<64> Do(Vector<64> bytes, Vector<64> control) {
     const __mmask64 used = ~_mm512_movepi8_mask((__m512i)control);
@@ -293,10 +321,29 @@ class ShufflePair<64, Vector<64>> {
 };
 template <>
 constexpr bool kHasMaskedAccess<Vector<64>> = true;
+template <>
+constexpr bool kHasMaskedAccess<Vector<32>> = true;
 
 /// Bits for the first `bytes` bytes of a vector, which may be less than none or more than all.
 inline __mmask64 FirstBits(std::ptrdiff_t bytes) {
   return bytes <= 0 ? 0 : bytes >= 64 ? ~__mmask64{0} : ~(~__mmask64{0} << bytes);
+}
+
+/// Accesses to the bytes of a vector whose bits are set in `mask`. Others are not touched, and loaded as 0.
+inline Vector<16> LoadMasked(Vector<16> /*type*/, const std::uint8_t* bytes, __mmask64 mask) {
+  return (Vector<16>)_mm_maskz_loadu_epi8(static_cast<__mmask16>(mask), bytes);
+}
+inline Vector<32> LoadMasked(Vector<32> /*type*/, const std::uint8_t* bytes, __mmask64 mask) {
+  return (Vector<32>)_mm256_maskz_loadu_epi8(static_cast<__mmask32>(mask), bytes);
+}
+inline Vector<64> LoadMasked(Vector<64> /*type*/, const std::uint8_t* bytes, __mmask64 mask) {
+  return (Vector<64>)_mm512_maskz_loadu_epi8(mask, bytes);
+}
+inline void StoreMasked(std::uint8_t* bytes, __mmask64 mask, Vector<32> vector) {
+  _mm256_mask_storeu_epi8(bytes, static_cast<__mmask32>(mask), (__m256i)vector);
+}
+inline void StoreMasked(std::uint8_t* bytes, __mmask64 mask, Vector<64> vector) {
+  _mm512_mask_storeu_epi8(bytes, mask, (__m512i)vector);
 }
 
 /// Part of a block in memory that is loaded without the bytes behind it.
@@ -306,24 +353,26 @@ struct MaskedSource {
 };
 template <typename V>
 inline V LoadFrom(const MaskedSource& source, std::ptrdiff_t offset) {
-  return (V)_mm512_maskz_loadu_epi8(FirstBits(source.count - offset), source.bytes + offset);
+  return LoadMasked(V{}, source.bytes + offset, FirstBits(source.count - offset));
 }
-template <int Count>
-class PartOfBlock<Vector<64>, Count> {
+template <typename V, int Count>
+requires kHasMaskedAccess<V>
+class PartOfBlock<V, Count> {
  public:
-  PartOfBlock(const std::uint8_t* source, std::size_t bytes)
-      : source_{source, static_cast<std::ptrdiff_t>(bytes)} {}
+  PartOfBlock(const std::uint8_t* source, std::ptrdiff_t bytes) : source_{source, bytes} {}
   const MaskedSource& Source() const { return source_; }
 
  private:
   MaskedSource source_;
 };
-template <int Count>
-inline void StoreFirst(std::uint8_t* destination, const Vector<64> (&block)[Count], std::size_t bytes) {
+template <typename V, int Count>
+requires kHasMaskedAccess<V>
+inline void StoreFirst(std::uint8_t* destination, const V (&block)[Count], std::ptrdiff_t bytes) {
+  constexpr auto kBytes = static_cast<std::ptrdiff_t>(sizeof(V));
   for (int i = 0; i < Count; ++i) {
-    const __mmask64 mask = FirstBits(static_cast<std::ptrdiff_t>(bytes) - i * 64);
+    const __mmask64 mask = FirstBits(bytes - i * kBytes);
     if (mask != 0) {
-      _mm512_mask_storeu_epi8(destination + i * 64, mask, (__m512i)block[i]);
+      StoreMasked(destination + i * kBytes, mask, block[i]);
     }
   }
 }
