@@ -20,29 +20,30 @@ namespace tests {
 inline constexpr int kRows = 3;                // that are converted at once
 inline constexpr std::ptrdiff_t kMargin = 64;  // bytes around a row that are compared, too
 
-inline std::ptrdiff_t PageSize() {
-  static const std::ptrdiff_t size = sysconf(_SC_PAGESIZE);
+/// Bytes of the room for a row, or for all of them: whole pages.
+inline std::ptrdiff_t RoomSize() {
+  static const std::ptrdiff_t size = 3 * sysconf(_SC_PAGESIZE);
   return size;
 }
 
-/// One page for each row, every one between pages without access; mapped once.
+/// One room for each row, every one between pages without access; mapped once.
 class Arena {
  public:
   Arena() {
-    constexpr std::size_t kPages = 2 * kRows + 1;
-    const auto page = static_cast<std::size_t>(PageSize());
-    void* mapped = mmap(nullptr, kPages * page, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+    constexpr std::size_t kRooms = 2 * kRows + 1;
+    const auto room = static_cast<std::size_t>(RoomSize());
+    void* mapped = mmap(nullptr, kRooms * room, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
     if (mapped == MAP_FAILED) {
       throw std::bad_alloc();
     }
     start_ = static_cast<std::uint8_t*>(mapped);
     for (int row = 0; row < kRows; ++row) {
-      mprotect(Page(row), page, PROT_READ | PROT_WRITE);
+      mprotect(Room(row), room, PROT_READ | PROT_WRITE);
     }
   }
   // Never unmapped: the test ends first.
 
-  std::uint8_t* Page(int row) const { return start_ + (2 * row + 1) * PageSize(); }
+  std::uint8_t* Room(int row) const { return start_ + (2 * row + 1) * RoomSize(); }
 
  private:
   std::uint8_t* start_;
@@ -51,7 +52,7 @@ class Arena {
 enum class Stride : std::uint8_t { kApart, kBackwards, kGap, kPacked };
 inline constexpr const char* kStrideNames[] = {"apart", "backwards", "with gaps", "packed"};
 
-/// Where rows are put: at the end of their page or at its beginning, `distance` bytes away from it.
+/// Where rows are put: at the end of their room or at its beginning, `distance` bytes away from it.
 struct Placement {
   bool atEnd;
   std::ptrdiff_t distance;
@@ -92,7 +93,7 @@ class Side {
       case Stride::kApart:
       case Stride::kBackwards: {
         const bool isBackwards = placement.stride == Stride::kBackwards;
-        stride_ = isBackwards ? -2 * PageSize() : 2 * PageSize();
+        stride_ = isBackwards ? -2 * RoomSize() : 2 * RoomSize();
         for (int row = 0; row < kRows; ++row) {
           AddPart(images_[row], isBackwards ? kRows - 1 - row : row, placement);
         }
@@ -153,9 +154,9 @@ class Side {
     }
   }
 
-  void AddPart(const Image& image, int page, const Placement& placement) {
-    std::uint8_t* begin = arena_.Page(page);
-    std::uint8_t* end = begin + PageSize();
+  void AddPart(const Image& image, int room, const Placement& placement) {
+    std::uint8_t* begin = arena_.Room(room);
+    std::uint8_t* end = begin + RoomSize();
     const std::ptrdiff_t extent = image.Extent();
     Part& part = parts_[partCount_++];
     part.image = &image;

@@ -34,8 +34,7 @@ const std::vector<NamedLayout> kPictures = {kColours[2], kColours[0], kColours[5
 namespace {
 
 constexpr std::uint8_t kFill = 0x5C;
-constexpr std::ptrdiff_t kWidest = 257;
-constexpr std::ptrdiff_t kPixels = 640;  // that rows are windows of
+constexpr std::ptrdiff_t kPixels = 960;  // that rows are windows of
 
 /// What a case makes of rows of kPixels pixels, computed once.
 class Expectation {
@@ -145,8 +144,8 @@ std::ptrdiff_t Extent(std::ptrdiff_t width, std::ptrdiff_t step, std::ptrdiff_t 
 
 class Runner {
  public:
-  Runner(const std::vector<Target>& targets, std::uint32_t placements)
-      : targets_(targets), placements_(placements) {
+  Runner(const std::vector<Target>& targets, std::uint32_t placements, const Widths& widths)
+      : targets_(targets), placements_(placements), widths_(widths) {
     if (std::sscanf(WantedPoint().c_str(), "%d,%d,%d", &wantedCase_, &wantedWidth_, &wantedPlacement_) == 3) {
       placements_ = 0;
     }
@@ -161,15 +160,15 @@ class Runner {
     const Expectation expectation(test, Mix(Seed(), caseNumber));
     std::vector<std::unique_ptr<Converter>> converters;
     for (const Target& target : targets_) {
-      converters.push_back(std::make_unique<Converter>(test.Made(), target.find));
+      converters.push_back(std::make_unique<Converter>(test.Made(), target.find, widths_.threshold));
     }
-    for (std::ptrdiff_t width = 0; width <= kWidest; ++width) {
+    for (std::ptrdiff_t width = widths_.first; width <= widths_.last; ++width) {
       if (wantedWidth_ >= 0 && wantedWidth_ != width) {
         continue;
       }
       running.width = width;
       const std::uint64_t salt = Mix(Seed(), caseNumber * 1000 + static_cast<std::size_t>(width));
-      Make(test, expectation, width, static_cast<std::ptrdiff_t>(salt % (kPixels - kWidest)), salt % 7 + 1);
+      Make(test, expectation, width, static_cast<std::ptrdiff_t>(salt % 380), salt % 7 + 1);
       for (std::uint32_t number = 0; number < placements_; ++number) {
         CheckPlacement(converters, number, salt);
       }
@@ -241,6 +240,7 @@ class Runner {
 
   const std::vector<Target>& targets_;
   std::uint32_t placements_;
+  Widths widths_;
   int wantedCase_ = -1, wantedWidth_ = -1, wantedPlacement_ = -1;
   Side source_, mask_, destination_;
   bool hasMask_ = false;
@@ -329,9 +329,9 @@ std::vector<Target> RunnableTargets() {
 }
 
 RowCount CheckRows(const std::vector<Case>& cases, const std::vector<Target>& targets,
-                   std::uint32_t placements) {
+                   std::uint32_t placements, const Widths& widths) {
   const CrashNote note(RunningText);
-  Runner runner(targets, placements);
+  Runner runner(targets, placements, widths);
   for (std::size_t i = 0; i < cases.size(); ++i) {
     runner.Check(i, cases[i]);
   }

@@ -54,10 +54,18 @@ struct RowCount {
   std::string first;  // the first difference
 };
 
-/// Converts every case of `cases` with every target of `targets` in every width from 0 to 257, in
-/// `placements` places each: rows right behind and right before pages without access first, then at
-/// alignments drawn from the seed. Source and destination rows are apart, backwards, with gaps or packed.
+/// The widths of rows in pixels, and from how many bytes on the destination bypasses the caches.
+struct Widths {
+  std::ptrdiff_t first, last;
+  std::int64_t threshold;
+};
+inline constexpr Widths kShort = {0, 257, 1 << 30};
+inline constexpr Widths kPastTheCaches = {505, 580, 0};  // some too short for it
+
+/// Converts every case of `cases` with every target of `targets` in every width, in `placements` places
+/// each: rows right behind and right before pages without access first, then at alignments drawn from the
+/// seed. Source and destination rows are apart, backwards, with gaps or packed.
 RowCount CheckRows(const std::vector<Case>& cases, const std::vector<rastel::pixels::Target>& targets,
-                   std::uint32_t placements);
+                   std::uint32_t placements, const Widths& widths = kShort);
 
 }  // namespace tests

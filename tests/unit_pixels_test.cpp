@@ -45,11 +45,15 @@ TEST(Rows, AreExactBetweenPagesWithoutAccess) {
   const auto targets = RunnableTargets();
   const auto placements = std::max(1U, static_cast<std::uint32_t>(4 * Soak()));
   const RowCount count = CheckRows(AllCases(), targets, placements);
+  const RowCount streamed = CheckRows(AllCases(), targets, std::max(4U, placements / 8), kPastTheCaches);
   EXPECT_EQ(0, count.differences) << count.first;
+  EXPECT_EQ(0, streamed.differences) << streamed.first;
   EXPECT_GT(count.rows, 0);
+  EXPECT_GT(streamed.rows, 0);
   Figure("rows")
-      .Add("cases", count.rows)
-      .Add("differences", count.differences)
+      .Add("cases", count.rows + streamed.rows)
+      .Add("streamed", streamed.rows)
+      .Add("differences", count.differences + streamed.differences)
       .Add("targets", Names(targets))
       .Add("notrun", Names(TargetsNotRun()));
 }
@@ -222,36 +226,12 @@ TEST_P(Targets, ConvertInPlaceWherePixelsHaveTheSameSize) {
   }
 }
 
-TEST_P(Targets, ConvertLargePicturesPastTheCaches) {
-  // Enough bytes to bypass the caches, in rows whose starts are not aligned, and in rows that are too short.
-  constexpr std::ptrdiff_t kMostPixels = 9'840'000;
-  for (const auto& [test, width] :
-       {std::pair{Case{.from = kColours[4], .to = kColours[2]}, 4099},
-        std::pair{Case{.from = kColours[2], .to = kColours[0]}, 4099},
-        std::pair{Case{.from = kColours[2], .to = kColours[5]}, 20},
-        std::pair{Case{.from = kColours[2], .to = kColours[4], .rest = kKept}, 4099},
-        std::pair{Case{.from = kColours[2], .to = kColours[4], .mask = kColours[0], .rest = kFromMask},
-                  4099}}) {
-    SCOPED_TRACE(test.Text());
-    const std::ptrdiff_t count = kMostPixels / width;
-    const Bytes source = NoiseFor(test.from, width, count);
-    const std::ptrdiff_t toStep = width * test.to.Length() + 5;
-    Bytes destination(static_cast<std::size_t>(toStep * count), 0xEE);
-    const Rows rows{.destination = {.step = toStep},
-                    .source = {source.data(), width * test.from.Length()},
-                    .mask = {source.data(), width * test.mask.Length()},
-                    .width = width,
-                    .count = count};
-    ExpectRowsAsOneByOne(Converter(test.Made(), GetParam().find), rows, destination, 0);
-  }
-}
-
-TEST_P(Targets, ConvertLargePicturesInPlace) {
+TEST_P(Targets, ConvertPicturesInPlaceThatAreLargeEnoughToBypassTheCaches) {
   constexpr std::ptrdiff_t kWidth = 4096;
-  constexpr std::ptrdiff_t kRows = 2400;
+  constexpr std::ptrdiff_t kRows = 10;
   Bytes pixels = NoiseFor(kColours[4], kWidth, kRows);
   Bytes destination(pixels.size());
-  const Converter converter(Case{.from = kColours[4], .to = kColours[2]}.Made(), GetParam().find);
+  const Converter converter(Case{.from = kColours[4], .to = kColours[2]}.Made(), GetParam().find, 0);
   for (std::uint8_t* to : {destination.data(), pixels.data()}) {
     converter.Convert({.destination = {to, kWidth * 4},
                        .source = {pixels.data(), kWidth * 4},
