@@ -81,10 +81,10 @@ std::span<const Size> Sizes() {
   static const Size sizes[] = {
       {16, 16, 0, 0, 200, 40, Measure::kMicroseconds, nullptr, false},
       {100, 100, 0, 0, 40, 40, Measure::kRate, nullptr, false},
-      {640, 480, 0, 0, 4, 60, Measure::kLimit, &Goals::vga, true},
-      {641, 479, 1, 5, 4, 60, Measure::kRate, nullptr, false},
-      {1920, 1080, 0, 0, 2, 20, Measure::kLimit, &Goals::hd, false},
-      {4096, 4096, 0, 0, 1, 6, Measure::kLimit, &Goals::large, true},
+      {640, 480, 0, 0, 4, 240, Measure::kLimit, &Goals::vga, true},
+      {641, 479, 1, 5, 4, 120, Measure::kRate, nullptr, false},
+      {1920, 1080, 0, 0, 2, 60, Measure::kLimit, &Goals::hd, false},
+      {4096, 4096, 0, 0, 1, 10, Measure::kLimit, &Goals::large, true},
   };
   return sizes;
 }
