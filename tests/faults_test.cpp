@@ -225,6 +225,9 @@ std::string RegisterWithout(double version, int failFrom, bool once, Verdict& ve
       return "memory was neither freed nor handed to the host";
     }
   }
+  if (handedOver.contains(nullptr)) {
+    return "something without methods was registered";
+  }
   const auto count = host.methods().size();
   const bool isWhole = count == 50 || (verdict.reached && (count == 0 || count == 18 || count == 32));
   if (!isWhole || !host.complaints.empty()) {

@@ -1,4 +1,5 @@
 // What the editors of pictures do that no method shows.
+#include <cstdlib>
 #include <memory>
 #include <utility>
 
@@ -164,6 +165,19 @@ TEST(OpaqueCopies, CopyBitmapsOfTheSameSizeWithoutGraphics) {
     const bool isWhole = width == 5 && height == 4;
     EXPECT_EQ(isWhole ? picture->At(3, 2).red : 0, copy->At(3, 2).red) << width << " x " << height;
   }
+}
+
+std::int32_t RowBytesOfABitmap(std::int32_t width) {
+  LinkedHost host(kConsole.Options());
+  const auto picture = host.NewPicture(width, 4);
+  PictureReader reader;
+  return reader.GetPictureEditor(picture.get(), true, false) ? reader.RowBytes : 0;
+}
+
+TEST(Bitmaps, HaveRowsOfFourBytesAPixel) {
+  GTEST_FLAG_SET(death_test_style, "threadsafe");  // in a process that has seen no desktop host
+  EXPECT_EXIT(std::_Exit(RowBytesOfABitmap(5)), testing::ExitedWithCode(20), "");
+  GTEST_FLAG_SET(death_test_style, "fast");
 }
 
 TEST(Descriptions, AreOfUsableBitmapsOnly) {

@@ -36,6 +36,7 @@ TEST(DoYield, CountsTicks) {
                                {10, 1009, 1000, false, 0},
                                {15, -10, 5, true, 5},
                                {16, -10, 5, false, 0},
+                               {1, 1000, 1000, false, 0},
                                {1, 0, 0x80000000, false, 0},
                                {1, 1, 0x80000000, true, kLowest},
                                {kHighest, 1, 0x80000000, true, kLowest},

@@ -139,13 +139,11 @@ class ExtendsRows {
     return method.function == nullptr || AppendRow(method, method.function, std::move(declaration));
   }
 
-  bool Register(const char* moduleName) {
-    if (!RegisterModule(moduleName, rows_.get(), count_)) {
-      return false;
+  void Register(const char* moduleName) {
+    if (RegisterModule(moduleName, rows_.get(), count_)) {
+      count_ = 0;
+      LeaveToHost(rows_);
     }
-    count_ = 0;
-    LeaveToHost(rows_);
-    return true;
   }
 
  private:
