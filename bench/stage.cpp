@@ -102,7 +102,7 @@ Stage::Stage(const Case& one, const std::string& plugin) : one_(one), host_(Opti
 }
 
 void Stage::DescribeConversion() {
-  const rastel::PixelTypeRow& type = *rastel::FindPixelType(one_.pixelType);
+  const rastel::PixelTypeRow& type = rastel::RowOfPixelType(one_.pixelType);
   const Family& family = *one_.family;
   if (isToPicture()) {
     conversion_ = {.from = family.buffer, .to = type.layout, .fill = type.fourthByte};

@@ -191,6 +191,8 @@ TEST(Descriptions, AreOfUsableBitmapsOnly) {
   record->word0 = 0;
   description.type = kLegacyWorldDescription;
   EXPECT_EQ(nullptr, rastel::BitmapOf(description));
+  description = {.type = kBitmapDescription, .data = nullptr};
+  EXPECT_EQ(nullptr, rastel::BitmapOf(description));
 }
 
 TEST(RowRuns, AreTablesWhereRowsAreNotEquallySpaced) {

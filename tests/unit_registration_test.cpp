@@ -15,6 +15,7 @@
 #include "registration/old_records.h"
 #include "registration/tables.h"
 #include "registration/version.h"
+#include "unit_memory.h"
 
 extern "C" void REALPluginMain(Resolver resolver);
 
@@ -118,6 +119,24 @@ TEST(OldRecords, OfModulesAreCut) {
   EXPECT_TRUE((TakeCut<OldProperty>(properties, old->properties)));
   EXPECT_TRUE((TakeCut<OldMethodRow>(rows8, old->rows8)));
   EXPECT_TRUE((TakeCut<HostRecord<5>>(records10, old->records10)));
+}
+
+TEST(OldRecords, AreAllOrNoneWithoutMemory) {
+  rastel::CurrentREALControlVersion = 9;
+  auto methods = Filled<REALmethodDefinition, 1>(1);
+  auto properties = Filled<REALproperty, 1>(2);
+  REALmoduleDefinition module{};
+  module.common.methods = methods.data();
+  module.common.properties = properties.data();
+  module.common.methodCount = module.common.propertyCount = 1;
+  for (int first = 0; first < 3; ++first) {
+    const FailingCallocs failing(first);
+    EXPECT_FALSE(rastel::TakeFormForHost(module));
+    EXPECT_EQ(methods.data(), module.common.methods);
+  }
+  EXPECT_TRUE(rastel::TakeFormForHost(module));
+  EXPECT_TRUE((TakeCut<OldMethodRow>(methods, module.common.methods)));
+  EXPECT_TRUE((TakeCut<OldProperty>(properties, module.common.properties)));
 }
 
 TEST(OldRecords, KeepCountsWithoutTables) {
@@ -238,6 +257,12 @@ std::vector<const REALmoduleDefinition*> ModulesFor(std::vector<REALmethodDefini
   rastel::REALRegisterModule = {};
   std::tie(picture.methods, picture.methodCount) = own;
   return {ModuleHost::modules.begin() + known, ModuleHost::modules.end()};
+}
+
+TEST(Entries, AreFoundOnlyOnceTheHostHasLoadedThePlugin) {
+  const auto resolver = std::exchange(rastel::gResolver, nullptr);
+  EXPECT_EQ(nullptr, rastel::FindHostEntry("REALGetRBVersion"));
+  rastel::gResolver = resolver;
 }
 
 TEST(Modules, HaveARowForEachSetterAndEachFunction) {

@@ -5,6 +5,7 @@
 
 #include "host/strings.h"
 #include "unit_host.h"
+#include "unit_memory.h"
 
 namespace tests {
 namespace {
@@ -127,6 +128,14 @@ TEST(Strings, HoldTwoUnitsForEveryCodePoint) {
     EXPECT_EQ(expected, Make(bytes, kUtf32).bytes);
     EXPECT_EQ(expected, Make(bytes + "xyz", kUtf32).bytes);
   }
+}
+
+TEST(Strings, AreNullWithoutMemoryForTheUnits) {
+  LinkedHost host(OptionsFor(2011.0));
+  const NothingLost watch(host);
+  const std::string bytes(4 * 200, 0);
+  const FailingCallocs failing(0);
+  EXPECT_EQ(nullptr, REALBuildUnicodeString(bytes.data(), static_cast<std::int64_t>(bytes.size()), kUtf32));
 }
 
 TEST(Strings, AreNullForNoText) {

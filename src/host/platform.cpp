@@ -76,11 +76,10 @@ const void* LoadFrameworkBundle(const char* frameworkName) {
     return nullptr;
   }
   const void* name = ConstantString(frameworkName);
-  if (name == nullptr) {
-    return nullptr;
-  }
-  const CoreFoundationObject framework(
-      CallIfPresent(CFURLCreateCopyAppendingPathComponent, nullptr, folder.Get(), name, std::uint8_t{0}));
+  const CoreFoundationObject framework(name == nullptr
+                                           ? nullptr
+                                           : CallIfPresent(CFURLCreateCopyAppendingPathComponent, nullptr,
+                                                           folder.Get(), name, std::uint8_t{0}));
   if (framework.Get() == nullptr) {
     return nullptr;
   }

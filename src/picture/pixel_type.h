@@ -1,6 +1,7 @@
 // The pixel types of the host's pictures.
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
 
 #include "pixels/layout.h"
@@ -20,14 +21,9 @@ inline constexpr PixelTypeRow kPixelTypes[] = {
     {8, pixels::Layout::kBGRA, 0},
 };
 
-/// The row of `pixelType`, or null if it is none of them.
-constexpr const PixelTypeRow* FindPixelType(std::int32_t pixelType) {
-  for (const PixelTypeRow& row : kPixelTypes) {
-    if (row.pixelType == pixelType) {
-      return &row;
-    }
-  }
-  return nullptr;
+/// The row of `pixelType`, which is that of an open picture: one of them.
+constexpr const PixelTypeRow& RowOfPixelType(std::int32_t pixelType) {
+  return *std::ranges::find(kPixelTypes, pixelType, &PixelTypeRow::pixelType);
 }
 
 }  // namespace rastel

@@ -104,6 +104,17 @@ OldModuleDefinition* FixModule(const REALmoduleDefinition* module) {
   return tables.Finish(old);
 }
 
+bool TakeFormForHost(REALmoduleDefinition& module) {
+  if (CurrentREALControlVersion > 9) {
+    return true;
+  }
+  const CBuffer<OldModuleDefinition> old(FixModule(&module));
+  if (old != nullptr) {
+    module.common = *old;
+  }
+  return old != nullptr;
+}
+
 OldClassDefinition* FixClass(const REALclassDefinition& definition) {
   auto old = NewRecord<OldClassDefinition>();
   if (old == nullptr) {

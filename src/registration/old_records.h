@@ -11,6 +11,9 @@ namespace rastel {
 /// record; the tables are the host's for good.
 OldModuleDefinition* FixModule(const REALmoduleDefinition* module);
 
+/// Puts `module` into the form that the host knows, with FixModule if it has to. False if there is no memory.
+bool TakeFormForHost(REALmoduleDefinition& module);
+
 /// Gives `count` properties in the old form, for the host to keep; null for no properties or no memory.
 OldProperty* FixProperties(const REALproperty* properties, std::uint32_t count);
 

@@ -99,16 +99,12 @@ bool RegisterModule(const char* name, REALmethodDefinition* rows, std::uint32_t 
   }
   module->common = {
       .version = CurrentREALControlVersion, .name = ownName.get(), .methods = rows, .methodCount = count};
-  if (CurrentREALControlVersion <= 9) {
-    const CBuffer<OldModuleDefinition> old(FixModule(module.get()));
-    if (old == nullptr) {
-      return false;
-    }
-    module->common = *old;
+  const bool hasForm = TakeFormForHost(*module);
+  if (hasForm) {
+    LeaveToHost(ownName);
+    REALRegisterModule(LeaveToHost(module));
   }
-  LeaveToHost(ownName);
-  REALRegisterModule(LeaveToHost(module));
-  return true;
+  return hasForm;
 }
 
 /// The rows of the Picture module. They own their declarations until the host gets both.

@@ -150,11 +150,8 @@ Boolean CopyPicture(const CopyTarget& target, const RowBand& band, const BlockFo
   if (!picture.GetPictureEditor(target.picture, true, false)) {
     return 0;
   }
-  const PixelTypeRow* type = FindPixelType(picture.PixelType);
-  if (type == nullptr) {
-    return 1;
-  }
-  pixels::Conversion conversion{.from = type->layout, .to = format.layout, .rest = format.rest};
+  pixels::Conversion conversion{
+      .from = RowOfPixelType(picture.PixelType).layout, .to = format.layout, .rest = format.rest};
   conversion.fill = format.fill;
   conversion.toStep = format.pixelBytes;
   return BandCopy(picture, nullptr, band, conversion).CopyTo(target.destination, target.offset);
@@ -177,13 +174,9 @@ Boolean CopyPictureWithMask(const CopyTarget& target, REALpictureStruct* maskFor
       !mask.GetPictureEditor(maskForAlpha, true, false)) {
     return 0;
   }
-  const PixelTypeRow* type = FindPixelType(picture.PixelType);
-  const PixelTypeRow* maskType = FindPixelType(mask.PixelType);
-  if (type == nullptr || maskType == nullptr) {
-    return 0;
-  }
-  pixels::Conversion conversion{.from = type->layout, .to = layout, .rest = pixels::Rest::kFromMask};
-  conversion.mask = maskType->layout;
+  pixels::Conversion conversion{
+      .from = RowOfPixelType(picture.PixelType).layout, .to = layout, .rest = pixels::Rest::kFromMask};
+  conversion.mask = RowOfPixelType(mask.PixelType).layout;
   return BandCopy(picture, &mask, band, conversion).CopyTo(target.destination, target.offset);
 }
 

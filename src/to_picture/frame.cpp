@@ -53,20 +53,18 @@ REALpictureStruct* FillPicture(REALpictureStruct* dest, const Buffer& buffer, co
   if (!writer.NewPictureWriter(dest, buffer.width, buffer.height)) {
     return nullptr;
   }
-  const PixelTypeRow* type = FindPixelType(writer.PixelType);
-  if (type != nullptr) {
-    const std::uint8_t* source = buffer.source.Address();
-    if (source == nullptr) {
-      return nullptr;
-    }
-    pixels::Conversion conversion{.from = format.layout, .to = type->layout};
-    conversion.fill = type->fourthByte;
-    conversion.fromStep = format.pixelBytes;
-    conversion.weights = format.weights;
-    conversion.tables = format.tables;
-    FillRows(writer, RowsOf(buffer, format, pixels::At(source, buffer.offset, 1)),
-             pixels::Converter(conversion));
+  const std::uint8_t* source = buffer.source.Address();
+  if (source == nullptr) {
+    return nullptr;
   }
+  const PixelTypeRow& type = RowOfPixelType(writer.PixelType);
+  pixels::Conversion conversion{.from = format.layout, .to = type.layout};
+  conversion.fill = type.fourthByte;
+  conversion.fromStep = format.pixelBytes;
+  conversion.weights = format.weights;
+  conversion.tables = format.tables;
+  FillRows(writer, RowsOf(buffer, format, pixels::At(source, buffer.offset, 1)),
+           pixels::Converter(conversion));
   return writer.RenderPictureWriter();
 }
 
