@@ -173,7 +173,6 @@ Bytes NoiseFor(const NamedLayout& layout, std::ptrdiff_t width, std::ptrdiff_t r
   return bytes;
 }
 
-constexpr auto kKept = rastel::pixels::Rest::kKept;
 constexpr auto kFromMask = rastel::pixels::Rest::kFromMask;
 
 TEST_P(Targets, ConvertRowsWithStepsOfAnySizeAndSign) {
