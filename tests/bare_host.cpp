@@ -137,7 +137,9 @@ void* Load(const char* path) {
   registered.functions.clear();
   void* library = dlopen(path, RTLD_NOW);
   if (library != nullptr) {
-    reinterpret_cast<void (*)(Resolver)>(dlsym(library, "REALPluginMain"))(Resolve);
+    const auto load = reinterpret_cast<void (*)(Resolver)>(dlsym(library, "REALPluginMain"));
+    load(nullptr);  // nothing can be looked up: nothing happens
+    load(Resolve);
   }
   return library;
 }

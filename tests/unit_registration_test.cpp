@@ -259,12 +259,6 @@ std::vector<const REALmoduleDefinition*> ModulesFor(std::vector<REALmethodDefini
   return {ModuleHost::modules.begin() + known, ModuleHost::modules.end()};
 }
 
-TEST(Entries, AreFoundOnlyOnceTheHostHasLoadedThePlugin) {
-  const auto resolver = std::exchange(rastel::gResolver, nullptr);
-  EXPECT_EQ(nullptr, rastel::FindHostEntry("REALGetRBVersion"));
-  rastel::gResolver = resolver;
-}
-
 TEST(Modules, HaveARowForEachSetterAndEachFunction) {
   const auto function = [](std::uintptr_t number) { return reinterpret_cast<void*>(number); };
   const std::vector<std::string> expected = {

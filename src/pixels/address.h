@@ -39,10 +39,8 @@ struct Places {
     return {first, step, table, offset};
   }
 
-  /// All but the first `count` of these.
-  Places From(std::ptrdiff_t count) const {
-    return {At(first, count, step), step, table == nullptr ? nullptr : table + count, offset};
-  }
+  /// All but the first `count` of these, which no table may list.
+  Places From(std::ptrdiff_t count) const { return {At(first, count, step), step}; }
 
   /// The places `index` steps of `distance` bytes behind these.
   Places Behind(std::ptrdiff_t index, std::ptrdiff_t distance) const {

@@ -330,9 +330,6 @@ inline __mmask64 FirstBits(std::ptrdiff_t bytes) {
 }
 
 /// Accesses to the bytes of a vector whose bits are set in `mask`. Others are not touched, and loaded as 0.
-inline Vector<16> LoadMasked(Vector<16> /*type*/, const std::uint8_t* bytes, __mmask64 mask) {
-  return (Vector<16>)_mm_maskz_loadu_epi8(static_cast<__mmask16>(mask), bytes);
-}
 inline Vector<32> LoadMasked(Vector<32> /*type*/, const std::uint8_t* bytes, __mmask64 mask) {
   return (Vector<32>)_mm256_maskz_loadu_epi8(static_cast<__mmask32>(mask), bytes);
 }
