@@ -167,19 +167,6 @@ TEST(OpaqueCopies, CopyBitmapsOfTheSameSizeWithoutGraphics) {
   }
 }
 
-std::int32_t RowBytesOfABitmap(std::int32_t width) {
-  LinkedHost host(kConsole.Options());
-  const auto picture = host.NewPicture(width, 4);
-  PictureReader reader;
-  return reader.GetPictureEditor(picture.get(), true, false) ? reader.RowBytes : 0;
-}
-
-TEST(Bitmaps, HaveRowsOfFourBytesAPixel) {
-  GTEST_FLAG_SET(death_test_style, "threadsafe");  // in a process that has seen no desktop host
-  EXPECT_EXIT(std::_Exit(RowBytesOfABitmap(5)), testing::ExitedWithCode(20), "");
-  GTEST_FLAG_SET(death_test_style, "fast");
-}
-
 TEST(Descriptions, AreOfUsableBitmapsOnly) {
   std::uint8_t* rows[] = {nullptr};
   const auto record = std::make_unique<BitmapRecord>();
