@@ -138,7 +138,7 @@ class Side {
   static void Fill(Image& image, const RowBytes* rows, int count, std::ptrdiff_t extent,
                    std::ptrdiff_t stride) {
     static const std::vector<std::uint8_t> noise = [] {
-      std::vector<std::uint8_t> bytes(8192);
+      std::vector<std::uint8_t> bytes(16384);  // more than a room and its margins
       std::generate(bytes.begin(), bytes.end(), [i = std::uint64_t{31}]() mutable { return Noise(i++); });
       return bytes;
     }();
