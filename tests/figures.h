@@ -35,6 +35,12 @@ inline std::string WantedPoint() {
   return text == nullptr ? "" : text;
 }
 
+/// The one CPU target that RASTEL_TARGET asks for; empty: all.
+inline std::string WantedTarget() {
+  const char* text = std::getenv("RASTEL_TARGET");
+  return text == nullptr ? "" : text;
+}
+
 /// The command that repeats one point of a test.
 inline std::string Repeat(const std::string& point, const std::string& filter) {
   char path[1024] = {};

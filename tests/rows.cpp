@@ -325,6 +325,9 @@ std::vector<Target> RunnableTargets() {
   std::ranges::copy_if(rastel::pixels::Targets(), std::back_inserter(targets),
                        [](const Target& target) { return target.isSupported(); });
   targets.push_back({"wide_plain", [] { return true; }, rastel::pixels::FindKernel_wide_plain});
+  if (const std::string wanted = WantedTarget(); !wanted.empty()) {
+    std::erase_if(targets, [&](const Target& target) { return target.name != wanted; });
+  }
   return targets;
 }
 
@@ -332,7 +335,7 @@ RowCount CheckRows(const std::vector<Case>& cases, const std::vector<Target>& ta
                    std::uint32_t placements, const Widths& widths) {
   const CrashNote note(RunningText);
   Runner runner(targets, placements, widths);
-  for (std::size_t i = 0; i < cases.size(); ++i) {
+  for (std::size_t i = 0; i < cases.size() && runner.count.differences == 0; ++i) {
     runner.Check(i, cases[i]);
   }
   return runner.count;

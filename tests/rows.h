@@ -44,7 +44,8 @@ struct Case {
 /// are apart, weights and tables.
 std::vector<Case> AllCases();
 
-/// The targets that this processor runs, and the widest geometry compiled without its instructions.
+/// The targets that this processor runs, and the widest geometry compiled without its instructions; or the
+/// wanted one of them alone.
 std::vector<rastel::pixels::Target> RunnableTargets();
 
 /// What a run did.
@@ -64,7 +65,8 @@ inline constexpr Widths kPastTheCaches = {505, 580, 0};  // some too short for i
 
 /// Converts every case of `cases` with every target of `targets` in every width, in `placements` places
 /// each: rows right behind and right before pages without access first, then at alignments drawn from the
-/// seed. Source and destination rows are apart, backwards, with gaps or packed.
+/// seed. Source and destination rows are apart, backwards, with gaps or packed. The first case with
+/// differences is the last.
 RowCount CheckRows(const std::vector<Case>& cases, const std::vector<rastel::pixels::Target>& targets,
                    std::uint32_t placements, const Widths& widths = kShort);
 
