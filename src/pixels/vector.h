@@ -267,57 +267,50 @@ struct Stream<Vector<32>> {
 #endif
 
 #ifdef __AVX512VBMI__
-template <>
-struct Shuffle<32, Vector<32>> {
-  static Vector<32> Do(Vector<32> bytes, Vector<32> control) {
-    const __mmask32 used = ~_mm256_movepi8_mask((__m256i)control);
-    return (Vector<32>)_mm256_maskz_permutexvar_epi8(used, (__m256i)control, (__m256i)bytes);
-  }
+inline __mmask32 HighBits(Vector<32> bytes) {
+  return _mm256_movepi8_mask((__m256i)bytes);
+}
+inline __mmask64 HighBits(Vector<64> bytes) {
+  return _mm512_movepi8_mask((__m512i)bytes);
+}
+
+/// The bytes of `first` and of `second`, counted on, that `control` names; 0 where the bit in `used` is
+/// clear.
+inline Vector<32> Permute(__mmask32 used, Vector<32> control, Vector<32> first, Vector<32> second) {
+  return (Vector<32>)_mm256_maskz_permutex2var_epi8(used, (__m256i)first, (__m256i)control, (__m256i)second);
+}
+inline Vector<64> Permute(__mmask64 used, Vector<64> control, Vector<64> first, Vector<64> second) {
+  return (Vector<64>)_mm512_maskz_permutex2var_epi8(used, (__m512i)first, (__m512i)control, (__m512i)second);
+}
+inline Vector<32> Permute(__mmask32 used, Vector<32> control, Vector<32> bytes) {
+  return (Vector<32>)_mm256_maskz_permutexvar_epi8(used, (__m256i)control, (__m256i)bytes);
+}
+inline Vector<64> Permute(__mmask64 used, Vector<64> control, Vector<64> bytes) {
+  return (Vector<64>)_mm512_maskz_permutexvar_epi8(used, (__m512i)control, (__m512i)bytes);
+}
+
+/// True if a vector is one lane, within which any byte can be moved.
+template <int LaneBytes, typename V>
+constexpr bool kIsOneWideLane = LaneBytes == sizeof(V) && LaneBytes >= 32;
+
+template <int LaneBytes, typename V>
+requires kIsOneWideLane<LaneBytes, V>
+struct Shuffle<LaneBytes, V> {
+  static V Do(V bytes, V control) { return Permute(~HighBits(control), control, bytes); }
 };
-template <>
-class ShufflePair<32, Vector<32>> {
+template <int LaneBytes, typename V>
+requires kIsOneWideLane<LaneBytes, V>
+class ShufflePair<LaneBytes, V> {
  public:
   ShufflePair() = default;
-  ShufflePair(Vector<32> first, Vector<32> second) {
-    const __mmask32 isSecond = ~_mm256_movepi8_mask((__m256i)second);
-    control_ = _mm256_mask_mov_epi8((__m256i)first, isSecond, (__m256i)(second | kSecond));
-    used_ = ~_mm256_movepi8_mask(control_);
-  }
-  Vector<32> Do(Vector<32> first, Vector<32> second) const {
-    return (Vector<32>)_mm256_maskz_permutex2var_epi8(used_, (__m256i)first, control_, (__m256i)second);
-  }
+  ShufflePair(V first, V second)
+      : control_((second & kNoByte) == 0 ? second | std::uint8_t{LaneBytes} : first),
+        used_(~HighBits(control_)) {}
+  V Do(V first, V second) const { return Permute(used_, control_, first, second); }
 
  private:
-  static constexpr std::uint8_t kSecond = 32;
-
-  __m256i control_;
-  __mmask32 used_;
-};
-template <>
-struct Shuffle<64, Vector<64>> {
-  static Vector<64> Do(Vector<64> bytes, Vector<64> control) {
-    const __mmask64 used = ~_mm512_movepi8_mask((__m512i)control);
-    return (Vector<64>)_mm512_maskz_permutexvar_epi8(used, (__m512i)control, (__m512i)bytes);
-  }
-};
-template <>
-class ShufflePair<64, Vector<64>> {
- public:
-  ShufflePair() = default;
-  ShufflePair(Vector<64> first, Vector<64> second) {
-    const __mmask64 isSecond = ~_mm512_movepi8_mask((__m512i)second);
-    control_ = _mm512_mask_mov_epi8((__m512i)first, isSecond, (__m512i)(second | kSecond));
-    used_ = ~_mm512_movepi8_mask(control_);
-  }
-  Vector<64> Do(Vector<64> first, Vector<64> second) const {
-    return (Vector<64>)_mm512_maskz_permutex2var_epi8(used_, (__m512i)first, control_, (__m512i)second);
-  }
-
- private:
-  static constexpr std::uint8_t kSecond = 64;
-
-  __m512i control_;
-  __mmask64 used_;
+  V control_;
+  decltype(HighBits(V{})) used_;
 };
 template <>
 constexpr bool kHasMaskedAccess<Vector<64>> = true;
