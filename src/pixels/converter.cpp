@@ -100,11 +100,13 @@ Converter::Converter(const Conversion& conversion, KernelFinder target, std::int
   }
   if (conversion.tables != nullptr) {
     const auto& values = conversion.tables->values;
-    for (std::size_t gray = 0; gray < 256; ++gray) {
-      readyPixels_[gray][0] = values[0][gray];
-      readyPixels_[gray][1] = values[1][gray];
-      readyPixels_[gray][2] = values[2][gray];
-      readyPixels_[gray][3] = 0;
+    std::size_t gray = 0;
+    for (auto& pixel : readyPixels_) {
+      pixel[0] = values[0][gray];
+      pixel[1] = values[1][gray];
+      pixel[2] = values[2][gray];
+      pixel[3] = 0;
+      ++gray;
     }
   }
   ChooseKernel(target);

@@ -118,7 +118,7 @@ class BandCopy {
   /// Where the mask is wider than the picture: alpha from the mask, black for the missing pixels.
   void ConvertBeyondPicture(pixels::Rows rows) const {
     const std::ptrdiff_t present = std::max(picture_.Width, 0);
-    rows.source = {&kBlack, 0};
+    rows.source = {&kBlack};
     rows.destination = rows.destination.Behind(present, conversion_.toStep);
     rows.mask = rows.mask.Behind(present, pixels::ChannelsOf(conversion_.mask).bytes);
     rows.width -= present;

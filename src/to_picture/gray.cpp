@@ -37,14 +37,12 @@ std::uint8_t Weighted(std::uint32_t gray, std::int32_t weight) {
   return static_cast<std::uint8_t>(std::clamp(product / 256, 0, 255));
 }
 
-pixels::ChannelTables WeightTables(const ChannelArguments<std::int32_t>& weights) {
-  pixels::ChannelTables tables;
-  for (std::uint32_t gray = 0; gray < 256; ++gray) {
-    tables.values[0][gray] = Weighted(gray, weights.red);
-    tables.values[1][gray] = Weighted(gray, weights.green);
-    tables.values[2][gray] = Weighted(gray, weights.blue);
+/// Fills `table` with all gray values times `weight`.
+void FillTable(std::uint8_t (&table)[256], std::int32_t weight) {
+  std::uint32_t gray = 0;
+  for (std::uint8_t& value : table) {
+    value = Weighted(gray++, weight);
   }
-  return tables;
 }
 
 std::int32_t UpperBound(_REALarrayInteger* array) {
@@ -54,9 +52,11 @@ std::int32_t UpperBound(_REALarrayInteger* array) {
 /// Fills `table` with the elements 0 to 255 of `array` as far as it goes, clamped to bytes, and 0 beyond.
 /// Further elements have no gray value and are not read.
 void FillTable(std::uint8_t (&table)[256], _REALarrayInteger* array, std::int32_t upperBound) {
-  for (std::int32_t index = 0; index < 256; ++index) {
+  std::int32_t index = 0;
+  for (std::uint8_t& value : table) {
     const std::int32_t element = index <= upperBound ? REALGetArrayInt(array, index) : 0;
-    table[index] = static_cast<std::uint8_t>(std::clamp(element, 0, 255));
+    value = static_cast<std::uint8_t>(std::clamp(element, 0, 255));
+    ++index;
   }
 }
 
@@ -69,7 +69,10 @@ REALpictureStruct* WeightedGrayToPicture(const Buffer& buffer, std::int32_t pixe
     format.weights = &plain;
     return BufferToPicture(nullptr, buffer, format);
   }
-  const pixels::ChannelTables tables = WeightTables(weights);
+  pixels::ChannelTables tables;
+  FillTable(tables.values[0], weights.red);
+  FillTable(tables.values[1], weights.green);
+  FillTable(tables.values[2], weights.blue);
   format.tables = &tables;
   return BufferToPicture(nullptr, buffer, format);
 }
