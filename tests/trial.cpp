@@ -58,6 +58,11 @@ bool IsRelease(const devhost::TracedCall& call) {
   return finds || kReleases.contains(call.entry);
 }
 
+/// A call that a destructor may make: one that gives something back, clears the cache or gives a mask back.
+bool IsAtClose(const devhost::TracedCall& call) {
+  return IsRelease(call) || call.entry == "REALPictureClearCache" || call.entry == "Mask";
+}
+
 /// True if each byte is what it was before or what it has to become.
 bool IsBetween(const Bytes& before, const Bytes& after, const Bytes& actual) {
   for (std::size_t i = 0; i < actual.size(); ++i) {
@@ -187,12 +192,12 @@ class Trial::Injection {
     }
     const bool isRelease = IsRelease(trial_.host_->trace.back());
     if (throws) {
-      // Destructors clear the cache and give a mask back, too.
-      const bool isInDestructor = isRelease || entry == "REALPictureClearCache" || entry == "Mask";
-      if (isInDestructor && !fault_.once) {
+      const bool mayBeInDestructor = IsAtClose(trial_.host_->trace.back());
+      if (mayBeInDestructor && !fault_.once) {
         return Reaction::kAct;
       }
       Hit(entry);
+      const bool isInDestructor = entry == "CFRelease" || (mayBeInDestructor && number >= trial_.close_);
       verdict_.releaseThrew = verdict_.releaseThrew || isInDestructor;
       throw HostFault(std::string(entry));
     }
@@ -267,6 +272,9 @@ void Trial::LearnFromAGoodHost() {
   *good_ = CallOnce();
   calls_ = static_cast<int>(host_->trace.size());
   allocations_ = plugin_->allocations;
+  const auto last = std::find_if_not(host_->trace.rbegin(), host_->trace.rend(), IsAtClose);
+  const bool closesInDestructors = method_.result == "boolean";
+  close_ = closesInDestructors ? static_cast<int>(last.base() - host_->trace.begin()) : calls_;
   names_.insert(host_->lookups.begin(), host_->lookups.end());
   const auto add = [this](const char* ifHas, const char* added) {
     if (names_.contains(ifHas)) {
