@@ -243,6 +243,9 @@ CallResult CallMatch(const Match& match) {
   switch (match.overload->declaration.result) {
     case HostType::kBoolean:
       result.boolean = static_cast<Boolean>(word) != 0;
+      if (static_cast<Boolean>(word) > 1) {
+        Complain(match.overload->method->declaration + " returned a boolean that is neither 0 nor 1");
+      }
       break;
     case HostType::kPicture:
       result.returnsPicture = true;

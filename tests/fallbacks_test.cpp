@@ -66,11 +66,30 @@ TEST(Fallbacks, AnEmptyBandNeedsNoAddress) {
         .boolean;
   };
   EXPECT_FALSE(copy(0, -1));
+  EXPECT_FALSE(copy(1, 1));
   EXPECT_TRUE(copy(2, 1));
   EXPECT_EQ(0, CountCalls(host, "REALYieldToRB"));
-  EXPECT_EQ(2, CountCalls(host, "memoryBlockGetSize"));
+  EXPECT_EQ(3, CountCalls(host, "memoryBlockGetSize"));
   const auto none = host.NewPicture(0, 3);
   EXPECT_TRUE(host.Call("CopyRGBtoMemoryblockKVZ", {none.get(), block.get(), kZero}).boolean);
+}
+
+/// Rows that the picture turns out not to have are written to its first one, each over the one before.
+TEST(Fallbacks, APictureThatIsLowerThanItSaysIsFilled) {
+  LoadedHost host(kConsole.Options());
+  const NothingLost watch(host);
+  const auto dest = host.NewPicture(1, 5);
+  const auto block = host.NewMemoryBlock(15);
+  FillWithNoise(*block, 3);
+  host.onEntry = [&](std::string_view entry) {
+    dest->height = entry == "REALLockPictureDescription" ? 3 : dest->height;
+    return devhost::Reaction::kAct;
+  };
+  const auto made = host.Call("MemoryblockRGBtoPictureKVZ", {dest.get(), block.get(), kZero, 1, 5});
+  EXPECT_EQ(dest.get(), made.picture.get());
+  for (const auto& [row, source] : {std::pair{0, 4}, {1, 1}, {2, 2}}) {
+    EXPECT_EQ(block->bytes()[3 * source], dest->At(0, row).red) << row;
+  }
 }
 
 TEST(Fallbacks, UnsupportedDepthsAreNotWritten) {
@@ -137,6 +156,15 @@ TEST(Fallbacks, PalettesWithoutTheArrayEntries) {
     EXPECT_EQ((devhost::Pixel{expected.second, 0, expected.second, 255}), result.picture->At(1, 0));
     EXPECT_FALSE(result.exception);
   }
+}
+
+TEST(Fallbacks, BitmapsWithoutRowsHaveNoRowTableToRead) {
+  LoadedHost host(kConsole.Options());
+  const auto picture = host.NewPicture(2, 0);
+  const auto block = host.NewMemoryBlock(6);
+  // NOLINTNEXTLINE(performance-no-int-to-ptr): an address that nobody can read
+  picture->bitmap->rowTable = reinterpret_cast<std::uint8_t**>(std::uintptr_t{8});
+  EXPECT_TRUE(host.Call("CopyRGBtoMemoryblockKVZ", {picture.get(), block.get(), kZero}).boolean);
 }
 
 TEST(Fallbacks, CopiesRowsOnlyBetweenAlikeBitmaps) {

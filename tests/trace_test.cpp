@@ -6,6 +6,7 @@
 
 #include "loaded_host.h"
 #include "support.h"
+#include "trial.h"
 
 namespace tests {
 namespace {
@@ -43,12 +44,25 @@ class Trace : public testing::Test {
                       {dest, block.get(), std::int32_t{0}, std::int32_t{2}, std::int32_t{1}});
   }
 
+  /// The entry `throwing` throws at its first call; `failing` does nothing.
+  void LetFail(std::string throwing, const std::string& failing = "") {
+    throwing_ = std::move(throwing);
+    host->onEntry = [this, failing](std::string_view entry) {
+      return entry == throwing_ ? throw HostFault(std::exchange(throwing_, ""))
+             : entry == failing ? Reaction::kFail
+                                : Reaction::kAct;
+    };
+  }
+
   bool ToBlock(REALpictureStruct& picture) {
     const auto block = host->NewMemoryBlock(64);
     return host->Call("CopyRGBtoMemoryblockKVZ", {&picture, block.get(), std::int32_t{0}}).boolean;
   }
 
   std::unique_ptr<LoadedHost> host;
+
+ private:
+  std::string throwing_;
 };
 
 /// A world of `depth` bits is opened as far as its depth is known.
@@ -207,9 +221,7 @@ TEST_F(Trace, UnlocksAfterAFailedLockBefore2012Only) {
     host.reset();
     Start(console);
     const auto picture = host->NewPicture(3, 2);
-    host->onEntry = [](std::string_view entry) {
-      return entry == "REALLockPictureDescription" ? Reaction::kFail : Reaction::kAct;
-    };
+    LetFail("", "REALLockPictureDescription");
     EXPECT_FALSE(ToBlock(*picture));
     Lines expected = kConsoleClasses + Lines{"PluginPictureGetType(picture#1) = 2",
                                              "REALLockPictureDescription(picture#1, address, 10) = 0"};
@@ -234,6 +246,23 @@ TEST_F(Trace, RefusesUnusableBitmapsAndUnlocksThem) {
     EXPECT_FALSE(ToBlock(*picture));
     EXPECT_EQ("unlockPictureDescription(picture#1)", Calls(*host).back());
     EXPECT_EQ(0, picture->descriptionLocks);
+    LetFail("unlockPictureDescription");
+    EXPECT_THROW(ToBlock(*picture), HostFault);
+  }
+}
+
+TEST_F(Trace, UnlocksWorldsWithoutAddressesFromTheInsideOut) {
+  const Lines expected = {"UnlockPixels(pixels of picture#1)", "unlockPictureDescription(picture#1)"};
+  Start(kDesktop);
+  const auto picture = host->NewPicture(3, 2);
+  LetFail("", "GetPixBaseAddr");
+  EXPECT_FALSE(ToBlock(*picture));
+  const Lines calls = Calls(*host);
+  EXPECT_EQ(expected, Lines(calls.end() - 2, calls.end()));
+  // Exceptions pass there, too.
+  for (const char* entry : {"UnlockPixels", "unlockPictureDescription"}) {
+    LetFail(entry, "GetPixBaseAddr");
+    EXPECT_THROW(ToBlock(*picture), HostFault);
   }
 }
 
@@ -285,14 +314,20 @@ TEST_F(Trace, AsksForAllPaletteBoundsFirst) {
   Start(console, {"PluginIntegerArrayGetProc"});
   const auto block = host->NewMemoryBlock(1);
   const auto red = host->NewIntegerArray({1, 2});
-  const auto green = host->NewIntegerArray({});
+  const auto blue = host->NewIntegerArray({3});
+  const auto green = host->NewIntegerArray({4});
   host->Call("MemoryblockGrayToPictureKVZ",
              {block.get(), std::int32_t{0}, std::int32_t{40000}, std::int32_t{1}, std::int32_t{1}, red.get(),
-              nullptr, green.get()});
-  const Lines element = {"RuntimeUBound(array#1) = 1", "RuntimeArrayDirectGetGetProc(array#1) = address"};
-  const Lines bounds = {"RuntimeUBound(array#1) = 1", "RuntimeUBound(array#2) = -1"};
-  EXPECT_EQ(bounds + element + Lines{"IntegerArrayGetter(array#1, 0) = 1"} + element +
-                Lines{"IntegerArrayGetter(array#1, 1) = 2"},
+              blue.get(), green.get()});
+  const auto element = [](const std::string& array, const std::string& bound, const std::string& get) {
+    return Lines{"RuntimeUBound(" + array + ") = " + bound,
+                 "RuntimeArrayDirectGetGetProc(" + array + ") = address",
+                 "IntegerArrayGetter(" + array + ", " + get};
+  };
+  const Lines bounds = {"RuntimeUBound(array#1) = 1", "RuntimeUBound(array#2) = 0",
+                        "RuntimeUBound(array#3) = 0"};
+  EXPECT_EQ(bounds + element("array#1", "1", "0) = 1") + element("array#1", "1", "1) = 2") +
+                element("array#2", "0", "0) = 3") + element("array#3", "0", "0) = 4"),
             Calls(*host));
 }
 

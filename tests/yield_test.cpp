@@ -67,6 +67,12 @@ TEST(Yield, ComesAfterRowsWhenTheIntervalHasPassed) {
   }
 }
 
+TEST(Yield, CountsTheFirstIntervalFromZero) {
+  LoadedHost host(kConsole.Options());
+  host.clock.ticksPerReading = 4;
+  EXPECT_EQ(5, YieldsOf(host, PictureMethods().front(), 4));
+}
+
 TEST(Yield, ComesOnceARowAlsoWithoutPixels) {
   LoadedHost host(kConsole.Options());
   host.clock.ticksPerReading = 1;

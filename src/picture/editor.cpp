@@ -14,18 +14,18 @@ namespace {
 // The kind of host application, learnt once and kept while the library is loaded. Once IsDesktop is set
 // pictures are never described as bitmaps; once IsConsole is set the legacy framework is never asked. A route
 // that has worked decides as well.
-constinit Boolean IsDesktop = 0;
-constinit Boolean IsConsole = 0;
+constinit bool IsDesktop = false;
+constinit bool IsConsole = false;
 
 void DetectHostKind() {
-  if (IsDesktop != 0 || IsConsole != 0) {
+  if (IsDesktop || IsConsole) {
     return;
   }
   const bool isDesktop = REALGetClassRef("Application") != nullptr;
   const bool isWeb = REALGetClassRef("WebApplication") != nullptr;
   const bool isConsole = REALGetClassRef("ConsoleApplication") != nullptr;
-  IsDesktop = isDesktop ? 1 : 0;
-  IsConsole = !isDesktop && (isConsole || isWeb) ? 1 : 0;
+  IsDesktop = isDesktop;
+  IsConsole = !isDesktop && (isConsole || isWeb);
 }
 
 /// Asks for the picture's kind in any case; without an answer every picture can be written.
@@ -65,7 +65,7 @@ bool PictureEditor::Open(REALpictureStruct* picture, bool allowCopy, bool forWri
   if (!IsWritable(picture) && forWriting) {
     return false;
   }
-  if (IsConsole == 0) {
+  if (!IsConsole) {
     const Outcome outcome = OpenNative(picture, isOpaqueCopy);
     if (outcome != Outcome::kUndecided) {
       return outcome == Outcome::kOpened;
@@ -80,7 +80,7 @@ PictureEditor::Outcome PictureEditor::OpenNative(REALpictureStruct* picture, boo
   PictureDescription = {};
   REALLockPictureDescriptionWithNativeType(picture, &PictureDescription);
   if (PictureDescription.type == kLegacyWorldDescription) {
-    IsDesktop = 1;
+    IsDesktop = true;
     return OpenLegacyWorld(picture, isOpaqueCopy);
   }
   // The native description is left as it is: hosts expect no unlock of a description of another type.
@@ -127,9 +127,7 @@ PictureEditor::Outcome PictureEditor::OpenUnsupportedDepth(REALpictureStruct* pi
   if (isOpaqueCopy) {
     return Outcome::kUndecided;
   }
-  const Outcome outcome =
-      OpenOpaqueCopy(picture, PictureDescription.width, PictureDescription.height, pixMap);
-  return outcome == Outcome::kOpened ? outcome : Outcome::kFailed;
+  return OpenOpaqueCopy(picture, PictureDescription.width, PictureDescription.height, pixMap);
 }
 
 PictureEditor::Outcome PictureEditor::OpenOpaqueCopy(REALpictureStruct* picture, std::int32_t width,
@@ -147,10 +145,10 @@ PictureEditor::Outcome PictureEditor::OpenOpaqueCopy(REALpictureStruct* picture,
 }
 
 bool PictureEditor::OpenBitmap(REALpictureStruct* picture) {
-  if (IsDesktop != 0 || !LockAsBitmap(picture, &PictureDescription)) {
+  if (IsDesktop || !LockAsBitmap(picture, &PictureDescription)) {
     return false;
   }
-  IsConsole = 1;
+  IsConsole = true;
   DescriptionLock description(picture);
   const BitmapRecord* bitmap = BitmapOf(PictureDescription);
   if (bitmap == nullptr || bitmap->word1806 == 0) {
@@ -240,7 +238,7 @@ RowRun PictureEditor::PeekRows(std::int32_t most) const {
   if (!AreEquallySpaced(count)) {
     return {{.table = RowTable + RowIndex}, count};
   }
-  return {{.first = RowPtr, .step = count > 1 ? RowStart(RowIndex + 1) - RowPtr : 0}, count};
+  return {{.first = RowPtr, .step = RowStart(RowIndex + 1) - RowPtr}, count};
 }
 
 bool PictureEditor::AreEquallySpaced(std::int32_t count) const {
@@ -263,9 +261,6 @@ bool PictureWriter::NewPictureWriter(std::int32_t width, std::int32_t height) {
   }
   SetGWorld(nullptr, nullptr);
   Reference<REALpictureStruct> picture(REALNewPicture(width, height, 32));
-  if (picture.Get() == nullptr) {
-    return false;
-  }
   const bool isOpen = GetPictureEditor(picture.Get(), false, true);
   picture.GiveBack();
   return isOpen;
