@@ -1,9 +1,10 @@
-// A host in a process that supplies none of the platform's functions: no clocks, no legacy framework. Takes
-// the plug-in's path and ends with 0 if pixels make the way into a picture and back, with yields on both
-// clocks.
+// A host in a process that supplies none of the platform's functions: no clocks, no legacy framework; or
+// (with RASTEL_FINDS_FOLDERS) the first of those that the framework is found with, and no more. Takes the
+// plug-in's path and ends with 0 if pixels make the way into a picture and back, with yields on both clocks.
 #include <dlfcn.h>
 
 #include <array>
+#include <chrono>
 #include <cstdio>
 #include <cstring>
 #include <map>
@@ -21,6 +22,12 @@ struct REALpictureStruct {
   std::array<std::uint8_t*, 2> rows;
   BitmapRecord bitmap;
 };
+
+#ifdef RASTEL_FINDS_FOLDERS
+extern "C" std::int16_t FSFindFolder(std::int16_t, std::uint32_t, std::uint8_t, void*) {
+  return 0;
+}
+#endif
 
 namespace {
 
@@ -163,9 +170,22 @@ Boolean ReadPicture(REALmemoryBlockStruct& block, std::int32_t yield) {
   return reinterpret_cast<ToBlock>(method)(&onlyPicture, &block, 0, 0, -1, yield, 0);
 }
 
+/// How often a copy yields at an interval of that part of the ticks that the machine has run.
+int YieldsAtPartOfTime(double part) {
+  const std::chrono::duration<double, std::ratio<1, 60>> now =
+      std::chrono::steady_clock::now().time_since_epoch();
+  REALmemoryBlockStruct block{};
+  yields = 0;
+  ReadPicture(block, static_cast<std::int32_t>(now.count() * part));
+  return yields;
+}
+
 int CheckConsole() {
   if (MakePicture() != &onlyPicture || onlyPicture.pixels != kInPicture) {
     return Fail("the pixels did not get into the picture");
+  }
+  if (YieldsAtPartOfTime(0.999) != 1 || YieldsAtPartOfTime(1.001) != 0) {
+    return Fail("the clock does not count 1/60 s since the start of the machine");
   }
   for (const std::int32_t yield : {1, -1}) {
     REALmemoryBlockStruct block{};

@@ -107,14 +107,22 @@ TEST_F(Trace, FindsTheLegacyFrameworkOnce) {
   ToPicture();
   Lines framework;
   for (const auto& call : host->trace) {
-    framework.push_back(call.entry);
+    framework.push_back(call.Text());
   }
   framework.resize(11);
-  EXPECT_EQ(
-      (Lines{"FSFindFolder", "CFURLCreateFromFSRef", "__CFStringMakeConstantString",
-             "CFURLCreateCopyAppendingPathComponent", "CFBundleCreate", "CFBundleLoadExecutable", "CFRelease",
-             "CFRelease", "__CFStringMakeConstantString", "CFBundleGetFunctionPointerForName", "SetGWorld"}),
-      framework);
+  const std::string name = "\"ApplicationServices.framework\"";
+  const Lines expected = {"FSFindFolder(-32767, 1718772077, 1, address) = 0",
+                          "CFURLCreateFromFSRef(nil, address) = url#2",
+                          "__CFStringMakeConstantString(" + name + ") = " + name,
+                          "CFURLCreateCopyAppendingPathComponent(nil, url#2, " + name + ", 0) = url#3",
+                          "CFBundleCreate(nil, url#3) = bundle#4",
+                          "CFBundleLoadExecutable(bundle#4) = 1",
+                          "CFRelease(url#3)",
+                          "CFRelease(url#2)",
+                          "__CFStringMakeConstantString(\"SetGWorld\") = \"SetGWorld\"",
+                          "CFBundleGetFunctionPointerForName(bundle#4, \"SetGWorld\") = address",
+                          "SetGWorld(nil, nil)"};
+  EXPECT_EQ(expected, framework);
   ToPicture();
   EXPECT_EQ(1, CountCalls(*host, "FSFindFolder"));
   EXPECT_EQ(1, CountLookups(*host, "LockPixels"));

@@ -10,6 +10,7 @@
 #include "host/errors.h"
 #include "host/strings.h"
 #include "unit_host.h"
+#include "unit_memory.h"
 
 namespace tests {
 namespace {
@@ -88,6 +89,26 @@ TEST(Guard, RaisesWithoutAMessageWhenThatIsThrownAtAsWell) {
   }
 }
 
+TEST(RaiseException, LetsExceptionsPass) {
+  for (const char* entry : {"REALUnlockObject", "REALUnlockString"}) {
+    for (const bool isGuarded : {false, true}) {
+      LinkedHost host;
+      bool isFirst = true;
+      std::string_view throwing = isGuarded ? "REALBuildString" : entry;
+      host.onEntry = [&](std::string_view called) {
+        if (called != throwing) {
+          return Reaction::kAct;
+        }
+        throwing = std::exchange(isFirst, false) && isGuarded ? entry : "";
+        throw OwnException();
+      };
+      const auto raise = [] { rastel::RaiseException("NilObjectException", "Picture is nil"); };
+      EXPECT_THROW(raise(), OwnException) << entry;
+      EXPECT_EQ(1, CountCalls(host, "RuntimeRaiseException"));
+    }
+  }
+}
+
 TEST(RaiseException, CallsTheHostInOrder) {
   LinkedHost host;
   rastel::RaiseException("NilObjectException", "Picture is nil");
@@ -155,6 +176,14 @@ TEST(RaiseOutOfBoundsException, SaysTheRange) {
     EXPECT_EQ("OutOfBoundsException", LinkedHost::Raised()->className);
     EXPECT_EQ(index.message, LinkedHost::Raised()->message.value_or("(null)"));
   }
+}
+
+TEST(RaiseOutOfBoundsException, SaysLessWithoutMemory) {
+  LinkedHost host;
+  const FailingCallocs failing(0);
+  rastel::RaiseOutOfBoundsException(5, 3);
+  EXPECT_EQ("OutOfBoundsException", LinkedHost::Raised()->className);
+  EXPECT_EQ("Out of Bounds", LinkedHost::Raised()->message);
 }
 
 }  // namespace

@@ -6,12 +6,14 @@
 namespace {
 
 std::optional<int> callocsLeft;
+std::size_t lastBytes = 0;
 
 }  // namespace
 
 // The linker leads calls of calloc here.
 extern "C" void* __real_calloc(std::size_t count, std::size_t size);
 extern "C" void* __wrap_calloc(std::size_t count, std::size_t size) {
+  lastBytes = count * size;
   return callocsLeft && --*callocsLeft < 0 ? nullptr : __real_calloc(count, size);
 }
 
@@ -23,6 +25,10 @@ FailingCallocs::FailingCallocs(int first) {
 
 FailingCallocs::~FailingCallocs() {
   callocsLeft.reset();
+}
+
+std::size_t LastCallocBytes() {
+  return lastBytes;
 }
 
 }  // namespace tests

@@ -1,5 +1,7 @@
-// Allocations of the plug-in's own code that fail.
+// Allocations of the plug-in's own code: how large they are, and that they fail.
 #pragma once
+
+#include <cstddef>
 
 namespace tests {
 
@@ -11,5 +13,8 @@ class FailingCallocs {
   FailingCallocs& operator=(const FailingCallocs&) = delete;
   ~FailingCallocs();
 };
+
+/// The bytes that the last call of calloc asked for.
+std::size_t LastCallocBytes();
 
 }  // namespace tests

@@ -69,7 +69,7 @@ TEST(Strings, TakeTheRouteOfEncodingAndHost) {
   const std::string_view emojiAndMore = "A\xC3\xA9\xF0\x9F\x98\x80\xEF\xBF\xBF";
   for (const Text& text : {Text{2013.04, "text", kAscii, "text", kAscii, kPlain},
                            {2007.0, "text", kAscii, "text", kAscii, kPlain},
-                           {2013.04, "text", 0, "text", kAscii, kPlain},
+                           {2013.04, "t", 0, "t", kAscii, kPlain},
                            {2013.04, "text", 0x500, "text", kAscii, kPlain},
                            {2013.04, "text", 0xFFFF, "text", kAscii, kPlain},
                            {2013.04, "te\x80t", 0, "te\x80t", 0, kPlain},
@@ -125,8 +125,11 @@ TEST(Strings, HoldTwoUnitsForEveryCodePoint) {
       bytes += BytesOfUnits<char32_t>({U'\U00010000'});
       expected += "\xF0\x90\x80\x80";
     }
+    const bool isShort = count < 200;  // such texts need no memory
+    const FailingCallocs failing(isShort ? 0 : 2);
     EXPECT_EQ(expected, Make(bytes, kUtf32).bytes);
     EXPECT_EQ(expected, Make(bytes + "xyz", kUtf32).bytes);
+    EXPECT_TRUE(isShort || LastCallocBytes() == (2 * count + 1) * sizeof(char16_t));
   }
 }
 
@@ -147,6 +150,28 @@ TEST(Strings, AreNullForNoText) {
     EXPECT_EQ(nullptr, REALBuildUnicodeString("text", length, kAscii)) << length;
   }
   EXPECT_TRUE(host.trace.empty());
+}
+
+TEST(Strings, ReachTheHostUpToTheGreatestLength) {
+  LinkedHost host;
+  host.onEntry = [](std::string_view) { return devhost::Reaction::kFail; };
+  // Nothing of the text is read unless its encoding has to be found out.
+  EXPECT_EQ(nullptr, REALBuildUnicodeString("text", 0x7FFFFFFF, kUtf8));
+  EXPECT_EQ((Route{"REALBuildString"}), EntriesOf(host));
+}
+
+TEST(Strings, LetExceptionsPassWhereTheyGiveBackTheUnconverted) {
+  const std::string units = BytesOfUnits<char16_t>({u'A', u'B'});
+  for (const double version : {2011.0, 2013.04}) {
+    LinkedHost host(OptionsFor(version));
+    const NothingLost watch(host);
+    bool isFirst = true;
+    host.onEntry = [&](std::string_view entry) {
+      return entry == "REALUnlockString" && std::exchange(isFirst, false) ? throw std::exception()
+                                                                          : devhost::Reaction::kAct;
+    };
+    EXPECT_THROW(rastel::BuildUnicodeStringUnguarded(units.data(), 4, kUtf16), std::exception);
+  }
 }
 
 TEST(Strings, AreNullOrPlainWhereTheHostLacksEntries) {
@@ -181,8 +206,8 @@ TEST(Arrays, AreReadInTheStorageOfTheHost) {
                 rastel::REALGetArrayInt(array.get(), i));
     }
     EXPECT_EQ(version < 2016.0 ? 0 : 3, CountCalls(host, "PluginIntegerArrayGetProc"));
-    EXPECT_EQ(nullptr, LinkedHost::Raised());
     EXPECT_EQ(0, rastel::REALGetArrayInt(nullptr, 7));
+    EXPECT_EQ(nullptr, LinkedHost::Raised());
   }
 }
 
