@@ -2,19 +2,32 @@
 
 #include <cstdlib>
 #include <optional>
+#include <set>
 
 namespace {
 
 std::optional<int> callocsLeft;
 std::size_t lastBytes = 0;
+auto& inUse = *new std::set<void*>;  // never destroyed: memory is freed to the end of the process
 
 }  // namespace
 
-// The linker leads calls of calloc here.
+// The linker leads calls of calloc and free here.
 extern "C" void* __real_calloc(std::size_t count, std::size_t size);
 extern "C" void* __wrap_calloc(std::size_t count, std::size_t size) {
   lastBytes = count * size;
-  return callocsLeft && --*callocsLeft < 0 ? nullptr : __real_calloc(count, size);
+  if (callocsLeft && --*callocsLeft < 0) {
+    return nullptr;
+  }
+  void* memory = __real_calloc(count, size);
+  inUse.insert(memory);
+  return memory;
+}
+
+extern "C" void __real_free(void* memory);
+extern "C" void __wrap_free(void* memory) {
+  inUse.erase(memory);
+  __real_free(memory);
 }
 
 namespace tests {
@@ -25,6 +38,10 @@ FailingCallocs::FailingCallocs(int first) {
 
 FailingCallocs::~FailingCallocs() {
   callocsLeft.reset();
+}
+
+std::size_t CallocsInUse() {
+  return inUse.size();
 }
 
 std::size_t LastCallocBytes() {

@@ -1,4 +1,4 @@
-// Allocations of the plug-in's own code: how large they are, and that they fail.
+// Allocations of the plug-in's own code: how large they are, that they fail, and that they are freed.
 #pragma once
 
 #include <cstddef>
@@ -13,6 +13,9 @@ class FailingCallocs {
   FailingCallocs& operator=(const FailingCallocs&) = delete;
   ~FailingCallocs();
 };
+
+/// How much of what calloc gave is not freed yet, in calls.
+std::size_t CallocsInUse();
 
 /// The bytes that the last call of calloc asked for.
 std::size_t LastCallocBytes();

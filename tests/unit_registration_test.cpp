@@ -56,7 +56,8 @@ TEST(Declarations, GetTheValueAsLastParameter) {
 }
 
 TEST(Declarations, AreCutWhereTheBufferEnds) {
-  for (const std::size_t length : {900U, 960U, 970U, 975U, 976U, 990U, 999U, 1000U, 1001U, 1024U, 3000U}) {
+  for (const std::size_t length :
+       {900U, 960U, 970U, 975U, 976U, 990U, 997U, 998U, 999U, 1000U, 1001U, 1024U, 3000U}) {
     SCOPED_TRACE(length);
     const std::string letters(length, 'a');
     EXPECT_EQ((letters + "(extends ref as Picture)").substr(0, 999), WithClass(letters));
@@ -65,7 +66,7 @@ TEST(Declarations, AreCutWhereTheBufferEnds) {
     EXPECT_EQ(("N(extends ref as Picture) as " + letters).substr(0, 998), WithClass("N as " + letters));
     EXPECT_EQ(("N(x, assigns value as " + letters + ")").substr(0, 998), WithValue("N(x) as " + letters));
     EXPECT_EQ(("N(assigns value as " + letters + ")").substr(0, 998), WithValue("N as " + letters));
-    if (length < 998) {
+    if (length < 999) {
       EXPECT_EQ((letters + "(extends ref as Picture, x)").substr(0, 998), WithClass(letters + "(x)"));
       EXPECT_EQ((letters + "(assigns value as x)").substr(0, 998), WithValue(letters + " as x"));
     }
@@ -129,11 +130,17 @@ TEST(OldRecords, AreAllOrNoneWithoutMemory) {
   module.common.methods = methods.data();
   module.common.properties = properties.data();
   module.common.methodCount = module.common.propertyCount = 1;
+  const std::size_t inUse = CallocsInUse();
   for (int first = 0; first < 3; ++first) {
     const FailingCallocs failing(first);
     EXPECT_FALSE(rastel::TakeFormForHost(module));
     EXPECT_EQ(methods.data(), module.common.methods);
+    EXPECT_EQ(inUse, CallocsInUse());
   }
+  rastel::CurrentREALControlVersion = 10;
+  EXPECT_TRUE(rastel::TakeFormForHost(module)) << "as it is";
+  EXPECT_EQ(methods.data(), module.common.methods);
+  rastel::CurrentREALControlVersion = 9;
   EXPECT_TRUE(rastel::TakeFormForHost(module));
   EXPECT_TRUE((TakeCut<OldMethodRow>(methods, module.common.methods)));
   EXPECT_TRUE((TakeCut<OldProperty>(properties, module.common.properties)));
@@ -144,9 +151,15 @@ TEST(OldRecords, KeepCountsWithoutTables) {
   module.common.propertyCount = 4;
   HostRecord<7> unused{};
   module.common.records10 = &unused;
+  REALmethodDefinition row{};
+  module.common.rows8 = &row;
+  module.common.count9 = 0xFFFFFFFF;  // more than 2 GiB
   const CBuffer<OldModuleDefinition> old(rastel::FixModule(&module));
+  ASSERT_NE(nullptr, old);
   EXPECT_EQ(nullptr, old->properties);
   EXPECT_EQ(4U, old->propertyCount);
+  EXPECT_EQ(nullptr, old->rows8);
+  EXPECT_EQ(0xFFFFFFFF, old->count9);
   EXPECT_EQ(nullptr, old->records10);
   EXPECT_EQ(nullptr, old->methods);
 }
@@ -271,12 +284,18 @@ TEST(Modules, HaveARowForEachSetterAndEachFunction) {
       {function(3), nullptr, "Get as integer", 0, 0, nullptr},
       {nullptr, function(4), "Set as text", 0, 0, nullptr}};
   auto properties = Filled<REALproperty, 2>(1);
+  auto sharedProperties = properties;
+  REALmethodDefinition sharedMethod{};
   properties[0].words[3] = properties[1].words[3] = 0xC0001;
-  rastel::pictureClass.common.properties = properties.data();
-  rastel::pictureClass.common.propertyCount = 1;
+  sharedProperties[0].words[3] = sharedMethod.flags = 0x40002;
+  auto& picture = rastel::pictureClass.common;
+  const auto own = picture;
+  picture.properties = properties.data();
+  picture.sharedProperties = sharedProperties.data();
+  picture.sharedMethods = &sharedMethod;
+  picture.propertyCount = picture.sharedPropertyCount = picture.sharedMethodCount = 1;
   const auto modules = ModulesFor(methods);
-  rastel::pictureClass.common.properties = nullptr;
-  rastel::pictureClass.common.propertyCount = 0;
+  picture = own;
   ASSERT_EQ(2U, modules.size());
   const OldModuleDefinition& module = modules[0]->common;
   EXPECT_EQ(13, module.version);
@@ -286,6 +305,8 @@ TEST(Modules, HaveARowForEachSetterAndEachFunction) {
   EXPECT_EQ(rastel::kGlobalMethodCount, modules[1]->common.methodCount);
   EXPECT_EQ(13U, properties[0].words[3]);
   EXPECT_EQ(0xC0001U, properties[1].words[3]) << "beyond the table";
+  EXPECT_EQ(6U, sharedProperties[0].words[3]);
+  EXPECT_EQ(6U, sharedMethod.flags);
 }
 
 TEST(Modules, AreLeftOutWithoutRowsOrWithAValueThatHasNoPlace) {
