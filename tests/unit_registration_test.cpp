@@ -69,6 +69,9 @@ TEST(Declarations, AreCutWhereTheBufferEnds) {
     if (length < 999) {
       EXPECT_EQ((letters + "(extends ref as Picture, x)").substr(0, 998), WithClass(letters + "(x)"));
       EXPECT_EQ((letters + "(assigns value as x)").substr(0, 998), WithValue(letters + " as x"));
+    } else {
+      EXPECT_EQ((letters + "(x)(extends").substr(0, 999), WithClass(letters + "(x)").substr(0, 999));
+      EXPECT_EQ("(null)", WithValue(letters + " as x"));
     }
   }
 }
