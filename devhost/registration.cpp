@@ -40,6 +40,11 @@ void RegisterRow(const Owner& owner, const MethodRow& row) {
   if (!RequireAddress(row.declaration) || !RequireAddress(row.function)) {
     return;
   }
+  if constexpr (requires { row.list; }) {
+    if (row.count != 0 && row.list == nullptr) {
+      Complain(std::string("a count without a list: ") + row.declaration);
+    }
+  }
   Keep(row.declaration);
   const bool extends = DeclaresPicture(row.declaration);
   Entries::Methods().push_back({owner.route, owner.name, owner.version, row.declaration, row.flags,
