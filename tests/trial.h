@@ -96,8 +96,7 @@ class Trial {
   std::unique_ptr<Objects> objects_;
   std::unique_ptr<Outcome> good_;
   int calls_ = 0;
-  int close_ =
-      0;  // the first call of a good host that destructors may make; before, none may end the process
+  int close_ = 0;  // the first call that destructors may make, where an exception ends the process
   int allocations_ = 0;
   Names names_;
 };
