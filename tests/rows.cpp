@@ -283,6 +283,9 @@ void AddGray(std::vector<Case>& cases) {
         cases.push_back({.from = kGray, .to = picture, .fromStep = step, .weights = &weights});
       }
     }
+    if (picture.Length() == 4) {
+      cases.push_back({.from = kGray, .to = picture, .rest = Rest::kKept, .fromStep = 4});
+    }
     for (const std::ptrdiff_t step : {2, 3, 4, 5}) {
       cases.push_back({.from = kGray, .to = picture, .fromStep = step});
       for (const NamedLayout& channel : kChannels) {

@@ -254,6 +254,11 @@ TEST_P(Targets, HaveNoKernelFromOneChannelAloneOrToGray) {
 INSTANTIATE_TEST_SUITE_P(All, Targets, testing::ValuesIn(RunnableTargets()),
                          [](const auto& target) { return std::string(target.param.name); });
 
+TEST(StreamingThreshold, IsAsLargeAsACacheMayBe) {
+  EXPECT_LE(6 << 20, rastel::pixels::StreamingThreshold());
+  EXPECT_GE(64 << 20, rastel::pixels::StreamingThreshold());
+}
+
 TEST(TargetList, TheBestOneIsTheFirstThatTheProcessorRuns) {
   const auto all = rastel::pixels::Targets();
   const auto first = std::ranges::find_if(all, [](const Target& target) { return target.isSupported(); });
