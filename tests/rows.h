@@ -62,6 +62,7 @@ struct Widths {
 };
 inline constexpr Widths kShort = {0, 257, 1 << 30};
 inline constexpr Widths kPastTheCaches = {505, 580, 0};  // some too short for it
+inline constexpr Widths kTooShortForThat = {1, 70, 0};
 
 /// Converts every case of `cases` with every target of `targets` in every width, in `placements` places
 /// each: rows right behind and right before pages without access first, then at alignments drawn from the

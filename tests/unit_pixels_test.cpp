@@ -47,14 +47,16 @@ TEST(Rows, AreExactBetweenPagesWithoutAccess) {
   const RowCount count = CheckRows(AllCases(), targets, placements);
   const auto longPlacements = std::min(placements, std::max(4U, placements / 8));
   const RowCount streamed = CheckRows(AllCases(), targets, longPlacements, kPastTheCaches);
+  const RowCount tooShort = CheckRows(AllCases(), targets, longPlacements, kTooShortForThat);
   EXPECT_EQ(0, count.differences) << count.first;
+  EXPECT_EQ(0, tooShort.differences) << tooShort.first;
   EXPECT_EQ(0, streamed.differences) << streamed.first;
   EXPECT_GT(count.rows, 0);
   EXPECT_GT(streamed.rows, 0);
   Figure("rows")
-      .Add("cases", count.rows + streamed.rows)
+      .Add("cases", count.rows + streamed.rows + tooShort.rows)
       .Add("streamed", streamed.rows)
-      .Add("differences", count.differences + streamed.differences)
+      .Add("differences", count.differences + streamed.differences + tooShort.differences)
       .Add("targets", Names(targets))
       .Add("notrun", Names(TargetsNotRun()));
 }
