@@ -205,6 +205,7 @@ class Runner {
     if (hasMask_) {
       Placement mask = running.source;
       mask.distance = number < 4 ? 0 : 63 - running.destination.distance;
+      mask.stride = static_cast<Stride>((salt / 4 + number) & 3);
       mask_.Place(mask);
       mask_.Reset();
     }
