@@ -3,9 +3,9 @@
 # builds and prints one line "figure bits32 …". What the emulated processor has no instructions for is skipped.
 set -euo pipefail
 
-# Runs a build's tests, and keeps what they say in $log.
+# Runs a build's tests but those on other processors, which 64 bits alone have, and keeps what they say in $log.
 run() {
-  ctest --test-dir "$1" --parallel "$(nproc)" >/dev/null 2>&1 || true
+  ctest --test-dir "$1" --exclude-regex '^rows_on_' --parallel "$(nproc)" >/dev/null 2>&1 || true
   cp "$1/Testing/Temporary/LastTest.log" "$log"
 }
 
