@@ -113,6 +113,25 @@ TEST_F(Editor, TakesNoDescriptionOfAnEarlierPictureForThatOfTheNext) {
   host.onEntry = nullptr;
 }
 
+TEST_F(Editor, OpensNoWorldWithoutAnAddress) {
+  const auto picture = host.NewPicture(2, 3);
+  rastel::gResolver = [](const char* name) -> void* {
+    void (*const describe)(REALpictureStruct*, REALpictureDescription*) =
+        [](REALpictureStruct*, REALpictureDescription* description) {
+          *description = {kLegacyWorldDescription, nullptr, 2, 3, 0, 0, nullptr};
+        };
+    return name == std::string_view("lockPictureDescription") ? reinterpret_cast<void*>(describe)
+                                                              : devhost::Host::Resolve(name);
+  };
+  rastel::REALLockPictureDescriptionWithNativeType = {};
+  PictureReader reader;
+  EXPECT_FALSE(reader.GetPictureEditor(picture.get(), true, false));
+  EXPECT_EQ(0, CountCalls(host, "GetGWorldPixMap"));
+  EXPECT_EQ(1, CountCalls(host, "unlockPictureDescription"));
+  rastel::gResolver = &devhost::Host::Resolve;
+  rastel::REALLockPictureDescriptionWithNativeType = {};
+}
+
 TEST_F(Editor, OpensNoUnsupportedPictureForWritingOrWithoutACopy) {
   const NothingLost watch(host);
   const auto deep = host.NewPicture(2, 3, devhost::PixelFormat::kWorld16);
