@@ -305,7 +305,13 @@ TEST(Modules, HaveARowForEachSetterAndEachFunction) {
   EXPECT_STREQ("PictureRastelExtensionKVZ", module.name);
   EXPECT_EQ(expected, RowTexts(module));
   EXPECT_STREQ("RastelGlobalsKVZ", modules[1]->common.name);
-  EXPECT_EQ(rastel::kGlobalMethodCount, modules[1]->common.methodCount);
+  ASSERT_EQ(rastel::kGlobalMethodCount, modules[1]->common.methodCount);
+  // The host's for good: not freed.
+  const auto* rows = reinterpret_cast<const REALmethodDefinition*>(modules[1]->common.methods);
+  for (std::uint32_t i = 0; i < rastel::kGlobalMethodCount; ++i) {
+    EXPECT_EQ(rastel::globalMethods[i].function, rows[i].function);
+    EXPECT_EQ(nullptr, rows[i].setter);
+  }
   EXPECT_EQ(13U, properties[0].words[3]);
   EXPECT_EQ(0xC0001U, properties[1].words[3]) << "beyond the table";
   EXPECT_EQ(6U, sharedProperties[0].words[3]);
