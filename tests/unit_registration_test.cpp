@@ -132,9 +132,10 @@ TEST(OldRecords, AreAllOrNoneWithoutMemory) {
   REALmoduleDefinition module{};
   module.common.methods = methods.data();
   module.common.properties = properties.data();
-  module.common.methodCount = module.common.propertyCount = 1;
+  module.common.rows8 = methods.data();
+  module.common.methodCount = module.common.propertyCount = module.common.count9 = 1;
   const std::size_t inUse = CallocsInUse();
-  for (int first = 0; first < 3; ++first) {
+  for (int first = 0; first < 4; ++first) {
     const FailingCallocs failing(first);
     EXPECT_FALSE(rastel::TakeFormForHost(module));
     EXPECT_EQ(methods.data(), module.common.methods);
@@ -147,6 +148,7 @@ TEST(OldRecords, AreAllOrNoneWithoutMemory) {
   EXPECT_TRUE(rastel::TakeFormForHost(module));
   EXPECT_TRUE((TakeCut<OldMethodRow>(methods, module.common.methods)));
   EXPECT_TRUE((TakeCut<OldProperty>(properties, module.common.properties)));
+  EXPECT_TRUE((TakeCut<OldMethodRow>(methods, module.common.rows8)));
 }
 
 TEST(OldRecords, KeepCountsWithoutTables) {

@@ -69,7 +69,7 @@ TEST(Yield, ComesAfterRowsWhenTheIntervalHasPassed) {
 
 TEST(Yield, CountsTheFirstIntervalFromZero) {
   LoadedHost host(kConsole.Options());
-  host.clock.ticksPerReading = 4;
+  host.clock.ticks = host.clock.ticksPerReading = 4;
   EXPECT_EQ(5, YieldsOf(host, PictureMethods().front(), 4));
 }
 
