@@ -6,54 +6,9 @@ namespace tests {
 namespace {
 
 using devhost::HostOptions;
-using devhost::PixelFormat;
 
 constexpr std::int32_t kZero = 0;
 constexpr std::int32_t kTwo = 2;
-
-struct Lack {
-  HostCase hostCase;
-  const char* entry;
-  bool makesPictures;
-  bool fillsBlocks;
-};
-
-TEST(Fallbacks, ResultsWithoutSingleEntries) {
-  for (const Lack& lack : {Lack{kDesktop, "GetGWorldPixMap", false, false},
-                           {kDesktop, "GetPixDepth", false, false},
-                           {kDesktop, "LockPixels", false, false},
-                           {kDesktop, "GetPixBaseAddr", false, false},
-                           {kDesktop, "SetGWorld", true, true},
-                           {kDesktop, "lockPictureDescription", false, false},
-                           {kDesktop, "PluginPictureGetType", true, true},
-                           {kDesktop, "pluginObjectType", true, true},
-                           {kDesktop, "newPicture", false, true},
-                           {kDesktop, "REALPictureClearCache", true, true},
-                           {kDesktop, "memoryBlockGetPtr", false, false},
-                           {kDesktop, "memoryBlockGetSize", true, true},
-                           {kConsole, "REALLockPictureDescription", false, false},
-                           {kConsole, "lockPictureDescription", true, true},
-                           {kConsole, "pluginObjectType", true, true}}) {
-    SCOPED_TRACE(testing::Message() << lack.hostCase.name << " without " << lack.entry);
-    HostOptions options = lack.hostCase.Options();
-    options.without.insert(lack.entry);
-    LoadedHost host(options);
-    NothingLost watch(host);
-    // A picture without a known depth is read through a copy, which has none either.
-    watch.expectedStrayUnlocks = lack.entry == std::string_view("GetPixDepth") ? 1 : 0;
-    const auto block = host.NewMemoryBlock(12);
-    const auto made = host.Call("MemoryblockRGBtoPictureKVZ", {block.get(), kZero, kTwo, kTwo});
-    EXPECT_EQ(lack.makesPictures, made.picture.get() != nullptr);
-    EXPECT_FALSE(made.exception);
-    const auto picture = host.NewPicture(2, 2);
-    FillWithNoise(*block, 1);
-    const Bytes before = BytesOf(*block);
-    const auto filled = host.Call("CopyRGBtoMemoryblockKVZ", {picture.get(), block.get(), kZero});
-    EXPECT_EQ(lack.fillsBlocks, filled.boolean);
-    EXPECT_FALSE(filled.exception);
-    EXPECT_EQ(lack.fillsBlocks ? Bytes(12, 0) : before, BytesOf(*block));
-  }
-}
 
 TEST(Fallbacks, AnEmptyBandNeedsNoAddress) {
   HostOptions options;
@@ -90,19 +45,6 @@ TEST(Fallbacks, APictureThatIsLowerThanItSaysIsFilled) {
   for (const auto& [row, source] : {std::pair{0, 4}, {1, 1}, {2, 2}}) {
     EXPECT_EQ(block->bytes()[3 * source], dest->At(0, row).red) << row;
   }
-}
-
-TEST(Fallbacks, UnsupportedDepthsAreNotWritten) {
-  LoadedHost host;
-  const NothingLost watch(host);
-  const auto dest = host.NewPicture(2, 2, PixelFormat::kWorld16);
-  FillWithNoise(*dest, 8);
-  const Bytes before = BytesOf(*dest);
-  const auto block = host.NewMemoryBlock(12);
-  const auto made = host.Call("MemoryblockRGBtoPictureKVZ", {dest.get(), block.get(), kZero, kTwo, kTwo});
-  ASSERT_NE(nullptr, made.picture.get());
-  EXPECT_NE(dest.get(), made.picture.get());
-  EXPECT_EQ(before, BytesOf(*dest));
 }
 
 TEST(Fallbacks, MasksThatCannotBeOpenedGiveFalse) {
