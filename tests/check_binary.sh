@@ -18,7 +18,7 @@ exported=$(nm -D --defined-only "$plugin" | awk '{ print $3 }')
 imported=$(nm -D --undefined-only "$plugin" | awk '$(NF - 1) == "U" { sub(/@.*/, "", $NF); print $NF }')
 foreign=$(grep -vxE \
   -e '(__)?(calloc|free|mem(chr|cpy|move|set)|snprintf|strdup|strlen|sysconf)(_chk)?' \
-  -e '__stack_chk_(fail|guard)|__u?divdi3' \
+  -e '__stack_chk_(fail|guard)|__u?(div|mod)di3' \
   -e '_Unwind_Resume|__cxa_(begin_catch|end_catch|rethrow|finalize)|__gxx_personality_v0|_ZSt9terminatev' \
   -e '_ZTI.*|_ZTVN10__cxxabiv1.*|_ZdlPv[jm]?|_ZNSt6chrono3_V212steady_clock3nowEv' <<<"$imported")
 [ -z "$foreign" ] || fail "it uses $foreign"

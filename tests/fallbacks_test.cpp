@@ -1,4 +1,6 @@
 // What methods give on hosts that lack something.
+#include <tuple>
+
 #include "loaded_host.h"
 #include "support.h"
 
@@ -45,6 +47,66 @@ TEST(Fallbacks, APictureThatIsLowerThanItSaysIsFilled) {
   for (const auto& [row, source] : {std::pair{0, 4}, {1, 1}, {2, 2}}) {
     EXPECT_EQ(block->bytes()[3 * source], dest->At(0, row).red) << row;
   }
+}
+
+/// A picture that is described smaller than it said: what lies outside of the description is not written.
+TEST(Fallbacks, APictureThatIsNarrowerThanItSaysIsFilledAsFarAsItGoes) {
+  struct Size {
+    std::int32_t width, height;
+  };
+  for (const HostCase& hostCase : {kDesktop, kDesktop24, kConsole}) {
+    for (const Size& described : {Size{2, 2}, {0, 2}, {-1, 2}, {3, 0}, {3, -1}}) {
+      SCOPED_TRACE(testing::Message() << hostCase.name << ' ' << described.width << ' ' << described.height);
+      LoadedHost host(hostCase.Options());
+      const NothingLost watch(host);
+      const auto dest = host.NewPicture(3, 2);
+      const auto block = host.NewMemoryBlock(18);
+      FillWithNoise(*dest, 1);
+      FillWithNoise(*block, 2);
+      Bytes expected = BytesOf(*dest);
+      const oracle::Buffer all{.layout = "RGB", .width = 3, .height = 2, .pixelBytes = 3};
+      Bytes filled = expected;
+      oracle::Write(all, block->bytes(), hostCase.pixelType, 3, filled);
+      const auto pixelBytes = static_cast<std::size_t>(oracle::PixelBytes(hostCase.pixelType));
+      for (std::size_t i = 0; i < expected.size(); ++i) {
+        const bool isInside = described.height > 0 && described.width == 2 && i / pixelBytes % 3 < 2;
+        expected[i] = isInside ? filled[i] : expected[i];
+      }
+      host.onEntry = [&](std::string_view entry) {
+        if (entry == "lockPictureDescription" || entry == "REALLockPictureDescription") {
+          std::tie(dest->width, dest->height) = std::tie(described.width, described.height);
+        }
+        return devhost::Reaction::kAct;
+      };
+      const auto made = host.Call("MemoryblockRGBtoPictureKVZ", {dest.get(), block.get(), kZero, 3, 2});
+      std::tie(dest->width, dest->height) = std::tuple(3, 2);
+      EXPECT_EQ(dest.get(), made.picture.get());
+      EXPECT_TRUE(SameBytes(expected, BytesOf(*dest)));
+    }
+  }
+}
+
+TEST(Fallbacks, TheKindOfHostThatACallInTheMiddleOfTheLookUpHasLearntIsKept) {
+  LoadedHost host(kConsole.Options());
+  const auto picture = host.NewPicture(2, 2);
+  const auto block = host.NewMemoryBlock(12);
+  const auto copy = [&] {
+    return host.Call("CopyRGBtoMemoryblockKVZ", {picture.get(), block.get(), kZero}).boolean;
+  };
+  bool isOuter = true;
+  host.onEntry = [&](std::string_view entry) {
+    if (entry != "pluginObjectType") {
+      return devhost::Reaction::kAct;
+    }
+    if (std::exchange(isOuter, false)) {
+      const auto outer = std::exchange(host.onEntry, nullptr);
+      EXPECT_TRUE(copy());
+      host.onEntry = outer;
+    }
+    return devhost::Reaction::kFail;
+  };
+  EXPECT_TRUE(copy());
+  EXPECT_EQ(0, CountCalls(host, "lockPictureDescription"));
 }
 
 TEST(Fallbacks, MasksThatCannotBeOpenedGiveFalse) {

@@ -47,8 +47,11 @@ std::vector<Variant> PixelSizes(const Variant& variant) {
 std::vector<Variant> WeightVariants() {
   constexpr std::int32_t kLowest = std::numeric_limits<std::int32_t>::min();
   std::vector<Variant> variants = PixelSizes({.weights = {256, 0, 128}});
-  for (const oracle::Weights& weights :
-       {oracle::Weights{0, 255, 256}, {512, -5, 32767}, {8421505, kLowest, -1}, {77, 32768, 0}, {77, 151, -8421505}}) {
+  for (const oracle::Weights& weights : {oracle::Weights{0, 255, 256},
+                                         {512, -5, 32767},
+                                         {8421505, kLowest, -1},
+                                         {77, 32768, 0},
+                                         {77, 151, -8421505}}) {
     variants.push_back({.weights = weights});
   }
   return variants;

@@ -1,5 +1,6 @@
 // What the editors of pictures do that no method shows.
 #include <cstdlib>
+#include <limits>
 #include <memory>
 #include <utility>
 
@@ -27,11 +28,11 @@ class Editor : public testing::Test {
 
   static void ExpectNothingOpen(const rastel::PictureEditor& editor) {
     EXPECT_EQ(nullptr, editor.Picture);
-    for (const std::int32_t number :
-         {editor.RowBytes, editor.Width, editor.Height, editor.BytesPerPixel, editor.SpareWord,
-          editor.PixelType, editor.ColumnIndex, editor.RowIndex}) {
+    for (const std::int32_t number : {editor.RowBytes, editor.Width, editor.Height, editor.BytesPerPixel,
+                                      editor.SpareWord, editor.ColumnIndex, editor.RowIndex}) {
       EXPECT_EQ(0, number);
     }
+    EXPECT_EQ(nullptr, editor.PixelType);
     EXPECT_FALSE(editor.AllowCopyFlag || editor.ClearCacheOnClose || editor.DescriptionLocked);
   }
 
@@ -67,7 +68,7 @@ TEST_F(Editor, StepsFromRowToRowAndBackToTheFirst) {
   EXPECT_EQ(2, reader.Width);
   EXPECT_EQ(3, reader.Height);
   EXPECT_EQ(4, reader.BytesPerPixel);
-  EXPECT_EQ(13, reader.PixelType);
+  EXPECT_EQ(13, reader.PixelType->number);
   EXPECT_EQ(picture->rowBytes, reader.RowBytes);
   for (const std::int32_t row : {0, 1, 2, 0, 0}) {
     EXPECT_EQ(picture->Row(row), reader.RowPtr);
@@ -90,7 +91,7 @@ TEST_F(Editor, LetsGoOfThePictureBeforeTheNext) {
   EXPECT_EQ(0, first->pixelLocks + first->descriptionLocks);
   EXPECT_EQ(2, second->references);
   EXPECT_EQ(1, second->pixelLocks);
-  EXPECT_EQ(12, reader.PixelType);
+  EXPECT_EQ(12, reader.PixelType->number);
   EXPECT_EQ(3, reader.BytesPerPixel);
   host.trace.clear();
   EXPECT_FALSE(reader.GetPictureEditor(nullptr, true, false));
@@ -123,13 +124,13 @@ TEST_F(Editor, OpensNoWorldWithoutAnAddress) {
     return name == std::string_view("lockPictureDescription") ? reinterpret_cast<void*>(describe)
                                                               : devhost::Host::Resolve(name);
   };
-  rastel::REALLockPictureDescriptionWithNativeType = {};
+  std::construct_at(&rastel::REALLockPictureDescriptionWithNativeType);
   PictureReader reader;
   EXPECT_FALSE(reader.GetPictureEditor(picture.get(), true, false));
   EXPECT_EQ(0, CountCalls(host, "GetGWorldPixMap"));
   EXPECT_EQ(1, CountCalls(host, "unlockPictureDescription"));
   rastel::gResolver = &devhost::Host::Resolve;
-  rastel::REALLockPictureDescriptionWithNativeType = {};
+  std::construct_at(&rastel::REALLockPictureDescriptionWithNativeType);
 }
 
 TEST_F(Editor, OpensNoUnsupportedPictureForWritingOrWithoutACopy) {
@@ -215,11 +216,24 @@ TEST(Descriptions, AreOfUsableBitmapsOnly) {
   EXPECT_EQ(nullptr, rastel::BitmapOf(description));
 }
 
+TEST(RowRuns, MayLeadAroundTheEndOfTheAddresses) {
+  PictureReader reader;
+  reader.PixelType = &rastel::kPixelType13;
+  // NOLINTNEXTLINE(performance-no-int-to-ptr): nobody reads there
+  reader.BaseAddress = reinterpret_cast<std::uint8_t*>(std::uintptr_t{16});
+  reader.RowBytes = std::numeric_limits<std::int32_t>::min();
+  reader.Height = 9;
+  reader.SkipRows(3);
+  EXPECT_EQ(std::uintptr_t{16} - 3 * (std::uintptr_t{1} << 31),
+            reinterpret_cast<std::uintptr_t>(reader.RowPtr));
+  EXPECT_EQ(reader.RowBytes, reader.PeekRows(2).starts.step);
+}
+
 TEST(RowRuns, AreTablesWhereRowsAreNotEquallySpaced) {
   std::uint8_t memory[40];
   std::uint8_t* table[] = {memory, memory + 8, memory + 16, memory + 24, memory + 30, memory + 22};
   PictureReader reader;
-  reader.PixelType = 8;
+  reader.PixelType = &rastel::kPixelType8;
   reader.RowTable = table;
   reader.Height = 6;
   struct Run {

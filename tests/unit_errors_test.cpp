@@ -21,6 +21,18 @@ struct OwnException : std::exception {
   const char* what() const noexcept override { return "own"; }
 };
 
+struct SilentException : std::exception {
+  const char* what() const noexcept override { return nullptr; }
+};
+
+struct BadLogic : std::bad_cast, std::logic_error {
+  BadLogic() : std::logic_error("bad logic") {}
+};
+
+struct BadRun : std::bad_cast, std::runtime_error {
+  BadRun() : std::runtime_error("bad run") {}
+};
+
 struct Thrown {
   std::function<void()> act;
   std::string className, message;
@@ -42,6 +54,9 @@ const std::vector<Thrown>& ThrownClasses() {
       {[] { throw std::bad_any_cast(); }, "IllegalCastException", std::bad_any_cast().what()},
       {[] { throw std::bad_typeid(); }, "RuntimeException", std::bad_typeid().what()},
       {[] { throw OwnException(); }, "RuntimeException", "own"},
+      {[] { throw SilentException(); }, "RuntimeException", "(null)"},
+      {[] { throw BadLogic(); }, "RuntimeException", "bad logic"},
+      {[] { throw BadRun(); }, "RuntimeException", "bad run"},
       {[] { throw 42; }, "RuntimeException", "Sorry, but there was an unnamed C++ Exception."}};
   return classes;
 }

@@ -31,7 +31,7 @@ struct LinkedHost : devhost::Host {
  private:
   template <typename... Entries>
   static void Forget(Entries&... entries) {
-    ((entries = Entries()), ...);
+    ((std::construct_at(&entries)), ...);
   }
 };
 

@@ -1,5 +1,6 @@
 #include "unit_memory.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <optional>
 #include <set>
@@ -7,7 +8,7 @@
 namespace {
 
 std::optional<int> callocsLeft;
-std::size_t lastBytes = 0;
+std::size_t largestBytes = 0;
 auto& inUse = *new std::set<void*>;  // never destroyed: memory is freed to the end of the process
 
 }  // namespace
@@ -15,7 +16,7 @@ auto& inUse = *new std::set<void*>;  // never destroyed: memory is freed to the 
 // The linker leads calls of calloc and free here.
 extern "C" void* __real_calloc(std::size_t count, std::size_t size);
 extern "C" void* __wrap_calloc(std::size_t count, std::size_t size) {
-  lastBytes = count * size;
+  largestBytes = std::max(largestBytes, count * size);
   if (callocsLeft && --*callocsLeft < 0) {
     return nullptr;
   }
@@ -34,6 +35,7 @@ namespace tests {
 
 FailingCallocs::FailingCallocs(int first) {
   callocsLeft = first;
+  largestBytes = 0;
 }
 
 FailingCallocs::~FailingCallocs() {
@@ -44,8 +46,8 @@ std::size_t CallocsInUse() {
   return inUse.size();
 }
 
-std::size_t LastCallocBytes() {
-  return lastBytes;
+std::size_t LargestCallocBytes() {
+  return largestBytes;
 }
 
 }  // namespace tests

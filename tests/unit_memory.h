@@ -17,7 +17,7 @@ class FailingCallocs {
 /// How much of what calloc gave is not freed yet, in calls.
 std::size_t CallocsInUse();
 
-/// The bytes that the last call of calloc asked for.
-std::size_t LastCallocBytes();
+/// The most bytes that a call of calloc has asked for since a FailingCallocs began.
+std::size_t LargestCallocBytes();
 
 }  // namespace tests

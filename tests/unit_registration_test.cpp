@@ -1,15 +1,16 @@
 // Declarations rewritten for modules, and records in the form of old hosts.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <cstring>
 #include <memory>
+#include <stdexcept>
 #include <string>
 #include <string_view>
-#include <tuple>
-#include <utility>
 #include <vector>
 
+#include "aliased_memory.h"
 #include "host/entries.h"
 #include "registration/declarations.h"
 #include "registration/old_records.h"
@@ -205,6 +206,11 @@ TEST(OldRecords, OfClassesAreCut) {
                        sharedMethods.data(),
                        2};
   const auto originalEvents = events;
+  for (int first = 0; first < 7; ++first) {
+    const FailingCallocs failing(first);
+    EXPECT_EQ(nullptr, rastel::FixClass(definition));
+    EXPECT_EQ(0, std::memcmp(&originalEvents, &events, sizeof events)) << "they lead nowhere";
+  }
   const CBuffer<OldClassDefinition> old(rastel::FixClass(definition));
   ASSERT_NE(nullptr, old);
   EXPECT_EQ(9, old->version);
@@ -238,11 +244,15 @@ TEST(OldRecords, OfClassesAreCut) {
 struct ModuleHost {
   /// All there ever were: hosts keep them to the end of the process.
   static inline auto& modules = *new std::vector<const REALmoduleDefinition*>;
+  static inline bool throws = false;
 
   static void* Resolve(const char* name) {
     double (*const tellVersion)() = [] { return 2013.04; };
     void (*const takeModule)(REALmoduleDefinition*) = [](REALmoduleDefinition* module) {
       modules.push_back(module);
+      if (throws) {
+        throw std::runtime_error("kept");
+      }
     };
     const std::string_view entry = name;
     return entry == "REALGetRBVersion"       ? reinterpret_cast<void*>(tellVersion)
@@ -263,18 +273,26 @@ std::vector<std::string> RowTexts(const OldModuleDefinition& module) {
   return texts;
 }
 
-/// Gives what a plug-in with `methods` for pictures registers.
-std::vector<const REALmoduleDefinition*> ModulesFor(std::vector<REALmethodDefinition>& methods) {
-  auto& picture = rastel::pictureClass.common;
-  const auto own = std::pair(picture.methods, picture.methodCount);
-  picture.methods = methods.data();
-  picture.methodCount = static_cast<std::uint32_t>(methods.size());
-  rastel::REALRegisterModule = {};
+/// Gives what a plug-in with `count` methods for pictures registers.
+std::vector<const REALmoduleDefinition*> ModulesFor(void* methods, std::size_t count) {
+  struct Restored {
+    OldClassDefinition own = rastel::pictureClass.common;
+    ~Restored() {
+      rastel::pictureClass.common = own;
+      std::construct_at(&rastel::REALRegisterModule);
+    }
+  };
+  const Restored restored;
+  rastel::pictureClass.common.methods = static_cast<REALmethodDefinition*>(methods);
+  rastel::pictureClass.common.methodCount = static_cast<std::uint32_t>(count);
+  std::construct_at(&rastel::REALRegisterModule);
   const auto known = static_cast<std::ptrdiff_t>(ModuleHost::modules.size());
   REALPluginMain(ModuleHost::Resolve);
-  rastel::REALRegisterModule = {};
-  std::tie(picture.methods, picture.methodCount) = own;
   return {ModuleHost::modules.begin() + known, ModuleHost::modules.end()};
+}
+
+std::vector<const REALmoduleDefinition*> ModulesFor(std::vector<REALmethodDefinition>& methods) {
+  return ModulesFor(methods.data(), methods.size());
 }
 
 TEST(Modules, HaveARowForEachSetterAndEachFunction) {
@@ -291,7 +309,9 @@ TEST(Modules, HaveARowForEachSetterAndEachFunction) {
   auto properties = Filled<REALproperty, 2>(1);
   auto sharedProperties = properties;
   REALmethodDefinition sharedMethod{};
-  properties[0].words[3] = properties[1].words[3] = 0xC0001;
+  // Words are as wide as addresses; what is above the flags stays.
+  constexpr HostWord kHighBits = ~HostWord{0} << 31;
+  properties[0].words[3] = properties[1].words[3] = kHighBits | 0xC0001;
   sharedProperties[0].words[3] = sharedMethod.flags = 0x40002;
   auto& picture = rastel::pictureClass.common;
   const auto own = picture;
@@ -314,8 +334,8 @@ TEST(Modules, HaveARowForEachSetterAndEachFunction) {
     EXPECT_EQ(rastel::globalMethods[i].function, rows[i].function);
     EXPECT_EQ(nullptr, rows[i].setter);
   }
-  EXPECT_EQ(13U, properties[0].words[3]);
-  EXPECT_EQ(0xC0001U, properties[1].words[3]) << "beyond the table";
+  EXPECT_EQ(kHighBits | 13U, properties[0].words[3]);
+  EXPECT_EQ(kHighBits | 0xC0001U, properties[1].words[3]) << "beyond the table";
   EXPECT_EQ(6U, sharedProperties[0].words[3]);
   EXPECT_EQ(6U, sharedMethod.flags);
 }
@@ -330,6 +350,29 @@ TEST(Modules, AreLeftOutWithoutRowsOrWithAValueThatHasNoPlace) {
     ASSERT_EQ(1U, modules.size()) << method.declaration;
     EXPECT_STREQ("RastelGlobalsKVZ", modules[0]->common.name);
   }
+}
+
+TEST(Modules, StayWithAHostThatThrowsAfterItHasKeptThem) {
+  std::vector<REALmethodDefinition> methods = {
+      {&ModuleHost::modules, nullptr, "Name as integer", 0, 0, nullptr}};
+  const std::size_t inUse = CallocsInUse();
+  ModuleHost::throws = true;
+  EXPECT_THROW(ModulesFor(methods), std::runtime_error);
+  ModuleHost::throws = false;
+  EXPECT_EQ(inUse + 2, CallocsInUse()) << "the module and its rows";
+  const OldModuleDefinition& module = ModuleHost::modules.back()->common;
+  EXPECT_STREQ("PictureRastelExtensionKVZ", module.name);
+  EXPECT_STREQ("Name(extends ref as Picture) as integer", module.methods[0].declaration);
+}
+
+TEST(Modules, AreLeftOutWithTablesThatAreMissingOrTooLarge) {
+  constexpr std::size_t kMostRows = 0x7FFFFFFF / sizeof(REALmethodDefinition);
+  const AliasedMemory methods(0, (kMostRows / 2 + 2) * sizeof(REALmethodDefinition));
+  std::fill_n(methods.bytes(), methods.size(), 1);  // each row has a function and a setter
+  const FailingCallocs failing(0);
+  EXPECT_TRUE(ModulesFor(nullptr, 18).empty());
+  EXPECT_TRUE(ModulesFor(methods.base(), kMostRows / 2 + 1).empty());
+  EXPECT_EQ(rastel::kGlobalMethodCount * sizeof(REALmethodDefinition), LargestCallocBytes());
 }
 
 TEST(Entries, AreNotFoundBeforeThereIsAHost) {

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <algorithm>
+#include <atomic>
 #include <cstddef>
 
 namespace rastel {
@@ -19,29 +20,38 @@ using LookUp = void* (*)(const char* name);
 
 /// A function found by name at its first use and kept. While neither the name nor the fallback (tried at once
 /// when it is not empty) can be found, a call does nothing and gives 0, null or false, and the next call
-/// looks again. The cache is written without a lock: every writer stores the same address.
+/// looks again. Several threads may look it up at once: all store the same address.
 template <LookUp Find, FixedText Name, typename Signature, FixedText Fallback = "">
 class Bound;
 
 template <LookUp Find, FixedText Name, typename Result, typename... Arguments, FixedText Fallback>
 class Bound<Find, Name, Result(Arguments...), Fallback> {
  public:
-  Result operator()(Arguments... arguments) { return IsAvailable() ? bound_(arguments...) : Result(); }
+  Result operator()(Arguments... arguments) {
+    const auto function = Get();
+    return function == nullptr ? Result() : function(arguments...);
+  }
 
   /// True if a call reaches a function. Looks it up if it is not bound yet.
-  bool IsAvailable() {
-    if (bound_ == nullptr) {
+  bool IsAvailable() { return Get() != nullptr; }
+
+ private:
+  using Function = Result (*)(Arguments...);
+
+  Function Get() {
+    Function function = bound_.load(std::memory_order_relaxed);
+    if (function == nullptr) {
       void* address = Find(Name.text);
       if (address == nullptr && Fallback.text[0] != '\0') {
         address = Find(Fallback.text);
       }
-      bound_ = reinterpret_cast<Result (*)(Arguments...)>(address);
+      function = reinterpret_cast<Function>(address);
+      bound_.store(function, std::memory_order_relaxed);
     }
-    return bound_ != nullptr;
+    return function;
   }
 
- private:
-  Result (*bound_)(Arguments...) = nullptr;
+  std::atomic<Function> bound_ = nullptr;
 };
 
 }  // namespace rastel

@@ -32,12 +32,16 @@ void RaiseWithText(const char* className, REALstringStruct* text) {
   exception.GiveBack();
 }
 
+std::int64_t LengthOf(const char* message) {
+  return message == nullptr ? 0 : static_cast<std::int64_t>(std::strlen(message));
+}
+
 /// Raises what the string builder failed with. The message is built without the guard: should that fail as
 /// well, it stays null and nothing more is raised.
 void RaiseUnguarded(const char* className, const char* message) {
   REALstringStruct* built = nullptr;
   try {
-    built = BuildUnicodeStringUnguarded(message, static_cast<std::int64_t>(std::strlen(message)), kAscii);
+    built = BuildUnicodeStringUnguarded(message, LengthOf(message), kAscii);
   } catch (...) {  // NOLINT(bugprone-empty-catch): a null message is the answer
   }
   Reference<REALstringStruct> text(built);
@@ -57,8 +61,7 @@ bool CheckArguments(std::initializer_list<Check> checks) {
 }
 
 void RaiseException(const char* className, const char* message) {
-  const auto length = message == nullptr ? 0 : static_cast<std::int64_t>(std::strlen(message));
-  Reference<REALstringStruct> text(REALBuildUnicodeString(message, length, kAscii));
+  Reference<REALstringStruct> text(REALBuildUnicodeString(message, LengthOf(message), kAscii));
   RaiseWithText(className, text.Get());
   text.GiveBack();
 }
@@ -91,6 +94,11 @@ void RaiseCurrentException() {
     RaiseUnguarded("OutOfBoundsException", error.what());
   } catch (const std::underflow_error& error) {
     RaiseUnguarded("OutOfBoundsException", error.what());
+  } catch (const std::logic_error& error) {
+    // Also what is a bad_cast or another exception besides: the first clause that fits decides.
+    RaiseUnguarded("RuntimeException", error.what());
+  } catch (const std::runtime_error& error) {
+    RaiseUnguarded("RuntimeException", error.what());
   } catch (const std::bad_cast& error) {
     RaiseUnguarded("IllegalCastException", error.what());
   } catch (const std::exception& error) {

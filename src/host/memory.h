@@ -14,10 +14,4 @@ struct Free {
 template <typename T>
 using CBuffer = std::unique_ptr<T, Free>;
 
-/// Makes `memory` the host's for good.
-template <typename T>
-T* LeaveToHost(CBuffer<T>& memory) {
-  return memory.release();
-}
-
 }  // namespace rastel

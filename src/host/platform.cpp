@@ -1,5 +1,6 @@
 #include "host/platform.h"
 
+#include <atomic>
 #include <chrono>
 
 #include "host/held.h"
@@ -12,36 +13,32 @@ struct FSRef {
 
 }  // namespace
 
-#ifdef __APPLE__
-#define RASTEL_FROM_SYSTEM
-#else
-#define RASTEL_FROM_SYSTEM __attribute__((weak, visibility("default")))
-#endif
+#define RASTEL_WEAK __attribute__((weak, visibility("default")))
 
 // Every CoreFoundation object is a plain address here; the allocator is null, the default one.
 extern "C" {
-RASTEL_FROM_SYSTEM std::int16_t FSFindFolder(std::int16_t volume, std::uint32_t type, std::uint8_t create,
-                                             FSRef* folder);
-RASTEL_FROM_SYSTEM const void* CFURLCreateFromFSRef(const void* allocator, const FSRef* file);
-RASTEL_FROM_SYSTEM const void* CFURLCreateCopyAppendingPathComponent(const void* allocator, const void* url,
-                                                                     const void* component,
-                                                                     std::uint8_t isDirectory);
-RASTEL_FROM_SYSTEM const void* CFBundleCreate(const void* allocator, const void* url);
-RASTEL_FROM_SYSTEM std::uint8_t CFBundleLoadExecutable(const void* bundle);
-RASTEL_FROM_SYSTEM void* CFBundleGetFunctionPointerForName(const void* bundle, const void* name);
-RASTEL_FROM_SYSTEM void CFRelease(const void* object);
+RASTEL_WEAK std::int16_t FSFindFolder(std::int16_t volume, std::uint32_t type, std::uint8_t create,
+                                      FSRef* folder);
+RASTEL_WEAK const void* CFURLCreateFromFSRef(const void* allocator, const FSRef* file);
+RASTEL_WEAK const void* CFURLCreateCopyAppendingPathComponent(const void* allocator, const void* url,
+                                                              const void* component,
+                                                              std::uint8_t isDirectory);
+RASTEL_WEAK const void* CFBundleCreate(const void* allocator, const void* url);
+RASTEL_WEAK std::uint8_t CFBundleLoadExecutable(const void* bundle);
+RASTEL_WEAK void* CFBundleGetFunctionPointerForName(const void* bundle, const void* name);
+RASTEL_WEAK void CFRelease(const void* object);
 // NOLINTNEXTLINE(bugprone-reserved-identifier): the system's name
-RASTEL_FROM_SYSTEM const void* __CFStringMakeConstantString(const char* text);
-RASTEL_FROM_SYSTEM std::uint32_t TickCount();
-RASTEL_FROM_SYSTEM std::uint64_t AudioGetCurrentHostTime();
-RASTEL_FROM_SYSTEM std::uint64_t AudioConvertHostTimeToNanos(std::uint64_t hostTime);
+RASTEL_WEAK const void* __CFStringMakeConstantString(const char* text);
+RASTEL_WEAK std::uint32_t TickCount();
+RASTEL_WEAK std::uint64_t AudioGetCurrentHostTime();
+RASTEL_WEAK std::uint64_t AudioConvertHostTimeToNanos(std::uint64_t hostTime);
 }
 
 namespace rastel {
 namespace {
 
 /// The bundle of the legacy graphics framework once it is loaded.
-constinit const void* ApplicationServicesFramework = nullptr;
+constinit std::atomic<const void*> ApplicationServicesFramework = nullptr;
 
 /// Calls `function`, or gives 0 or null if the process does not supply it.
 template <typename Result, typename... Parameters, typename... Arguments>
@@ -106,21 +103,23 @@ std::uint32_t SystemTicks() {
 }
 
 std::uint64_t SystemNanoseconds() {
+  constexpr std::chrono::milliseconds kPeriod(std::int64_t{1} << 31);
   const std::uint64_t hostTime = AudioGetCurrentHostTime == nullptr
-                                     ? static_cast<std::uint64_t>(MonotonicTime().count())
+                                     ? static_cast<std::uint64_t>((MonotonicTime() % kPeriod).count())
                                      : AudioGetCurrentHostTime();
   return AudioConvertHostTimeToNanos == nullptr ? hostTime : AudioConvertHostTimeToNanos(hostTime);
 }
 
 void* FindLegacyFunction(const char* name) {
-  if (ApplicationServicesFramework == nullptr) {
-    ApplicationServicesFramework = LoadFrameworkBundle("ApplicationServices.framework");
+  const void* framework = ApplicationServicesFramework;
+  if (framework == nullptr) {
+    framework = LoadFrameworkBundle("ApplicationServices.framework");
+    ApplicationServicesFramework = framework;
   }
-  if (ApplicationServicesFramework == nullptr) {
+  if (framework == nullptr) {
     return nullptr;
   }
-  const void* key = ConstantString(name);
-  return CallIfPresent(CFBundleGetFunctionPointerForName, ApplicationServicesFramework, key);
+  return CallIfPresent(CFBundleGetFunctionPointerForName, framework, ConstantString(name));
 }
 
 }  // namespace rastel

@@ -1,5 +1,5 @@
-// What comes from the operating system, if it has it: two clocks and the legacy graphics framework. Outside
-// Apple systems each is a weak symbol that the running process may supply.
+// What comes from the platform, if it has it: two clocks and the legacy graphics framework. Each function is
+// a weak symbol that the running process may supply.
 #pragma once
 
 #include <cstdint>
@@ -11,7 +11,8 @@ namespace rastel {
 /// 1/60 seconds since some start, from "TickCount" or else from a monotonic clock. Wraps.
 std::uint32_t SystemTicks();
 
-/// Nanoseconds since some start, from the audio host time or else from a monotonic clock.
+/// Nanoseconds since some start, from the audio host time or else from a monotonic clock that begins again
+/// after 2^31 milliseconds (24.8 days), more of which would not fit an integer.
 std::uint64_t SystemNanoseconds();
 
 /// The address of a function of the legacy graphics framework, or null. Loads the framework first if it is

@@ -1,6 +1,7 @@
 #include "picture/editor.h"
 
 #include <algorithm>
+#include <atomic>
 
 #include "host/entries.h"
 #include "host/held.h"
@@ -11,12 +12,13 @@
 namespace rastel {
 namespace {
 
-// The kind of host application, learnt once and kept while the library is loaded. Once IsDesktop is set
-// pictures are never described as bitmaps; once IsConsole is set the legacy framework is never asked. A route
-// that has worked decides as well.
-constinit bool IsDesktop = false;
-constinit bool IsConsole = false;
+// The kind of host application, learnt once and kept while the library is loaded: only ever set to true. Once
+// IsDesktop is set pictures are never described as bitmaps; once IsConsole is set the legacy framework is
+// never asked. A route that has worked decides as well.
+constinit std::atomic<bool> IsDesktop = false;
+constinit std::atomic<bool> IsConsole = false;
 
+/// Another call may set a flag meanwhile, on another thread or from inside the host's look-up.
 void DetectHostKind() {
   if (IsDesktop || IsConsole) {
     return;
@@ -24,8 +26,11 @@ void DetectHostKind() {
   const bool isDesktop = REALGetClassRef("Application") != nullptr;
   const bool isWeb = REALGetClassRef("WebApplication") != nullptr;
   const bool isConsole = REALGetClassRef("ConsoleApplication") != nullptr;
-  IsDesktop = isDesktop;
-  IsConsole = !isDesktop && (isConsole || isWeb);
+  if (isDesktop) {
+    IsDesktop = true;
+  } else if (isConsole || isWeb) {
+    IsConsole = true;
+  }
 }
 
 /// Asks for the picture's kind in any case; without an answer every picture can be written.
@@ -112,7 +117,7 @@ PictureEditor::Outcome PictureEditor::OpenLegacyWorld(REALpictureStruct* picture
   }
   Hold(picture, description);
   PixMapHandle = pixels.HandOver();
-  PixelType = depth == 32 ? 13 : 12;
+  PixelType = depth == 32 ? &kPixelType13 : &kPixelType12;
   BytesPerPixel = depth / 8;
   RowBytes = GetPixRowBytes(PixMapHandle);
   StartAt(reinterpret_cast<std::uint8_t*>(base));
@@ -156,7 +161,7 @@ bool PictureEditor::OpenBitmap(REALpictureStruct* picture) {
     return false;
   }
   Hold(picture, description);
-  PixelType = 8;
+  PixelType = &kPixelType8;
   BytesPerPixel = 4;
   RowBytes = static_cast<std::int32_t>(std::int64_t{PictureDescription.width} * 4);
   RowTable = bitmap->rowTable;
@@ -217,7 +222,7 @@ std::uint8_t* PictureEditor::RowStart(std::int32_t row) const {
   if (row >= Height) {
     return BaseAddress;
   }
-  return PixelType == 8 ? RowTable[row] : BaseAddress + static_cast<std::ptrdiff_t>(row) * RowBytes;
+  return PixelType == &kPixelType8 ? RowTable[row] : pixels::At(BaseAddress, row, RowBytes);
 }
 
 void PictureEditor::NextRow() {
@@ -238,17 +243,17 @@ RowRun PictureEditor::PeekRows(std::int32_t most) const {
   if (!AreEquallySpaced(count)) {
     return {{.table = RowTable + RowIndex}, count};
   }
-  return {{.first = RowPtr, .step = RowStart(RowIndex + 1) - RowPtr}, count};
+  return {{.first = RowPtr, .step = pixels::BytesFrom(RowPtr, RowStart(RowIndex + 1))}, count};
 }
 
 bool PictureEditor::AreEquallySpaced(std::int32_t count) const {
-  if (PixelType != 8 || count < 3) {
+  if (PixelType != &kPixelType8 || count < 3) {
     return true;
   }
   std::uint8_t* const* rows = RowTable + RowIndex;
-  const std::ptrdiff_t step = rows[1] - rows[0];
+  const std::ptrdiff_t step = pixels::BytesFrom(rows[0], rows[1]);
   std::int32_t row = 2;
-  while (row < count && rows[row] - rows[row - 1] == step) {
+  while (row < count && pixels::BytesFrom(rows[row - 1], rows[row]) == step) {
     ++row;
   }
   return row == count;

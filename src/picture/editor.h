@@ -6,6 +6,7 @@
 
 #include "abi/records.h"
 #include "picture/description.h"
+#include "picture/pixel_type.h"
 #include "pixels/address.h"
 
 namespace rastel {
@@ -50,9 +51,8 @@ class PictureEditor {
   std::int32_t Height = 0;         // rows
   std::int32_t BytesPerPixel = 0;  // 3 or 4
   std::int32_t SpareWord = 0;
-  std::int32_t PixelType =
-      0;  // 13: alpha, red, green, blue; 12: red, green, blue; 8: blue, green, red, fourth
-  std::uint8_t* RowPtr = nullptr;  // the current row
+  const PixelTypeTraits* PixelType = nullptr;  // null while nothing has been opened
+  std::uint8_t* RowPtr = nullptr;           // the current row
   REALpictureDescription PictureDescription{};
   std::uint8_t* BaseAddress = nullptr;  // row 0
   std::int32_t ColumnIndex = 0;

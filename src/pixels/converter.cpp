@@ -3,6 +3,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <atomic>
 #include <cstdlib>
 #include <cstring>
 
@@ -76,7 +77,9 @@ void CopyPixels(int bytes, const Places<std::uint8_t>& to, const Places<const st
 std::int64_t StreamingThreshold() {
   constexpr long kLeast = 6L << 20;
   constexpr long kMost = 64L << 20;  // the part of a cache that one thread is likely to have for itself
-  static long threshold = 0;
+  // Several threads may find it at once: all find the same.
+  static constinit std::atomic<long> found = 0;
+  long threshold = found.load(std::memory_order_relaxed);
   if (threshold == 0) {
 #ifdef _SC_LEVEL3_CACHE_SIZE
     const long cache = sysconf(_SC_LEVEL3_CACHE_SIZE);
@@ -84,6 +87,7 @@ std::int64_t StreamingThreshold() {
     const long cache = kLeast;
 #endif
     threshold = std::clamp(cache, kLeast, kMost);
+    found.store(threshold, std::memory_order_relaxed);
   }
   return threshold;
 }

@@ -53,7 +53,7 @@ constexpr Channels kLayouts[] = {
 
 constexpr std::size_t kLayoutCount = sizeof kLayouts / sizeof kLayouts[0];
 
-constexpr const Channels& ChannelsOf(Layout layout) {
+[[gnu::always_inline]] constexpr const Channels& ChannelsOf(Layout layout) {
   return kLayouts[static_cast<std::size_t>(layout)];
 }
 

@@ -1,6 +1,7 @@
 #include "pixels/targets.h"
 
 #include <algorithm>
+#include <atomic>
 
 namespace rastel::pixels {
 
@@ -25,9 +26,12 @@ std::span<const Target> Targets() {
 }
 
 const Target& BestTarget() {
-  static const Target* best = nullptr;
+  // Several threads may find it at once: all find the same.
+  static constinit std::atomic<const Target*> found = nullptr;
+  const Target* best = found.load(std::memory_order_relaxed);
   if (best == nullptr) {
     best = std::ranges::find_if(kTargets, [](const Target& target) { return target.isSupported(); });
+    found.store(best, std::memory_order_relaxed);
   }
   return *best;
 }

@@ -65,14 +65,13 @@ class OldTables {
   bool isComplete_ = true;
 };
 
-/// Every event becomes two words, and the event itself gets a pointer to them as its second word: hosts that
-/// know the short form find the one through the other.
-HostRecord<4>* CutEvents(OldTables& tables, HostRecord<4>* events, std::uint32_t count) {
-  auto* cut = tables.Cut<HostRecord<2>>(events, count);
-  for (std::uint32_t i = 0; cut != nullptr && i < count; ++i) {
+/// Every event gets a pointer to the two words that it has become as its second word: hosts that know the
+/// short form find the one through the other.
+void LinkEvents(HostRecord<4>* events, const OldClassDefinition& old) {
+  const auto* cut = reinterpret_cast<const HostRecord<2>*>(old.events);
+  for (std::uint32_t i = 0; cut != nullptr && i < old.eventCount; ++i) {
     events[i].words[1] = reinterpret_cast<HostWord>(&cut[i]);
   }
-  return reinterpret_cast<HostRecord<4>*>(cut);
 }
 
 template <typename Definition>
@@ -125,13 +124,17 @@ OldClassDefinition* FixClass(const REALclassDefinition& definition) {
   old->version = CurrentREALControlVersion;
   old->properties = tables.CutField<OldProperty>(old->properties, old->propertyCount);
   old->methods = tables.CutField<OldMethodRow>(old->methods, old->methodCount);
-  old->events = CutEvents(tables, old->events, old->eventCount);
+  old->events = tables.CutField<HostRecord<2>>(old->events, old->eventCount);
   old->words13to17[3] = 0;
   old->words13to17[4] = 0;
   old->records18 = tables.CutField<HostRecord<3>>(old->records18, old->count19);
   old->sharedProperties = tables.CutField<OldProperty>(old->sharedProperties, old->sharedPropertyCount);
   old->sharedMethods = tables.CutField<OldMethodRow>(old->sharedMethods, old->sharedMethodCount);
-  return tables.Finish(old);
+  OldClassDefinition* finished = tables.Finish(old);
+  if (finished != nullptr) {
+    LinkEvents(definition.common.events, *finished);
+  }
+  return finished;
 }
 
 }  // namespace rastel

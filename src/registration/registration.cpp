@@ -49,68 +49,82 @@ void ReportControlVersion() {
 }
 
 /// The bits 0x40000 and 0x80000 become 0x4 and 0x8 on hosts that know these, and are cleared on all.
-std::uint32_t FlagsForHost(std::uint32_t flags) {
-  constexpr std::uint32_t kNewHostBits = 0xC0000;
+template <typename Word>
+void AdaptFlags(Word& flags) {
+  constexpr Word kNewHostBits = 0xC0000;
   if (rbversion_rbversion >= 2010.029) {
     flags |= (flags & kNewHostBits) >> 16;
   }
-  return flags & ~kNewHostBits;
+  flags &= ~kNewHostBits;
 }
 
-void AdaptRows(REALmethodDefinition* rows, std::uint32_t count) {
-  for (REALmethodDefinition& row : std::span(rows, count)) {
-    row.flags = FlagsForHost(row.flags);
+/// The records of a table, none if there is no table.
+template <typename Record>
+std::span<Record> TableOf(Record* records, std::uint32_t count) {
+  return records == nullptr ? std::span<Record>() : std::span(records, count);
+}
+
+void AdaptRows(std::span<REALmethodDefinition> rows) {
+  for (REALmethodDefinition& row : rows) {
+    AdaptFlags(row.flags);
   }
 }
 
-void AdaptProperties(REALproperty* properties, std::uint32_t count) {
-  for (REALproperty& property : std::span(properties, count)) {
-    property.words[3] = FlagsForHost(static_cast<std::uint32_t>(property.words[3]));
+void AdaptProperties(std::span<REALproperty> properties) {
+  for (REALproperty& property : properties) {
+    AdaptFlags(property.words[3]);
   }
 }
 
-void AdaptFlags() {
+void AdaptTables() {
   OldClassDefinition& picture = pictureClass.common;
-  picture.flags = FlagsForHost(picture.flags);
-  AdaptRows(picture.methods, picture.methodCount);
-  AdaptRows(picture.sharedMethods, picture.sharedMethodCount);
-  AdaptProperties(picture.properties, picture.propertyCount);
-  AdaptProperties(picture.sharedProperties, picture.sharedPropertyCount);
-  AdaptRows(globalMethods, kGlobalMethodCount);
+  AdaptFlags(picture.flags);
+  AdaptRows(TableOf(picture.methods, picture.methodCount));
+  AdaptRows(TableOf(picture.sharedMethods, picture.sharedMethodCount));
+  AdaptProperties(TableOf(picture.properties, picture.propertyCount));
+  AdaptProperties(TableOf(picture.sharedProperties, picture.sharedPropertyCount));
+  AdaptRows(globalMethods);
 }
 
 bool UsesModules() {
   return rbversion_rbversion >= 2013.0 && rbversion_rbversion < 3000.0;
 }
 
-/// Zeroed rows, at least one.
-CBuffer<REALmethodDefinition> NewRows(std::size_t count) {
-  return CBuffer<REALmethodDefinition>(
-      static_cast<REALmethodDefinition*>(std::calloc(count, sizeof(REALmethodDefinition))));
+/// Zeroed rows, at least one; null for more than 2 GiB or without memory.
+CBuffer<REALmethodDefinition> NewRows(std::uint64_t count) {
+  constexpr std::uint64_t kMostBytes = 0x7FFFFFFF;
+  const bool isPossible = count * sizeof(REALmethodDefinition) <= kMostBytes;
+  void* rows =
+      isPossible ? std::calloc(static_cast<std::size_t>(count), sizeof(REALmethodDefinition)) : nullptr;
+  return CBuffer<REALmethodDefinition>(static_cast<REALmethodDefinition*>(rows));
 }
 
-/// Registers a module of `count` rows. True if the host has got it; the rows are the host's then.
-bool RegisterModule(const char* name, REALmethodDefinition* rows, std::uint32_t count) {
+/// Registers a module of `count` rows, which are freed by whoever holds them if it cannot be made.
+template <typename RowsHolder>
+void RegisterModule(const char* name, RowsHolder& rows, std::uint32_t count) {
   CBuffer<REALmoduleDefinition> module(
       static_cast<REALmoduleDefinition*>(std::calloc(1, sizeof(REALmoduleDefinition))));
   CBuffer<char> ownName(strdup(name));
   if (module == nullptr || ownName == nullptr || !REALRegisterModule.IsAvailable()) {
-    return false;
+    return;
   }
-  module->common = {
-      .version = CurrentREALControlVersion, .name = ownName.get(), .methods = rows, .methodCount = count};
-  const bool hasForm = TakeFormForHost(*module);
-  if (hasForm) {
-    LeaveToHost(ownName);
-    REALRegisterModule(LeaveToHost(module));
+  module->common = {.version = CurrentREALControlVersion,
+                    .name = ownName.get(),
+                    .methods = rows.get(),
+                    .methodCount = count};
+  if (!TakeFormForHost(*module)) {
+    return;
   }
-  return hasForm;
+  // All of it is the host's from here on, even if it throws: it may have kept the record.
+  rows.release();
+  ownName.release();
+  REALRegisterModule(module.release());
 }
 
 /// The rows of the Picture module. They own their declarations until the host gets both.
 class ExtendsRows {
  public:
-  explicit ExtendsRows(std::size_t capacity) : rows_(NewRows(capacity)) {}
+  explicit ExtendsRows(std::uint64_t capacity) : rows_(NewRows(capacity)) {}
   ExtendsRows(const ExtendsRows&) = delete;
   ExtendsRows& operator=(const ExtendsRows&) = delete;
   ~ExtendsRows() {
@@ -135,11 +149,12 @@ class ExtendsRows {
     return method.function == nullptr || AppendRow(method, method.function, std::move(declaration));
   }
 
-  void Register(const char* moduleName) {
-    if (RegisterModule(moduleName, rows_.get(), count_)) {
-      count_ = 0;
-      LeaveToHost(rows_);
-    }
+  void Register(const char* moduleName) { RegisterModule(moduleName, *this, count_); }
+
+  REALmethodDefinition* get() const { return rows_.get(); }
+  void release() {
+    count_ = 0;
+    rows_.release();
   }
 
  private:
@@ -162,8 +177,8 @@ class ExtendsRows {
 
 /// The methods of `extended` as methods of a module whose first parameter is the object.
 void RegisterExtendsModule(const OldClassDefinition& extended) {
-  const std::span methods(extended.methods, extended.methodCount);
-  std::size_t count = 0;
+  const std::span<const REALmethodDefinition> methods = TableOf(extended.methods, extended.methodCount);
+  std::uint64_t count = 0;
   for (const REALmethodDefinition& method : methods) {
     count += (method.function != nullptr ? 1 : 0) + (method.setter != nullptr ? 1 : 0);
   }
@@ -209,9 +224,7 @@ void RegisterGlobalModule() {
   for (REALmethodDefinition& row : std::span(rows.get(), kGlobalMethodCount)) {
     row.flags |= kInModule;
   }
-  if (RegisterModule(name, rows.get(), kGlobalMethodCount)) {
-    LeaveToHost(rows);
-  }
+  RegisterModule(name, rows, kGlobalMethodCount);
 }
 
 void RegisterMethods() {
@@ -238,6 +251,6 @@ extern "C" __attribute__((visibility("default"))) void REALPluginMain(Resolver r
   CurrentREALControlVersion = ControlVersion(rbversion_rbversion);
   ReportControlVersion();
   gpartname = "Rastel";
-  AdaptFlags();
+  AdaptTables();
   RegisterMethods();
 }

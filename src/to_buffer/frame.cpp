@@ -6,7 +6,6 @@
 #include "host/errors.h"
 #include "host/yield.h"
 #include "picture/editor.h"
-#include "picture/pixel_type.h"
 #include "pixels/address.h"
 #include "pixels/converter.h"
 
@@ -150,8 +149,7 @@ Boolean CopyPicture(const CopyTarget& target, const RowBand& band, const BlockFo
   if (!picture.GetPictureEditor(target.picture, true, false)) {
     return 0;
   }
-  pixels::Conversion conversion{
-      .from = RowOfPixelType(picture.PixelType).layout, .to = format.layout, .rest = format.rest};
+  pixels::Conversion conversion{.from = picture.PixelType->layout, .to = format.layout, .rest = format.rest};
   conversion.fill = format.fill;
   conversion.toStep = format.pixelBytes;
   return BandCopy(picture, nullptr, band, conversion).CopyTo(target.destination, target.offset);
@@ -175,8 +173,8 @@ Boolean CopyPictureWithMask(const CopyTarget& target, REALpictureStruct* maskFor
     return 0;
   }
   pixels::Conversion conversion{
-      .from = RowOfPixelType(picture.PixelType).layout, .to = layout, .rest = pixels::Rest::kFromMask};
-  conversion.mask = RowOfPixelType(mask.PixelType).layout;
+      .from = picture.PixelType->layout, .to = layout, .rest = pixels::Rest::kFromMask};
+  conversion.mask = mask.PixelType->layout;
   return BandCopy(picture, &mask, band, conversion).CopyTo(target.destination, target.offset);
 }
 

@@ -1,16 +1,23 @@
 #include "to_picture/frame.h"
 
+#include <algorithm>
+
 #include "host/entries.h"
 #include "host/errors.h"
 #include "picture/editor.h"
-#include "picture/pixel_type.h"
 #include "pixels/address.h"
 #include "pixels/converter.h"
 
 namespace rastel {
 namespace {
 
+/// Writes as much of `rows` as the picture has room for by its description, which may give it fewer pixels
+/// than it said. Behind its last row there is row 0 again, unless it has none at all.
 void FillRows(PictureWriter& writer, pixels::Rows rows, const pixels::Converter& converter) {
+  rows.width = std::min<std::ptrdiff_t>(rows.width, writer.Width);
+  if (rows.width < 1 || writer.Height < 1) {
+    return;
+  }
   for (auto remaining = static_cast<std::int32_t>(rows.count); remaining > 0;) {
     const RowRun run = writer.PeekRows(remaining);
     rows.destination = run.starts;
@@ -35,6 +42,15 @@ pixels::Rows RowsOf(const Buffer& buffer, const BufferFormat& format, const std:
   return rows;
 }
 
+pixels::Conversion ConversionTo(const PixelTypeTraits& type, const BufferFormat& format) {
+  pixels::Conversion conversion{.from = format.layout, .to = type.layout};
+  conversion.fill = type.fourthByte;
+  conversion.fromStep = format.pixelBytes;
+  conversion.weights = format.weights;
+  conversion.tables = format.tables;
+  return conversion;
+}
+
 }  // namespace
 
 const std::uint8_t* BufferSource::Address() const {
@@ -57,14 +73,8 @@ REALpictureStruct* FillPicture(REALpictureStruct* dest, const Buffer& buffer, co
   if (source == nullptr) {
     return nullptr;
   }
-  const PixelTypeRow& type = RowOfPixelType(writer.PixelType);
-  pixels::Conversion conversion{.from = format.layout, .to = type.layout};
-  conversion.fill = type.fourthByte;
-  conversion.fromStep = format.pixelBytes;
-  conversion.weights = format.weights;
-  conversion.tables = format.tables;
   FillRows(writer, RowsOf(buffer, format, pixels::At(source, buffer.offset, 1)),
-           pixels::Converter(conversion));
+           pixels::Converter(ConversionTo(*writer.PixelType, format)));
   return writer.RenderPictureWriter();
 }
 
