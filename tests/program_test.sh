@@ -57,6 +57,14 @@ expect 3 'in.ppm' list --plugin "$folder/in.ppm"
 expect 5 'at most 67108864 pixels' convert huge.ppm out.ppm --plugin "$plugin"
 expect 5 'missing.ppm' convert missing.ppm out.ppm --plugin "$plugin"
 
+# Single channels and gray, against bytes found by hand: the gray of u0A is (299 × 117 + 587 × 48 + 114 × 65) / 1000,
+# 70.569, and each pixel is 1 lighter than the one before.
+printf 'P6\n3 2\n255\nu0Av1Bw2Cx3Dy4Ez5F' >channels.ppm
+for expected in R=uvwxyz G=012345 B=ABCDEF gray=GHIJKL; do
+  layout=${expected%=*}
+  expect 0 'bytes: identical' convert channels.ppm "$layout.raw" --verify --layout "$layout" --plugin "$plugin"
+  printf %s "${expected#*=}" | cmp - "$layout.raw" >&2 || status=1
+done
 
 # Named arguments, and faults of the host.
 expect 0 'destination \(block:64\): 48 bytes changed; it begins 00 00 00 00 04 01 00 01' call CopyXRGBtoMemoryblockKVZ \
