@@ -12,7 +12,7 @@
 
 namespace rastel::pixels {
 // The widest geometry without the CPU's instructions for it: it runs everywhere.
-void FindKernel_wide_plain(const KernelRequest& request, Plan& plan);
+void FindKernel_wide_plain(Plan& plan);
 }  // namespace rastel::pixels
 
 namespace tests {

@@ -65,9 +65,9 @@ TEST(Rows, AreExactBetweenPagesWithoutAccess) {
 
 /// What the best target does, followed by a fault at `rows`' last pixel.
 template <void (*Fault)(const Rows&)>
-void FindFaulty(const rastel::pixels::KernelRequest& request, Plan& plan) {
+void FindFaulty(Plan& plan) {
   static decltype(Plan::run) real;
-  rastel::pixels::BestTarget().find(request, plan);
+  rastel::pixels::BestTarget().find(plan);
   real = plan.run;
   plan.run = [](const Plan& same, const Rows& rows, bool stream) {
     real(same, rows, stream);
@@ -243,15 +243,28 @@ TEST_P(Targets, ConvertPicturesInPlaceThatAreLargeEnoughToBypassTheCaches) {
   EXPECT_TRUE(SameBytes(destination, pixels));
 }
 
-TEST_P(Targets, HaveNoKernelFromOneChannelAloneOrToGray) {
-  for (const auto& [from, to] : {std::pair{kChannels[0], kColours[0]}, std::pair{kColours[0], kGray}}) {
-    Plan plan{.run = [](const Plan&, const Rows&, bool) {}};
-    GetParam().find({from.layout, to.layout, rastel::pixels::Rest::kFill, kColours[0].layout,
-                     rastel::pixels::Stage::kNone},
-                    plan);
-    EXPECT_EQ(nullptr, plan.run) << from.letters << " to " << to.letters;
-  }
-}
+// Which conversions make sense: the compiler holds these.
+namespace possible {
+
+using rastel::pixels::IsPossible;
+using rastel::pixels::Layout;
+static constexpr rastel::pixels::ChannelWeights kWeights{};
+static constexpr rastel::pixels::ChannelTables kTables{};
+static_assert(IsPossible({.from = Layout::kARGB, .to = Layout::kRed}));
+static_assert(!IsPossible({.from = Layout::kRed, .to = Layout::kRGB}));
+static_assert(!IsPossible({.from = Layout::kRGB, .to = Layout::kGray}));
+static_assert(IsPossible({.from = Layout::kGray, .to = Layout::kRGB, .weights = &kWeights}));
+static_assert(IsPossible({.from = Layout::kGray, .to = Layout::kBGRA, .tables = &kTables}));
+static_assert(!IsPossible({.from = Layout::kGray, .to = Layout::kRed, .weights = &kWeights}));
+static_assert(!IsPossible(
+    {.from = Layout::kGray, .to = Layout::kARGB, .rest = rastel::pixels::Rest::kKept, .tables = &kTables}));
+static_assert(!IsPossible({.from = Layout::kRGB, .to = Layout::kARGB, .weights = &kWeights}));
+static_assert(!IsPossible({.from = Layout::kRGB,
+                           .to = Layout::kARGB,
+                           .rest = rastel::pixels::Rest::kFromMask,
+                           .mask = Layout::kGray}));
+
+}  // namespace possible
 
 INSTANTIATE_TEST_SUITE_P(All, Targets, testing::ValuesIn(RunnableTargets()),
                          [](const auto& target) { return std::string(target.param.name); });
@@ -271,7 +284,7 @@ TEST(TargetList, TheBestOneIsTheFirstThatTheProcessorRuns) {
 
 /// What the processor itself says of a target, asked without the plug-in. No answer for an unknown target.
 std::optional<bool> ProcessorRuns(std::string_view target) {
-  if (target == "base" || target == "neon") {
+  if (target == "plain" || target == "neon") {
     return true;
   }
 #if defined(__x86_64__) || defined(__i386__)
