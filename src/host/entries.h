@@ -26,7 +26,9 @@ using HostEntry = Bound<FindHostEntry, Name, Signature, Fallback>;
 using ArrayGetter = std::int32_t (*)(_REALarrayInteger*, std::int32_t index);
 
 // clang-format off
-// Registration.
+// The host's version, registration.
+inline constinit HostEntry<"REALGetRBVersion", double()> REALGetRBVersion;
+inline constinit HostEntry<"RegisterPluginVersion", void(std::int32_t definitionVersion)> RegisterPluginVersion;
 inline constinit HostEntry<"PluginRegisterMethod", void(REALmethodDefinition*)> REALRegisterMethod;
 inline constinit HostEntry<"PluginRegisterClassExtension", void(REALclassDefinition*)> REALRegisterClassExtension;
 inline constinit HostEntry<"PluginRegisterModule", void(REALmoduleDefinition*)> REALRegisterModule;

@@ -33,21 +33,6 @@ std::int32_t ControlVersion(double hostVersion) {
   return hostVersion >= 2012.0 ? 10 : 9;
 }
 
-void ReadHostVersion() {
-  auto* version = reinterpret_cast<double (*)()>(FindHostEntry("REALGetRBVersion"));
-  if (version != nullptr) {
-    rbversion_rbversion = version();
-  }
-}
-
-/// Every host offers this entry; one that does not is not told the version.
-void ReportControlVersion() {
-  auto* report = reinterpret_cast<void (*)(std::int32_t)>(FindHostEntry("RegisterPluginVersion"));
-  if (report != nullptr) {
-    report(CurrentREALControlVersion);
-  }
-}
-
 /// The bits 0x40000 and 0x80000 become 0x4 and 0x8 on hosts that know these, and are cleared on all.
 template <typename Word>
 void AdaptFlags(Word& flags) {
@@ -247,9 +232,11 @@ void RegisterMethods() {
 extern "C" __attribute__((visibility("default"))) void REALPluginMain(Resolver resolver) {
   using namespace rastel;
   gResolver = resolver;
-  ReadHostVersion();
+  if (REALGetRBVersion.IsAvailable()) {
+    rbversion_rbversion = REALGetRBVersion();
+  }
   CurrentREALControlVersion = ControlVersion(rbversion_rbversion);
-  ReportControlVersion();
+  RegisterPluginVersion(CurrentREALControlVersion);
   gpartname = "Rastel";
   AdaptTables();
   RegisterMethods();
