@@ -46,33 +46,39 @@ class PictureEditor {
   /// Steps `count` (at least 0) rows on, as that many calls of NextRow do.
   void SkipRows(std::int32_t count);
 
-  std::int32_t RowBytes = 0;       // from one row to the next; informative for pixel type 8
+  /// Bytes from one row to the next. With pixel type 8 the rows are found by `RowTable` instead.
+  std::int32_t RowBytes = 0;
   std::int32_t Width = 0;          // pixels
   std::int32_t Height = 0;         // rows
   std::int32_t BytesPerPixel = 0;  // 3 or 4
+  /// Always 0. Nobody reads it: the host's own record of a picture has such a word here.
   std::int32_t SpareWord = 0;
   const PixelTypeTraits* PixelType = nullptr;  // null while nothing has been opened
-  std::uint8_t* RowPtr = nullptr;           // the current row
+  std::uint8_t* RowPtr = nullptr;              // the current row
   REALpictureDescription PictureDescription{};
   std::uint8_t* BaseAddress = nullptr;  // row 0
+  /// Always 0. Nobody reads it: the host's own record counts the pixels of the current row here.
   std::int32_t ColumnIndex = 0;
   std::int32_t RowIndex = 0;             // number of the current row
   REALpictureStruct* Picture = nullptr;  // null while nothing is open
-  void* PixMapHandle = nullptr;          // the pixel map of a legacy graphics world
+  void* PixMapHandle = nullptr;          // the locked pixel map of a legacy graphics world, or null
   std::uint8_t** RowTable = nullptr;     // the row starts of pixel type 8
   bool AllowCopyFlag = false;
-  bool ClearCacheOnClose = false;  // the host is told that the pixels changed
+  bool ClearCacheOnClose = false;  // the host is told that the pixels have changed
   bool DescriptionLocked = false;
 
  private:
+  /// An opaque copy is read as it is: no copy is made of it.
+  enum class Purpose : unsigned char { kWriting, kReading, kReadingCopy };
+  /// kUndecided: the picture may still be opened as a bitmap.
   enum class Outcome : unsigned char { kOpened, kFailed, kUndecided };
 
-  bool Open(REALpictureStruct* picture, bool allowCopy, bool forWriting, bool isOpaqueCopy);
-  Outcome OpenNative(REALpictureStruct* picture, bool isOpaqueCopy);
-  Outcome OpenLegacyWorld(REALpictureStruct* picture, bool isOpaqueCopy);
-  Outcome OpenUnsupportedDepth(REALpictureStruct* picture, void* pixMap, bool isOpaqueCopy);
-  Outcome OpenOpaqueCopy(REALpictureStruct* picture, std::int32_t width, std::int32_t height,
-                         void* staleHandle);
+  bool Open(REALpictureStruct* picture, bool allowCopy, Purpose purpose);
+  Outcome OpenNative(REALpictureStruct* picture, Purpose purpose);
+  Outcome OpenLegacyWorld(REALpictureStruct* picture, Purpose purpose);
+  Outcome OpenUnsupportedDepth(REALpictureStruct* picture, void* pixMap, Purpose purpose);
+  /// `pixMap` is the picture's pixel map, or null if it has none.
+  Outcome OpenOpaqueCopy(REALpictureStruct* picture, std::int32_t width, std::int32_t height, void* pixMap);
   bool OpenBitmap(REALpictureStruct* picture);
   void Hold(REALpictureStruct* picture, DescriptionLock& description);
   void StartAt(std::uint8_t* firstRow);
