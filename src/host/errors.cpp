@@ -2,10 +2,8 @@
 
 #include <algorithm>
 #include <cstdio>
-#include <cstdlib>
 #include <cstring>
 #include <exception>
-#include <memory>
 #include <new>
 #include <stdexcept>
 #include <typeinfo>
@@ -68,7 +66,7 @@ void RaiseException(const char* className, const char* message) {
 
 void RaiseOutOfBoundsException(std::int64_t value, std::int64_t count) {
   constexpr std::size_t kSize = 205;
-  const CBuffer<char> message(static_cast<char*>(std::calloc(kSize, 1)));
+  const CBuffer<char> message = NewArray<char>(kSize);
   if (message == nullptr) {
     RaiseException("OutOfBoundsException", "Out of Bounds");
     return;

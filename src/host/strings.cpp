@@ -1,7 +1,6 @@
 #include "host/strings.h"
 
 #include <algorithm>
-#include <cstdlib>
 #include <cstring>
 #include <span>
 
@@ -12,8 +11,6 @@
 
 namespace rastel {
 namespace {
-
-constexpr std::int64_t kMostBytes = 0x7FFFFFFF;
 
 bool IsAscii(const void* data, std::int64_t byteLength) {
   const std::span bytes(static_cast<const unsigned char*>(data), static_cast<std::size_t>(byteLength));
@@ -60,8 +57,7 @@ REALstringStruct* BuildFromUtf32(const void* data, std::int64_t byteLength) {
   char16_t* units = onStack;
   if (byteLength > kMostBytesOnStack) {
     // Two units for each code point, and one for the end.
-    const auto mostUnits = static_cast<std::size_t>(codePoints * 2 + 1);
-    onHeap.reset(static_cast<char16_t*>(std::calloc(mostUnits, sizeof(char16_t))));
+    onHeap = NewArray<char16_t>(static_cast<std::uint64_t>(codePoints * 2 + 1));
     if (onHeap == nullptr) {
       return nullptr;
     }

@@ -29,12 +29,12 @@ std::size_t FirstOf(std::string_view text, const char* characters) {
 
 }  // namespace
 
-char* AddClassParameter(const char* declaration, const char* className) {
+CBuffer<char> AddClassParameter(const char* declaration, const char* className) {
   TextBuffer buffer;
   const std::size_t position = FirstOf(declaration, " (");
   if (position == kMostInsertedAt) {
     std::snprintf(buffer.text, kBufferSize, "%s(extends ref as %s)", declaration, className);
-    return strdup(buffer.text);
+    return CBuffer<char>(strdup(buffer.text));
   }
   char* place = buffer.Keep(declaration, position);
   const std::size_t limit = kBufferSize - 1 - position;
@@ -44,7 +44,7 @@ char* AddClassParameter(const char* declaration, const char* className) {
   } else {
     std::snprintf(place, limit, "(extends ref as %s)%s", className, rest);
   }
-  return strdup(buffer.text);
+  return CBuffer<char>(strdup(buffer.text));
 }
 
 CBuffer<char> AddAssignsParameter(const char* declaration) {

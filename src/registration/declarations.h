@@ -5,12 +5,12 @@
 
 namespace rastel {
 
-/// "Name(…" becomes "Name(extends ref as className, …". Gives a text that the caller frees, or null if there
-/// is no memory. Longer texts than 999 characters are cut.
-char* AddClassParameter(const char* declaration, const char* className);
+/// "Name(…" becomes "Name(extends ref as className, …". Null without memory. A text of more than 999
+/// characters is cut.
+CBuffer<char> AddClassParameter(const char* declaration, const char* className);
 
-/// "Name(…) as type" becomes "Name(…, assigns value as type)", for a `declaration` that AddClassParameter
-/// made. Null if there is no place for the value, or no memory.
+/// "Name(…) as type" becomes "Name(…, assigns value as type)". Null if `declaration` has neither a list nor a
+/// type, or without memory. A text of more than 998 characters is cut.
 CBuffer<char> AddAssignsParameter(const char* declaration);
 
 }  // namespace rastel

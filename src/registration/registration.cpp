@@ -4,6 +4,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <span>
+#include <utility>
 
 #include "host/entries.h"
 #include "host/memory.h"
@@ -75,46 +76,33 @@ bool UsesModules() {
   return rbversion_rbversion >= 2013.0 && rbversion_rbversion < 3000.0;
 }
 
-/// Zeroed rows, at least one; null for more than 2 GiB or without memory.
-CBuffer<REALmethodDefinition> NewRows(std::uint64_t count) {
-  constexpr std::uint64_t kMostBytes = 0x7FFFFFFF;
-  const bool isPossible = count * sizeof(REALmethodDefinition) <= kMostBytes;
-  void* rows =
-      isPossible ? std::calloc(static_cast<std::size_t>(count), sizeof(REALmethodDefinition)) : nullptr;
-  return CBuffer<REALmethodDefinition>(static_cast<REALmethodDefinition*>(rows));
-}
-
-/// Registers a module of `count` rows, which are freed by whoever holds them if it cannot be made.
-template <typename RowsHolder>
-void RegisterModule(const char* name, RowsHolder& rows, std::uint32_t count) {
-  CBuffer<REALmoduleDefinition> module(
-      static_cast<REALmoduleDefinition*>(std::calloc(1, sizeof(REALmoduleDefinition))));
+/// Registers a module of `count` rows. `rows` keeps them if that cannot be.
+void RegisterModule(const char* name, CBuffer<REALmethodDefinition>& rows, std::uint32_t count) {
+  CBuffer<REALmoduleDefinition> module = NewRecord<REALmoduleDefinition>();
   CBuffer<char> ownName(strdup(name));
   if (module == nullptr || ownName == nullptr || !REALRegisterModule.IsAvailable()) {
     return;
   }
-  module->common = {.version = CurrentREALControlVersion,
-                    .name = ownName.get(),
-                    .methods = rows.get(),
-                    .methodCount = count};
+  module->common = {.name = ownName.get(), .methods = rows.get(), .methodCount = count};
   if (!TakeFormForHost(*module)) {
     return;
   }
-  // All of it is the host's from here on, even if it throws: it may have kept the record.
-  rows.release();
-  ownName.release();
+  // The host owns all of it from here on, even if it throws: it may have kept the record.
+  static_cast<void>(rows.release());
+  static_cast<void>(ownName.release());
   REALRegisterModule(module.release());
 }
 
-/// The rows of the Picture module. They own their declarations until the host gets both.
+/// The rows of a module of methods for a class, with declarations of their own.
 class ExtendsRows {
  public:
-  explicit ExtendsRows(std::uint64_t capacity) : rows_(NewRows(capacity)) {}
+  explicit ExtendsRows(std::uint64_t capacity) : rows_(NewArray<REALmethodDefinition>(capacity)) {}
   ExtendsRows(const ExtendsRows&) = delete;
   ExtendsRows& operator=(const ExtendsRows&) = delete;
   ~ExtendsRows() {
-    for (std::uint32_t i = 0; i < count_; ++i) {
-      std::free(const_cast<char*>(rows_.get()[i].declaration));
+    // Without rows if the host owns them.
+    for (const REALmethodDefinition& row : TableOf(rows_.get(), count_)) {
+      std::free(const_cast<char*>(row.declaration));
     }
   }
 
@@ -123,7 +111,7 @@ class ExtendsRows {
     if (rows_ == nullptr) {
       return false;
     }
-    CBuffer<char> declaration(AddClassParameter(method.declaration, className));
+    CBuffer<char> declaration = AddClassParameter(method.declaration, className);
     if (declaration == nullptr) {
       return false;
     }
@@ -134,13 +122,7 @@ class ExtendsRows {
     return method.function == nullptr || AppendRow(method, method.function, std::move(declaration));
   }
 
-  void Register(const char* moduleName) { RegisterModule(moduleName, *this, count_); }
-
-  REALmethodDefinition* get() const { return rows_.get(); }
-  void release() {
-    count_ = 0;
-    rows_.release();
-  }
+  void Register(const char* moduleName) { RegisterModule(moduleName, rows_, count_); }
 
  private:
   bool AppendRow(const REALmethodDefinition& method, void* function, CBuffer<char> declaration) {
@@ -181,27 +163,16 @@ void RegisterExtendsModule(const OldClassDefinition& extended) {
   rows.Register(name);
 }
 
-/// On hosts below 2012.0 the record is overwritten by its old form, which the host keeps a pointer to.
 void RegisterClassExtension(REALclassDefinition& definition) {
-  if (!REALRegisterClassExtension.IsAvailable()) {
-    return;
+  if (REALRegisterClassExtension.IsAvailable() && TakeFormForHost(definition)) {
+    REALRegisterClassExtension(&definition);
   }
-  if (CurrentREALControlVersion > 9) {
-    definition.common.version = CurrentREALControlVersion;
-  } else {
-    const CBuffer<OldClassDefinition> old(FixClass(definition));
-    if (old == nullptr) {
-      return;
-    }
-    definition.common = *old;
-  }
-  REALRegisterClassExtension(&definition);
 }
 
 void RegisterGlobalModule() {
   char name[kNameSize] = {};
   std::snprintf(name, kNameSize, "%s%s", gpartname, "GlobalsKVZ");
-  CBuffer<REALmethodDefinition> rows = NewRows(kGlobalMethodCount);
+  CBuffer<REALmethodDefinition> rows = NewArray<REALmethodDefinition>(kGlobalMethodCount);
   if (rows == nullptr) {
     return;
   }
