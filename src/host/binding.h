@@ -16,15 +16,15 @@ struct FixedText {
 };
 
 /// Gives the address of the function called `name`, or null.
-using LookUp = void* (*)(const char* name);
+using Finder = void* (*)(const char* name);
 
 /// A function found by name at its first use and kept. While neither the name nor the fallback (tried at once
 /// when it is not empty) can be found, a call does nothing and gives 0, null or false, and the next call
 /// looks again. Several threads may look it up at once: all store the same address.
-template <LookUp Find, FixedText Name, typename Signature, FixedText Fallback = "">
+template <Finder Find, FixedText Name, typename Signature, FixedText Fallback = "">
 class Bound;
 
-template <LookUp Find, FixedText Name, typename Result, typename... Arguments, FixedText Fallback>
+template <Finder Find, FixedText Name, typename Result, typename... Arguments, FixedText Fallback>
 class Bound<Find, Name, Result(Arguments...), Fallback> {
  public:
   Result operator()(Arguments... arguments) {

@@ -51,13 +51,13 @@ class PictureEditor {
   std::int32_t Width = 0;          // pixels
   std::int32_t Height = 0;         // rows
   std::int32_t BytesPerPixel = 0;  // 3 or 4
-  /// Always 0. Nobody reads it: the host's own record of a picture has such a word here.
+  /// Always 0. The host's code knows a field of this name; nobody reads it here.
   std::int32_t SpareWord = 0;
   const PixelTypeTraits* PixelType = nullptr;  // null while nothing has been opened
   std::uint8_t* RowPtr = nullptr;              // the current row
   REALpictureDescription PictureDescription{};
   std::uint8_t* BaseAddress = nullptr;  // row 0
-  /// Always 0. Nobody reads it: the host's own record counts the pixels of the current row here.
+  /// Always 0, likewise.
   std::int32_t ColumnIndex = 0;
   std::int32_t RowIndex = 0;             // number of the current row
   REALpictureStruct* Picture = nullptr;  // null while nothing is open
