@@ -12,13 +12,13 @@
 namespace rastel {
 namespace {
 
-// The kind of host application, learnt once and kept while the library is loaded: only ever set to true. Once
-// IsDesktop is set pictures are never described as bitmaps; once IsConsole is set the legacy framework is
-// never asked. A route that has worked decides as well.
+// The kind of the host's application. It is found out once, or from the first picture that can be opened, and
+// stays while the library is loaded. With IsDesktop no picture is opened as a bitmap, with IsConsole none as
+// a legacy graphics world.
 constinit std::atomic<bool> IsDesktop = false;
 constinit std::atomic<bool> IsConsole = false;
 
-/// Another call may set a flag meanwhile, on another thread or from inside the host's look-up.
+/// Finds out the kind if it is not known. Asks for all three classes, whichever there are.
 void DetectHostKind() {
   if (IsDesktop || IsConsole) {
     return;
@@ -33,7 +33,7 @@ void DetectHostKind() {
   }
 }
 
-/// Asks for the picture's kind in any case; without an answer every picture can be written.
+/// False for the kinds of pictures that cannot be written. All can if the host does not tell the kind.
 bool IsWritable(REALpictureStruct* picture) {
   if (!REALGetPictureType.IsAvailable()) {
     return true;

@@ -10,19 +10,20 @@ namespace rastel {
 namespace {
 
 constexpr std::size_t kBufferSize = 1000;
-constexpr std::size_t kMostInsertedAt = kBufferSize - 1;  // nothing is inserted from here on
+constexpr std::size_t kMostInsertedAt = kBufferSize - 1;  // where nothing can be inserted any more
 
-/// A text that is built from the front of another and something written behind it.
+/// A text that begins like another one.
 struct TextBuffer {
   char text[kBufferSize] = {};
 
-  /// Keeps the first `length` characters of `source` and gives the place behind them.
+  /// Copies the first `length` characters of `source` and gives the place behind them.
   char* Keep(std::string_view source, std::size_t length) {
     std::copy_n(source.data(), length, text);
     return text + length;
   }
 };
 
+/// The position of the first of `characters` in `text`. kMostInsertedAt if it is there or behind, or nowhere.
 std::size_t FirstOf(std::string_view text, const char* characters) {
   return std::min(text.find_first_of(characters), kMostInsertedAt);
 }

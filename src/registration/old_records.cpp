@@ -62,8 +62,7 @@ class OldTables {
   bool isComplete_ = true;
 };
 
-/// Every event gets a pointer to the two words that it has become as its second word: hosts that know the
-/// short form find the one through the other.
+/// The second word of each event becomes the address of its old form, where hosts look for it.
 void LinkEvents(HostRecord<4>* events, const OldClassDefinition& old) {
   const auto* cut = reinterpret_cast<const HostRecord<2>*>(old.events);
   for (std::uint32_t i = 0; cut != nullptr && i < old.eventCount; ++i) {

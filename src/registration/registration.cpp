@@ -1,5 +1,4 @@
-// What the host sees: the one exported function, which adapts the method tables to the host and registers
-// them.
+// The one function that the plug-in exports. It adapts the tables of methods to the host and registers them.
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -34,7 +33,7 @@ std::int32_t ControlVersion(double hostVersion) {
   return hostVersion >= 2012.0 ? 10 : 9;
 }
 
-/// The bits 0x40000 and 0x80000 become 0x4 and 0x8 on hosts that know these, and are cleared on all.
+/// Clears the bits 0x40000 and 0x80000. They become 0x4 and 0x8 for hosts that know these.
 template <typename Word>
 void AdaptFlags(Word& flags) {
   constexpr Word kNewHostBits = 0xC0000;
@@ -44,7 +43,7 @@ void AdaptFlags(Word& flags) {
   flags &= ~kNewHostBits;
 }
 
-/// The records of a table, none if there is no table.
+/// The records of a table. None if `records` is null.
 template <typename Record>
 std::span<Record> TableOf(Record* records, std::uint32_t count) {
   return records == nullptr ? std::span<Record>() : std::span(records, count);
@@ -93,20 +92,21 @@ void RegisterModule(const char* name, CBuffer<REALmethodDefinition>& rows, std::
   REALRegisterModule(module.release());
 }
 
-/// The rows of a module of methods for a class, with declarations of their own.
+/// The rows of a module with the methods of a class. They own their declarations.
 class ExtendsRows {
  public:
   explicit ExtendsRows(std::uint64_t capacity) : rows_(NewArray<REALmethodDefinition>(capacity)) {}
   ExtendsRows(const ExtendsRows&) = delete;
   ExtendsRows& operator=(const ExtendsRows&) = delete;
   ~ExtendsRows() {
-    // Without rows if the host owns them.
+    // There are no rows any more if the host owns them.
     for (const REALmethodDefinition& row : TableOf(rows_.get(), count_)) {
       std::free(const_cast<char*>(row.declaration));
     }
   }
 
-  /// Appends the setter and the function of `method`, each if it has one. False if that fails.
+  /// Appends a row for the setter and one for the function of `method`, if it has them. False without memory,
+  /// or if the declaration has no place for the setter's value.
   bool Append(const REALmethodDefinition& method, const char* className) {
     if (rows_ == nullptr) {
       return false;
@@ -142,7 +142,7 @@ class ExtendsRows {
   std::uint32_t count_ = 0;
 };
 
-/// The methods of `extended` as methods of a module whose first parameter is the object.
+/// Registers a module with the methods of `extended`. Their first parameter is the object.
 void RegisterExtendsModule(const OldClassDefinition& extended) {
   const std::span<const REALmethodDefinition> methods = TableOf(extended.methods, extended.methodCount);
   std::uint64_t count = 0;
@@ -198,8 +198,7 @@ void RegisterMethods() {
 }  // namespace
 }  // namespace rastel
 
-/// The plug-in's one exported function. The host calls it once, after loading the library and before any
-/// method.
+/// The host calls this once, after loading the library and before any method.
 extern "C" __attribute__((visibility("default"))) void REALPluginMain(Resolver resolver) {
   using namespace rastel;
   gResolver = resolver;
