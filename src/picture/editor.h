@@ -13,8 +13,8 @@ namespace rastel {
 
 /// Rows that can be converted at once.
 struct RowRun {
-  pixels::Places<std::uint8_t> starts;
-  std::int32_t count;  // at least 1
+  pixels::Places<std::uint8_t> starts;  // of each row
+  std::int32_t count;                   // at least 1
 };
 
 /// What a method reaches pixels with. It lives on the stack during one call of the method. While it is open
@@ -27,9 +27,10 @@ class PictureEditor {
   PictureEditor& operator=(const PictureEditor&) = delete;
   virtual ~PictureEditor();
 
-  /// Closes what is open and opens `picture`, which may be null. If its own pixels cannot be locked, it may
-  /// be read through an opaque copy, with `allowCopy` and without `forWriting`. False if there are no pixels:
-  /// the editor is closed then. No host exception is raised. If the host throws, everything is released.
+  /// Closes what is open and opens `picture`, which may be null. With `allowCopy` and without `forWriting`, a
+  /// picture whose pixels cannot be locked is copied, and the copy is opened instead. False if there are no
+  /// pixels: the editor is closed then. No host exception is raised. If the host throws, everything is
+  /// released.
   bool GetPictureEditor(REALpictureStruct* picture, bool allowCopy, bool forWriting);
 
   /// Closes the editor and gives its picture, or else a picture made from the buffer of its description, with
@@ -65,7 +66,7 @@ class PictureEditor {
   std::uint8_t** RowTable = nullptr;     // the row starts of pixel type 8
   bool AllowCopyFlag = false;
   bool ClearCacheOnClose = false;  // if the host must be told that the pixels have changed
-  bool DescriptionLocked = false;
+  bool DescriptionLocked = false;  // if closing has to unlock `Picture`
 
  private:
   /// kReadingCopy: the picture is an opaque copy, of which no other copy is made.
@@ -77,7 +78,7 @@ class PictureEditor {
   Outcome OpenNative(REALpictureStruct* picture, Purpose purpose);
   Outcome OpenLegacyWorld(REALpictureStruct* picture, Purpose purpose);
   Outcome OpenUnsupportedDepth(REALpictureStruct* picture, void* pixMap, Purpose purpose);
-  /// `pixMap` is the picture's pixel map, or null if it has none.
+  /// `pixMap` is the picture's pixel map, or null. It is unlocked once before the copy is opened.
   Outcome OpenOpaqueCopy(REALpictureStruct* picture, std::int32_t width, std::int32_t height, void* pixMap);
   bool OpenBitmap(REALpictureStruct* picture);
   void Hold(REALpictureStruct* picture, DescriptionLock& description);
