@@ -3,11 +3,12 @@
 
 #include <gtest/gtest.h>
 
+#include <span>
 #include <string>
 #include <vector>
 
 #include "devhost/host.h"
-#include "oracle.h"
+#include "devhost/oracle.h"
 
 namespace tests {
 
@@ -27,6 +28,18 @@ struct HostCase {
     options.kind = kind;
     options.pixelType = pixelType;
     return options;
+  }
+  /// Rows and blocks between pages without access.
+  devhost::HostOptions GuardedOptions() const {
+    devhost::HostOptions options = Options();
+    options.guarded = true;
+    return options;
+  }
+  /// Of the pictures that the host makes.
+  devhost::PixelFormat OwnFormat() const {
+    return pixelType == 13   ? devhost::PixelFormat::kWorld32
+           : pixelType == 12 ? devhost::PixelFormat::kWorld24
+                             : devhost::PixelFormat::kBitmap;
   }
 };
 
@@ -52,6 +65,7 @@ int PixelTypeOf(devhost::PixelFormat format);
 
 /// What a reader of pixel (x, y) gets, on either of the ways to it.
 oracle::Colour ColourAt(REALpictureStruct& picture, std::int32_t x, std::int32_t y);
+oracle::Image ImageOf(REALpictureStruct& picture);
 
 /// Bytes without a pattern that a fault could repeat.
 std::uint8_t Noise(std::uint64_t seed);
@@ -63,7 +77,8 @@ Bytes BytesOf(REALmemoryBlockStruct& block);
 Bytes BytesOf(REALpictureStruct& picture);
 
 /// Says where the first difference is.
-testing::AssertionResult SameBytes(const Bytes& expected, const Bytes& actual);
+testing::AssertionResult SameBytes(std::span<const std::uint8_t> expected,
+                                   std::span<const std::uint8_t> actual);
 
 /// The calls of the trace as texts, without those that find the legacy framework. Objects are numbered anew
 /// for each kind, in the order in which they appear.
