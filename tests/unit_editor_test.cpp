@@ -34,7 +34,7 @@ class Editor : public testing::Test {
 };
 
 TEST_F(Editor, RendersAPictureFromABuffer) {
-  Bytes buffer(3 * 20);
+  Bytes buffer(60);
   std::ranges::generate(buffer, [i = 0]() mutable { return Noise(static_cast<std::uint64_t>(i++)); });
   PictureWriter editor;
   EXPECT_EQ(nullptr, editor.RenderPictureWriter());

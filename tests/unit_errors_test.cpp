@@ -23,6 +23,7 @@ struct SilentException : std::exception {
   const char* what() const noexcept override { return nullptr; }
 };
 
+// NOLINTBEGIN(bugprone-throw-keyword-missing): these are bases
 struct BadLogic : std::bad_cast, std::logic_error {
   BadLogic() : std::logic_error("bad logic") {}
 };
@@ -30,6 +31,7 @@ struct BadLogic : std::bad_cast, std::logic_error {
 struct BadRun : std::bad_cast, std::runtime_error {
   BadRun() : std::runtime_error("bad run") {}
 };
+// NOLINTEND(bugprone-throw-keyword-missing)
 
 struct Thrown {
   template <typename Exception>
