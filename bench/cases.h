@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "pixels/convert.h"
+#include "pixels/conversion.h"
 
 namespace bench {
 

@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "pixels/convert.h"
+#include "pixels/conversion.h"
 
 namespace bench {
 

@@ -1,7 +1,7 @@
 // The plainest way to convert.
 #pragma once
 
-#include "pixels/convert.h"
+#include "pixels/conversion.h"
 
 namespace bench {
 

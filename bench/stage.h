@@ -10,7 +10,7 @@
 #include "bench/cases.h"
 #include "bench/peers.h"
 #include "devhost/host.h"
-#include "pixels/convert.h"
+#include "pixels/conversion.h"
 
 namespace bench {
 

@@ -1,12 +1,12 @@
-# The CPU targets of the kernel, best first, one row each:
+# The CPU targets that src/pixels/kernel.cpp is compiled for, best first, one row each:
 #   name | processors | condition to run | lane bytes | lanes | flags
-# A lane is how far the target's shuffles move bytes; a vector is one or two lanes. The last row runs everywhere.
+# A lane is how far the target's shuffles move bytes; a vector is one or two lanes. Behind them all comes
+# src/pixels/plain.cpp, which runs everywhere.
 set(RASTEL_TARGETS
   "avx512vbmi|x86|Has(\"avx512vbmi\") && Has(\"avx512bw\") && Has(\"avx512vl\")|64|1|-mavx512f -mavx512bw -mavx512vl -mavx512vbmi"
   "avx2|x86|Has(\"avx2\")|16|2|-mavx2"
   "ssse3|x86|Has(\"ssse3\")|16|1|-mssse3"
-  "neon|aarch64|true|16|1|"
-  "base|any|true|16|1|")
+  "neon|aarch64|true|16|1|")
 
 if(CMAKE_SYSTEM_PROCESSOR MATCHES "^(x86_64|AMD64|i[3-6]86)$")
   set(processor x86)
@@ -37,13 +37,14 @@ function(rastel_add_kernels library user)
     set(name ${CMAKE_MATCH_1})
     set(processors ${CMAKE_MATCH_2})
     set(condition "${CMAKE_MATCH_3}")
-    if(processors STREQUAL processor OR processors STREQUAL "any")
+    if(processors STREQUAL processor)
       string(APPEND list "RASTEL_TARGET(${name}, ${condition})\n")
       list(APPEND names ${name})
       rastel_add_kernel(${library} ${name} ${CMAKE_MATCH_4} ${CMAKE_MATCH_5} "${CMAKE_MATCH_6}")
     endif()
   endforeach()
-  set(RASTEL_TARGET_NAMES "${names}" PARENT_SCOPE)
+  string(APPEND list "RASTEL_TARGET(plain, true)\n")
+  set(RASTEL_TARGET_NAMES ${names} plain PARENT_SCOPE)
   file(CONFIGURE OUTPUT pixels/target_list.inc CONTENT "${list}" @ONLY)
   target_include_directories(${user} PRIVATE ${CMAKE_CURRENT_BINARY_DIR})
 endfunction()

@@ -57,6 +57,25 @@ expect 3 'in.ppm' list --plugin "$folder/in.ppm"
 expect 5 'at most 67108864 pixels' convert huge.ppm out.ppm --plugin "$plugin"
 expect 5 'missing.ppm' convert missing.ppm out.ppm --plugin "$plugin"
 
+# PNG, whole, cut off, and with a header that promises more than the file holds.
+expect 0 'identical' convert in.ppm in.png --verify --plugin "$plugin"
+expect 0 '^identical: 6 pixels' compare in.ppm in.png
+head -c 60 in.png >short.png
+expect 5 'short.png: expected a PNG picture' compare short.png in.ppm
+printf '\211PNG\r\n\032\n\0\0\0\015IHDR\0\0\177\377\0\0\177\377\010\002\0\0\0\306\220\221\152' >huge.png
+tail -c +34 in.png >>huge.png
+expect 5 'huge.png: expected at most 67108864 pixels' compare huge.png in.ppm
+head -c 28 in.ppm >short.ppm
+expect 5 'expected 18 bytes of pixels, found 17' compare short.ppm in.ppm
+
+# Single channels and gray, against bytes found by hand: the gray of u0A is (299 × 117 + 587 × 48 + 114 × 65) / 1000,
+# 70.569, and each pixel is 1 lighter than the one before.
+printf 'P6\n3 2\n255\nu0Av1Bw2Cx3Dy4Ez5F' >channels.ppm
+for expected in R=uvwxyz G=012345 B=ABCDEF gray=GHIJKL; do
+  layout=${expected%=*}
+  expect 0 'bytes: identical' convert channels.ppm "$layout.raw" --verify --layout "$layout" --plugin "$plugin"
+  printf %s "${expected#*=}" | cmp - "$layout.raw" >&2 || status=1
+done
 
 # Named arguments, and faults of the host.
 expect 0 'destination \(block:64\): 48 bytes changed; it begins 00 00 00 00 04 01 00 01' call CopyXRGBtoMemoryblockKVZ \

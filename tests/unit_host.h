@@ -3,19 +3,21 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <functional>
 #include <memory>
 #include <string>
 #include <utility>
 #include <vector>
 
+#include "devhost/faults.h"
 #include "devhost/state.h"
 #include "host/entries.h"
 #include "support.h"
 
 namespace tests {
 
-/// Forgets what an entry was bound to.
+/// Forgets what entries were bound to.
 template <typename... Entries>
 void Unbind(Entries&... entries) {
   ((std::construct_at(&entries)), ...);
@@ -32,32 +34,36 @@ struct LinkedHost : devhost::Host {
            rastel::REALSetStringEncoding, rastel::REALGetArrayUBound, rastel::REALGetArrayValueInteger,
            rastel::REALYieldToRB);
   }
-  explicit LinkedHost(double version, std::set<std::string, std::less<>> without = {})
+  explicit LinkedHost(double version, devhost::Names without = {})
       : LinkedHost({.version = version, .without = std::move(without)}) {}
 
-  void FailAt(std::string entry) {
-    onEntry = [entry = std::move(entry)](std::string_view called) {
-      return called == entry ? devhost::Reaction::kFail : devhost::Reaction::kAct;
-    };
+  /// All calls of `entry` fail.
+  void FailAt(const std::string& entry) {
+    Inject({{.kind = devhost::Fault::Kind::kFails, .entry = entry, .once = false}});
   }
 
-  /// Each entry does what `act` does, which throws, once and in this order.
-  void ThrowAt(std::vector<std::string> entries, std::function<void()> act) {
-    due_ = std::move(entries);
-    onEntry = [this, act = std::move(act)](std::string_view called) {
-      if (!due_.empty() && called == due_.front()) {
-        due_.erase(due_.begin());
-        act();
-      }
-      return devhost::Reaction::kAct;
-    };
+  /// The first call of each entry, or its next one where it stands twice, does what `act` does, which throws.
+  void ThrowAt(const std::vector<std::string>& entries, std::function<void()> act) {
+    std::vector<devhost::Fault> faults;
+    for (const std::string& entry : entries) {
+      const auto earlier = std::ranges::count(faults, entry, &devhost::Fault::entry);
+      faults.push_back(
+          {.kind = devhost::Fault::Kind::kThrows, .entry = entry, .from = static_cast<int>(earlier)});
+    }
+    Inject(std::move(faults));
+    injection_->onHit = [act = std::move(act)](std::string_view) { act(); };
   }
 
   /// What was raised last.
   static devhost::ExceptionObject* Raised() { return devhost::Entries::State().raised; }
 
  private:
-  std::vector<std::string> due_;
+  void Inject(std::vector<devhost::Fault> faults) {
+    injection_ = std::make_unique<devhost::Injection>(*this, std::move(faults));
+    onEntry = std::ref(*injection_);
+  }
+
+  std::unique_ptr<devhost::Injection> injection_;
 };
 
 }  // namespace tests

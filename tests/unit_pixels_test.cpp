@@ -13,6 +13,26 @@
 namespace tests {
 namespace {
 
+// Which conversions make sense: the compiler holds these.
+namespace possible {
+
+using namespace rastel::pixels;
+constexpr ChannelWeights kWeights{};
+constexpr ChannelTables kTables{};
+static_assert(IsPossible({.from = Layout::kARGB, .to = Layout::kRed}));
+static_assert(!IsPossible({.from = Layout::kRed, .to = Layout::kRGB}));
+static_assert(!IsPossible({.from = Layout::kRGB, .to = Layout::kGray}));
+static_assert(IsPossible({.from = Layout::kGray, .to = Layout::kRGB, .weights = &kWeights}));
+static_assert(IsPossible({.from = Layout::kGray, .to = Layout::kBGRA, .tables = &kTables}));
+static_assert(!IsPossible({.from = Layout::kGray, .to = Layout::kRed, .weights = &kWeights}));
+static_assert(
+    !IsPossible({.from = Layout::kGray, .to = Layout::kARGB, .rest = Rest::kKept, .tables = &kTables}));
+static_assert(!IsPossible({.from = Layout::kRGB, .to = Layout::kARGB, .weights = &kWeights}));
+static_assert(
+    !IsPossible({.from = Layout::kRGB, .to = Layout::kARGB, .rest = Rest::kFromMask, .mask = Layout::kGray}));
+
+}  // namespace possible
+
 TEST(StreamingThreshold, IsAsLargeAsACacheMayBe) {
   EXPECT_LE(6 << 20, rastel::pixels::StreamingThreshold());
   EXPECT_GE(64 << 20, rastel::pixels::StreamingThreshold());
@@ -28,7 +48,7 @@ TEST(TargetList, TheBestOneIsTheFirstThatTheProcessorRuns) {
 
 /// What the processor itself says of a target, asked without the plug-in. No answer for an unknown target.
 std::optional<bool> ProcessorRuns(std::string_view target) {
-  if (target == "base" || target == "neon") {
+  if (target == "plain" || target == "neon") {
     return true;
   }
 #if defined(__x86_64__) || defined(__i386__)

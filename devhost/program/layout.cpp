@@ -38,8 +38,9 @@ constexpr std::array kLayouts = {
     Layout{"B", 1, -1, -1, 0, -1, Fourth::kNone, "GrayToPictureKVZ", "CopyBtoMemoryblockKVZ", "none", "none"},
 };
 
+/// One byte is all three channels. Channels that are not kept are equal, too: all -1.
 bool IsGray(const Layout& layout) {
-  return layout.OneChannel() && layout.red == layout.blue;
+  return layout.red >= 0 && layout.red == layout.green && layout.green == layout.blue;
 }
 
 std::uint8_t GrayOf(const Rgba& pixel) {
@@ -68,13 +69,16 @@ void PutColours(const Rgba& pixel, const Layout& layout, std::uint8_t* bytes) {
 }
 
 std::string_view ByteName(int position, const Layout& layout) {
-  if (IsGray(layout)) {
-    return "gray";
-  }
   if (position == layout.fourthByte) {
     return layout.fourth == Fourth::kAlpha ? "alpha" : "padding";
   }
-  return position == layout.red ? "red" : position == layout.green ? "green" : "blue";
+  if (position == layout.red) {
+    return IsGray(layout) ? "gray" : "red";
+  }
+  if (position == layout.green) {
+    return "green";
+  }
+  return position == layout.blue ? "blue" : "skipped byte";
 }
 
 const Layout& LayoutNamed(std::string_view name) {

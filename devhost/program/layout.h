@@ -33,7 +33,7 @@ struct Layout {
 /// byte is the pixel's green.
 void PutColours(const Rgba& pixel, const Layout& layout, std::uint8_t* bytes);
 
-/// "red", "alpha", …: what the byte at `position` within a pixel is.
+/// "red", "alpha", …: what the byte at `position` within a pixel is; "skipped byte" if it is none of them.
 std::string_view ByteName(int position, const Layout& layout);
 
 /// Throws Failure (kUsage) if there is no such layout.

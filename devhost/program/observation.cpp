@@ -9,11 +9,11 @@
 namespace devhost::program {
 namespace {
 
-std::vector<Variant> VariantsOf(SampleCall& sample) {
-  std::vector<Variant> variants = {{}};
+std::vector<CallVariant> VariantsOf(SampleCall& sample) {
+  std::vector<CallVariant> variants = {{}};
   const auto split = [&](const std::string& name, auto change) {
-    std::vector<Variant> both;
-    for (const Variant& variant : variants) {
+    std::vector<CallVariant> both;
+    for (const CallVariant& variant : variants) {
       for (const bool flag : {false, true}) {
         both.push_back(variant);
         both.back().text += (variant.text.empty() ? "" : ", ") + name;
@@ -25,12 +25,12 @@ std::vector<Variant> VariantsOf(SampleCall& sample) {
   for (const auto& parameter : sample.parameters) {
     const std::string name(parameter.name);
     if (parameter.type == rastel::abi::HostType::kBoolean) {
-      split(name, [&](Variant& variant, bool flag) {
+      split(name, [&](CallVariant& variant, bool flag) {
         variant.text += flag ? " = true" : " = false";
         variant.flags.emplace_back(name, flag);
       });
     } else if (name == "AlphaValue") {
-      split(name, [](Variant& variant, bool flag) {
+      split(name, [](CallVariant& variant, bool flag) {
         variant.text += flag ? " below 0 or above 255" : " from 0 to 255";
         variant.alphaIsByte = !flag;
       });

@@ -65,7 +65,7 @@ std::vector<std::string> ChannelsOf(Host& host, PixelFormat format) {
 /// Finds out where the bytes of calls come from.
 class Tracer {
  public:
-  Tracer(SampleCall& sample, const Variant& variant) : sample_(sample), variant_(variant) {
+  Tracer(SampleCall& sample, const CallVariant& variant) : sample_(sample), variant_(variant) {
     for (const auto& [name, flag] : variant.flags) {
       sample_.Set(name, flag);
     }
@@ -252,7 +252,7 @@ class Tracer {
   }
 
   SampleCall& sample_;
-  const Variant& variant_;
+  const CallVariant& variant_;
   std::mt19937 random_{1};
   std::vector<std::string> channels_;  // of a pixel's bytes
   std::uint8_t alpha_ = 0;             // the low byte of AlphaValue
@@ -264,7 +264,7 @@ class Tracer {
 
 }  // namespace
 
-ObservedBytes TraceBytes(SampleCall& sample, const Variant& variant, PixelFormat format,
+ObservedBytes TraceBytes(SampleCall& sample, const CallVariant& variant, PixelFormat format,
                          const std::string& type) {
   return Tracer(sample, variant).Trace(format, type);
 }

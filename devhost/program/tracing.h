@@ -10,8 +10,8 @@
 
 namespace devhost::program {
 
-/// Flags as they are set for a drawing.
-struct Variant {
+/// One way to call an overload: its flags as they are set for a drawing.
+struct CallVariant {
   std::string text;
   std::vector<std::pair<std::string, bool>> flags;
   bool alphaIsByte = true;
@@ -19,7 +19,7 @@ struct Variant {
 
 /// Calls `sample` on a host with pictures of `format`, whose pixel type is `type` in words. Throws Failure if
 /// it makes no picture.
-ObservedBytes TraceBytes(SampleCall& sample, const Variant& variant, PixelFormat format,
+ObservedBytes TraceBytes(SampleCall& sample, const CallVariant& variant, PixelFormat format,
                          const std::string& type);
 
 /// The bytes of a picture's pixels, row by row.

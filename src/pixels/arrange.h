@@ -1,9 +1,18 @@
 // How a block of pixels is arranged: which bytes are loaded for each lane of the result, and where they go.
 // Internal to the object that includes it.
 //
-// A block is as many pixels as a vector has bytes, so both sides of it are whole vectors. Each output lane is
-// put together from one or a few lanes of the block's source: loaded from where its pixels begin, shuffled by
-// constants, and combined.
+// A block is as many pixels as a vector has bytes, so both sides of it are whole vectors. Each lane of the
+// result is put together from one or a few lanes of the block's source: loaded from where its pixels begin,
+// shuffled by constants, and combined. For example RGB to ARGB with lanes of 16 bytes, 16 pixels a block:
+//
+//   source, 48 bytes    R0G0B0 R1G1B1 R2G2B2 R3G3B3 R4G4B4 … RfGfBf
+//   load 0 at byte 0    R0G0B0 R1G1B1 R2G2B2 R3G3B3 ······
+//   shuffle of lane 0   -R0G0B0 -R1G1B1 -R2G2B2 -R3G3B3         - is no byte: the rest, here the alpha, goes
+//   there load 1 at byte 12   R4G4B4 …                                 lane 1: pixels 4 to 7 load 2 at byte
+//   24                                            lane 2: pixels 8 to 11 load 3 at byte 32   not at 36, which
+//   would read past the block: lane 3 finds its pixels 4 bytes further on
+//
+// The same in code is at the end of this file, held by the compiler.
 #pragma once
 
 #include <array>
@@ -17,36 +26,40 @@ struct Controls {};
 
 namespace {
 
-/// A target's vectors: `Lanes` lanes of `LaneBytes` bytes, within which bytes can be shuffled.
+/// A target's vectors: `Lanes` lanes of `LaneBytes` bytes.
 template <int LaneBytes, int Lanes>
 struct Geometry {
   static constexpr int kLaneBytes = LaneBytes;
   static constexpr int kLanes = Lanes;
-  static constexpr int kWidth = LaneBytes * Lanes;  // bytes of a vector, pixels of a block
-  using V = Vector<kWidth>;
+  static constexpr int kVectorBytes = LaneBytes * Lanes;
+  static constexpr int kPixels = kVectorBytes;  // of a block
+  using V = Vector<kVectorBytes>;
   using Lane = Vector<LaneBytes>;
 };
 
-/// How the source of a block lies in memory: pixels of `From` bytes, or (`From` 0) one plane for each
-/// channel.
+/// In the place of the bytes of a source pixel: the source is three planes, one for each channel.
+constexpr int kPlanes = 0;
+
+/// Where the bytes of a block are, on both sides: pixels of `From` bytes (or planes) become pixels of `To`.
 template <class G, int From, int To>
-struct Shape {
-  static constexpr bool kPlanes = From == 0;
-  static constexpr int kPixels = G::kWidth;
-  static constexpr int kSourceBytes = kPixels * (kPlanes ? 3 : From);
+struct BlockShape {
+  static constexpr bool kIsPlanar = From == kPlanes;
+  static constexpr int kSourceBytes = G::kPixels * (kIsPlanar ? 3 : From);
 
   static constexpr int FirstPixel(int lane) { return lane * G::kLaneBytes / To; }
   static constexpr int LastPixel(int lane) { return (lane * G::kLaneBytes + G::kLaneBytes - 1) / To; }
 
   /// Where a channel's byte of a pixel is in the block's source; `byte` is its offset, or its plane.
   static constexpr int SourceByte(int pixel, int byte) {
-    return kPlanes ? byte * kPixels + pixel : pixel * From + byte;
+    return kIsPlanar ? byte * G::kPixels + pixel : pixel * From + byte;
   }
 
   static constexpr int FirstByte(int lane) { return SourceByte(FirstPixel(lane), 0); }
-  static constexpr int ByteBehind(int lane) { return SourceByte(LastPixel(lane), 0) + (kPlanes ? 1 : From); }
+  static constexpr int ByteBehind(int lane) {
+    return SourceByte(LastPixel(lane), 0) + (kIsPlanar ? 1 : From);
+  }
 
-  /// How many loads an output lane takes at most, if they begin at its pixels or at whole lanes of the
+  /// How many loads a lane of the result takes at most, if they begin at its pixels or at whole lanes of the
   /// source.
   static constexpr int CountLoads(bool atWholeLanes) {
     int most = 0;
@@ -60,12 +73,12 @@ struct Shape {
 
   /// Whole lanes cross no cache line, and are had at once where they have just been stored.
   static constexpr bool kAtWholeLanes = CountLoads(true) <= CountLoads(false);
-  static constexpr int kLoads = kPlanes ? 3 : CountLoads(kAtWholeLanes);
+  static constexpr int kLoads = kIsPlanar ? 3 : CountLoads(kAtWholeLanes);
 
-  /// Where load `load` of an output lane begins in the block's source.
+  /// Where load `load` of a lane of the result begins in the block's source.
   static constexpr int Offset(int lane, int load) {
     const int first = kAtWholeLanes ? FirstByte(lane) / G::kLaneBytes * G::kLaneBytes : FirstByte(lane);
-    const int stride = kPlanes ? kPixels : G::kLaneBytes;
+    const int stride = kIsPlanar ? G::kPixels : G::kLaneBytes;
     const int wanted = first + load * stride;
     constexpr int kLast = kSourceBytes - G::kLaneBytes;
     return wanted < kLast ? wanted : kLast;
@@ -74,30 +87,31 @@ struct Shape {
 
 /// Which byte of the source pixel, or which plane, goes to each byte of the destination pixel.
 template <int To>
-struct Bytes {
-  int source[To];
+struct ByteMap {
+  int source[To];  // Channels::kAbsent: none
 };
 
 /// The constants that arrange a block, vector by vector.
-template <class S, class G, int To>
-struct ControlsOf : Controls {
-  std::uint8_t shuffle[To][S::kLoads][G::kWidth];
-  std::uint8_t rest[To][G::kWidth];  // 0xFF where no channel is
+template <class Shape, class G, int To>
+struct ShapeControls : Controls {
+  std::uint8_t shuffle[To][Shape::kLoads][G::kVectorBytes];
+  std::uint8_t rest[To][G::kVectorBytes];  // 0xFF where no channel is
 };
 
-/// The constants that put `bytes` in their places.
+/// The constants that put bytes where `map` says.
 template <class G, int From, int To>
-constexpr auto MakeControls(const Bytes<To>& bytes) {
-  using S = Shape<G, From, To>;
-  ControlsOf<S, G, To> controls{};
-  for (int i = 0; i < To * G::kWidth; ++i) {
-    const int vector = i / G::kWidth;
-    const int inVector = i % G::kWidth;
-    const int byte = bytes.source[i % To];
+constexpr auto MakeControls(const ByteMap<To>& map) {
+  using Shape = BlockShape<G, From, To>;
+  ShapeControls<Shape, G, To> controls{};
+  for (int i = 0; i < To * G::kVectorBytes; ++i) {
+    const int vector = i / G::kVectorBytes;
+    const int inVector = i % G::kVectorBytes;
+    const int byte = map.source[i % To];
     bool isPlaced = byte == Channels::kAbsent;
     controls.rest[vector][inVector] = isPlaced ? 0xFF : 0;
-    for (int load = 0; load < S::kLoads; ++load) {
-      const int inLane = isPlaced ? -1 : S::SourceByte(i / To, byte) - S::Offset(i / G::kLaneBytes, load);
+    for (int load = 0; load < Shape::kLoads; ++load) {
+      const int inLane =
+          isPlaced ? -1 : Shape::SourceByte(i / To, byte) - Shape::Offset(i / G::kLaneBytes, load);
       const bool isHere = inLane >= 0 && inLane < G::kLaneBytes;
       controls.shuffle[vector][load][inVector] = isHere ? static_cast<std::uint8_t>(inLane) : kNoByte;
       isPlaced = isPlaced || isHere;
@@ -113,25 +127,25 @@ struct Registers {
 };
 
 /// The vector `vector` of load `load`, each of its lanes from its own place.
-template <class G, class S, typename Source>
+template <class G, class Shape, typename Source>
 [[gnu::always_inline]] inline typename G::V LoadLanes(const Source& source, int vector, int load) {
   const int first = vector * G::kLanes;
   if constexpr (G::kLanes == 1) {
-    return LoadFrom<typename G::V>(source, S::Offset(vector, load));
+    return LoadFrom<typename G::V>(source, Shape::Offset(vector, load));
   } else {
-    if (S::Offset(first + 1, load) == S::Offset(first, load) + G::kLaneBytes) {
-      return LoadFrom<typename G::V>(source, S::Offset(first, load));
+    if (Shape::Offset(first + 1, load) == Shape::Offset(first, load) + G::kLaneBytes) {
+      return LoadFrom<typename G::V>(source, Shape::Offset(first, load));
     }
-    return Concatenate(LoadFrom<typename G::Lane>(source, S::Offset(first, load)),
-                       LoadFrom<typename G::Lane>(source, S::Offset(first + 1, load)));
+    return Concatenate(LoadFrom<typename G::Lane>(source, Shape::Offset(first, load)),
+                       LoadFrom<typename G::Lane>(source, Shape::Offset(first + 1, load)));
   }
 }
 
-template <class G, class S, int Count>
+template <class G, class Shape, int Count>
 [[gnu::always_inline]] inline typename G::V LoadLanes(const Registers<typename G::Lane, Count>& source,
                                                       int vector, int load) {
-  static_assert(S::kAtWholeLanes || (S::kPlanes && G::kLanes == 1));
-  const auto lane = [&](int index) { return source.lanes[S::Offset(index, load) / G::kLaneBytes]; };
+  static_assert(Shape::kAtWholeLanes || (Shape::kIsPlanar && G::kLanes == 1));
+  const auto lane = [&](int index) { return source.lanes[Shape::Offset(index, load) / G::kLaneBytes]; };
   if constexpr (G::kLanes == 1) {
     return lane(vector);
   } else {
@@ -142,46 +156,71 @@ template <class G, class S, int Count>
 /// Arranges the bytes of a block's source into `To` vectors.
 template <class G, int From, int To>
 class Arranger {
-  using S = Shape<G, From, To>;
+  using Shape = BlockShape<G, From, To>;
   using V = typename G::V;
-  using Pair = ShufflePair<G::kLaneBytes, V>;
-  static constexpr int kPairs = S::kLoads / 2;
-  static constexpr bool kIsOdd = S::kLoads % 2 != 0;
+  static constexpr int kPairs = Shape::kLoads / 2;
+  static constexpr bool kIsOdd = Shape::kLoads % 2 != 0;
 
  public:
   explicit Arranger(const Controls* untyped) {
-    const auto& controls = static_cast<const ControlsOf<S, G, To>&>(*untyped);
+    const auto& controls = static_cast<const ShapeControls<Shape, G, To>&>(*untyped);
     for (int vector = 0; vector < To; ++vector) {
       const auto& shuffle = controls.shuffle[vector];
       for (int pair = 0; pair < kPairs; ++pair) {
-        pairs_[vector][pair] = Pair(Load<V>(shuffle[2 * pair]), Load<V>(shuffle[2 * pair + 1]));
+        pairs_[vector][pair] = ShufflePair<V>(Load<V>(shuffle[2 * pair]), Load<V>(shuffle[2 * pair + 1]));
       }
-      last_[vector] = Load<V>(shuffle[S::kLoads - 1]);
+      last_[vector] = Load<V>(shuffle[Shape::kLoads - 1]);
     }
   }
 
   /// 0xFF in the bytes of vector `vector` that are no channel.
   static V RestOf(const Controls* untyped, int vector) {
-    return Load<V>(static_cast<const ControlsOf<S, G, To>&>(*untyped).rest[vector]);
+    return Load<V>(static_cast<const ShapeControls<Shape, G, To>&>(*untyped).rest[vector]);
   }
 
   template <typename Source>
   [[gnu::always_inline]] V Arrange(const Source& source, int vector) const {
     V result{};
     if constexpr (kIsOdd) {
-      result = Shuffle<G::kLaneBytes, V>::Do(LoadLanes<G, S>(source, vector, S::kLoads - 1), last_[vector]);
+      result = Shuffle(LoadLanes<G, Shape>(source, vector, Shape::kLoads - 1), last_[vector]);
     }
     for (int pair = 0; pair < kPairs; ++pair) {
-      result |= pairs_[vector][pair].Do(LoadLanes<G, S>(source, vector, 2 * pair),
-                                        LoadLanes<G, S>(source, vector, 2 * pair + 1));
+      result |= pairs_[vector][pair](LoadLanes<G, Shape>(source, vector, 2 * pair),
+                                     LoadLanes<G, Shape>(source, vector, 2 * pair + 1));
     }
     return result;
   }
 
  private:
-  std::array<std::array<Pair, kPairs>, To> pairs_;
+  std::array<std::array<ShufflePair<V>, kPairs>, To> pairs_;
   V last_[To];  // used if there is an odd one
 };
 
+namespace example {
+
+// RGB to ARGB, as drawn above.
+using G = Geometry<16, 1>;
+using Shape = BlockShape<G, 3, 4>;
+constexpr auto kControls = MakeControls<G, 3>(ByteMap<4>{{Channels::kAbsent, 0, 1, 2}});
+
+template <int lane>
+constexpr bool Shuffles(const std::uint8_t (&expected)[16]) {
+  for (int i = 0; i < 16; ++i) {
+    if (kControls.shuffle[lane][0][i] != expected[i]) {
+      return false;
+    }
+  }
+  return true;
+}
+
+constexpr std::uint8_t kNo = kNoByte;
+static_assert(Shape::kLoads == 1);
+static_assert(Shape::Offset(0, 0) == 0 && Shape::Offset(1, 0) == 12 && Shape::Offset(2, 0) == 24);
+static_assert(Shuffles<0>({kNo, 0, 1, 2, kNo, 3, 4, 5, kNo, 6, 7, 8, kNo, 9, 10, 11}));
+static_assert(Shape::Offset(3, 0) == 32);
+static_assert(Shuffles<3>({kNo, 4, 5, 6, kNo, 7, 8, 9, kNo, 10, 11, 12, kNo, 13, 14, 15}));
+static_assert(kControls.rest[0][0] == 0xFF && kControls.rest[0][1] == 0);
+
+}  // namespace example
 }  // namespace
 }  // namespace rastel::pixels

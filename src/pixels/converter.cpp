@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <cassert>
 #include <cstdlib>
 #include <cstring>
 
@@ -33,6 +34,29 @@ Stage StageOf(const Conversion& conversion) {
   return conversion.weights != nullptr  ? Stage::kWeights
          : conversion.tables != nullptr ? Stage::kTables
                                         : Stage::kNone;
+}
+
+Plan PlanOf(const Conversion& conversion) {
+  return {.from = conversion.from,
+          .to = conversion.to,
+          .rest = conversion.rest,
+          .mask = conversion.mask,
+          .stage = StageOf(conversion),
+          .fill = conversion.fill,
+          .weights = conversion.weights,
+          .tables = conversion.tables};
+}
+
+/// Red, green, blue and 0 by the value of a gray byte.
+void MakeReadyPixels(const ChannelTables& tables, std::uint8_t (&pixels)[256][4]) {
+  std::size_t gray = 0;
+  for (auto& pixel : pixels) {
+    pixel[0] = tables.values[0][gray];
+    pixel[1] = tables.values[1][gray];
+    pixel[2] = tables.values[2][gray];
+    pixel[3] = 0;
+    ++gray;
+  }
 }
 
 bool IsPlainCopy(const Conversion& conversion) {
@@ -95,43 +119,30 @@ std::int64_t StreamingThreshold() {
 Converter::Converter(const Conversion& conversion) : Converter(conversion, BestTarget().find) {}
 
 Converter::Converter(const Conversion& conversion, KernelFinder target, std::int64_t threshold)
-    : conversion_(conversion), threshold_(threshold) {
-  plan_.fill = conversion.fill;
-  plan_.tables = conversion.tables;
-  plan_.readyPixels = readyPixels_;
-  if (conversion.weights != nullptr) {
-    std::ranges::copy(conversion.weights->values, plan_.weights);
-  }
+    : conversion_(conversion), threshold_(threshold), plan_(PlanOf(conversion)) {
+  assert(IsPossible(conversion));
   if (conversion.tables != nullptr) {
-    const auto& values = conversion.tables->values;
-    std::size_t gray = 0;
-    for (auto& pixel : readyPixels_) {
-      pixel[0] = values[0][gray];
-      pixel[1] = values[1][gray];
-      pixel[2] = values[2][gray];
-      pixel[3] = 0;
-      ++gray;
-    }
+    MakeReadyPixels(*conversion.tables, readyPixels_);
+    plan_.readyPixels = readyPixels_;
   }
-  ChooseKernel(target);
+  ReadBytesFourApart();
+  target(plan_);
 }
 
-/// A byte alone that lies four bytes from the next is taken for a pixel of four.
-void Converter::ChooseKernel(KernelFinder target) {
+/// Bytes four apart are read and written as pixels of four, which the kernels know. What lies at other
+/// distances they do not.
+void Converter::ReadBytesFourApart() {
   const Layout from = conversion_.fromStep == 4 ? InFourBytes(conversion_.from) : conversion_.from;
   const Layout to = conversion_.toStep == 4 ? InFourBytes(conversion_.to) : conversion_.to;
   isApart_ = ChannelsOf(from).bytes != conversion_.fromStep || ChannelsOf(to).bytes != conversion_.toStep;
-  KernelRequest request{conversion_.from, conversion_.to, conversion_.rest, conversion_.mask,
-                        StageOf(conversion_)};
-  if (!isApart_) {
-    plan_.isSourceCut = from != conversion_.from;
-    plan_.isDestinationCut = to != conversion_.to;
-    request.from = from;
-    request.to = to;
-    request.rest = plan_.isDestinationCut ? Rest::kKept : request.rest;
+  if (isApart_) {
+    return;
   }
-  keepsBytes_ = request.rest == Rest::kKept;
-  target(request, plan_);
+  plan_.isSourceCut = from != conversion_.from;
+  plan_.isDestinationCut = to != conversion_.to;
+  plan_.from = from;
+  plan_.to = to;
+  plan_.rest = plan_.isDestinationCut ? Rest::kKept : plan_.rest;
 }
 
 void Converter::Convert(const Rows& rows) const {
@@ -192,8 +203,12 @@ void Converter::ConvertApart(const Rows& rows) const {
 void Converter::RunKernel(const Rows& rows) const {
   const std::int64_t traffic =
       std::int64_t{rows.width} * rows.count * (conversion_.fromStep + conversion_.toStep);
-  const bool stream = traffic >= threshold_ && !keepsBytes_ && rows.destination.first != rows.source.first;
-  plan_.run(plan_, rows, stream);
+  // Worth it where all of the destination is written and it is a large part of the traffic: single channels
+  // side by side are faster through the caches.
+  const bool isLargePart = 2 * conversion_.toStep >= conversion_.fromStep;
+  const bool pastCaches = traffic >= threshold_ && isLargePart && plan_.rest != Rest::kKept &&
+                          rows.destination.first != rows.source.first;
+  plan_.run(plan_, rows, pastCaches);
 }
 
 }  // namespace rastel::pixels

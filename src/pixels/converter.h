@@ -1,7 +1,7 @@
 // The conversion of rows, ready to run.
 #pragma once
 
-#include "pixels/convert.h"
+#include "pixels/conversion.h"
 #include "pixels/kernel.h"
 
 namespace rastel::pixels {
@@ -13,6 +13,7 @@ std::int64_t StreamingThreshold();
 /// Converts rows in one way, with the best kernel that the CPU has.
 class Converter {
  public:
+  /// `conversion` has to be possible (IsPossible).
   explicit Converter(const Conversion& conversion);
   /// With the kernels of one target, which the CPU must be able to run, past the caches from `threshold`
   /// bytes read and written on.
@@ -26,7 +27,7 @@ class Converter {
   void Convert(const Rows& rows) const;
 
  private:
-  void ChooseKernel(KernelFinder target);
+  void ReadBytesFourApart();
   Rows Joined(const Rows& rows) const;
   void ConvertApart(const Rows& rows) const;
   void RunKernel(const Rows& rows) const;
@@ -34,8 +35,7 @@ class Converter {
   Conversion conversion_;
   std::int64_t threshold_;
   Plan plan_;
-  bool isApart_;     // pixels at distances that no kernel knows; `plan_` is for pixels next to each other
-  bool keepsBytes_;  // what is between the destination's bytes stays
+  bool isApart_ = false;  // pixels at distances that no kernel knows; `plan_` is for pixels side by side
   std::uint8_t readyPixels_[256][4];
 };
 

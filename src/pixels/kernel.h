@@ -1,46 +1,51 @@
-// What a CPU target's kernel offers to the rest of the room.
+// What a CPU target's kernel offers to the rest of the room, and what it gets.
 #pragma once
 
-#include "pixels/convert.h"
+#include "pixels/conversion.h"
 
 namespace rastel::pixels {
 
-/// How the source's bytes become what the kernel arranges into pixels.
+/// What becomes of the source's bytes before a kernel arranges them into pixels.
 enum class Stage : unsigned char {
-  kNone,     // they are pixels already
-  kWeights,  // gray bytes, times a weight for each channel over 256, at most 255
-  kTables,   // gray bytes, looked up in a table for each channel
+  kNone,     // nothing: they are pixels already
+  kWeights,  // gray bytes are multiplied by a weight for each channel over 256, to at most 255
+  kTables,   // gray bytes are looked up in a table for each channel
 };
 
-/// Where a block's bytes go. Made by the target, for it alone.
+/// The constants with which a kernel moves bytes. Made by the target, for it alone.
 struct Controls;
 
-/// All that a kernel needs besides the rows.
-struct Plan {
-  /// Converts rows; true: the destination is written past the caches. Null if the target has no kernel for
-  /// this.
-  void (*run)(const Plan&, const Rows&, bool stream) = nullptr;
-  const Controls* controls[2] = {};      // for the wide geometry and for the narrow one
-  const Controls* maskControls[2] = {};  // likewise
-  /// A byte alone is taken for a pixel of four, so that the last pixel of each row ends with its first byte.
-  bool isSourceCut = false;
-  bool isDestinationCut = false;
-  std::uint8_t fill = 0;
-  std::uint16_t weights[3] = {};                   // with Stage::kWeights: 0 to 32767
-  const ChannelTables* tables = nullptr;           // with Stage::kTables
-  const std::uint8_t (*readyPixels)[4] = nullptr;  // likewise: red, green, blue, 0 by gray value
+/// The controls for one width of vectors.
+struct WidthControls {
+  const Controls* colours = nullptr;
+  const Controls* mask = nullptr;
 };
 
-/// Which kernel is wanted.
-struct KernelRequest {
+/// All that a kernel needs besides the rows. The converter says what is wanted, the target how it is done.
+struct Plan {
+  // What is wanted.
   Layout from;
   Layout to;
   Rest rest;
   Layout mask;
   Stage stage;
+  std::uint8_t fill;
+  // Bytes four apart are read, or written, as 4-byte pixels; of a row's last pixel only the first byte is in
+  // memory.
+  bool isSourceCut = false;
+  bool isDestinationCut = false;
+  const ChannelWeights* weights = nullptr;         // with Stage::kWeights
+  const ChannelTables* tables = nullptr;           // with Stage::kTables
+  const std::uint8_t (*readyPixels)[4] = nullptr;  // likewise: red, green, blue, 0 by gray value
+
+  // How it is done.
+  /// Converts rows; `pastCaches`: the destination is written past the caches where that is possible.
+  void (*run)(const Plan&, const Rows&, bool pastCaches) = nullptr;
+  WidthControls wide;
+  WidthControls narrow;
 };
 
-/// Fills in `run` and the controls of `plan`, if the target has that kernel.
-using KernelFinder = void (*)(const KernelRequest&, Plan&);
+/// A target: fills in how `plan` is done.
+using KernelFinder = void (*)(Plan& plan);
 
 }  // namespace rastel::pixels

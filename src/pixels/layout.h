@@ -1,4 +1,4 @@
-// Pixel layouts: where the channels sit in a pixel's bytes.
+// Pixel layouts: where the channels sit in a pixel's bytes. Kernels include this file: see address.h.
 #pragma once
 
 #include <cstddef>
@@ -55,6 +55,17 @@ constexpr std::size_t kLayoutCount = sizeof kLayouts / sizeof kLayouts[0];
 
 [[gnu::always_inline]] constexpr const Channels& ChannelsOf(Layout layout) {
   return kLayouts[static_cast<std::size_t>(layout)];
+}
+
+/// True if a pixel has red, green and blue, be they the same byte.
+[[gnu::always_inline]] constexpr bool HasAllChannels(const Channels& channels) {
+  return channels.red != Channels::kAbsent && channels.green != Channels::kAbsent &&
+         channels.blue != Channels::kAbsent;
+}
+
+/// True if several channels are the same byte: that can be read, but not written.
+[[gnu::always_inline]] constexpr bool IsGray(const Channels& channels) {
+  return HasAllChannels(channels) && channels.red == channels.green;
 }
 
 }  // namespace rastel::pixels

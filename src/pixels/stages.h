@@ -12,8 +12,7 @@ namespace {
 /// Source pixels of `From` bytes, as they are.
 template <class G, int From>
 struct PixelStage {
-  static constexpr int kFrom = From;      // bytes of a source pixel
-  static constexpr int kArranged = From;  // likewise of what is arranged; 0 for planes
+  static constexpr int kArranged = From;  // bytes of a pixel of what is arranged
   static constexpr bool kInRegisters = false;
   explicit PixelStage(const Plan& /*plan*/) {}
   template <typename Source>
@@ -22,14 +21,9 @@ struct PixelStage {
   }
 };
 
-/// True if gray bytes become planes, one for each channel; otherwise they become pixels of red, green, blue
-/// and 0.
-template <class G>
-constexpr bool kAsPlanes = LookUp<typename G::V>::kInRegisters;
-
 /// The first byte of each pixel of a block.
 template <class G, int From>
-constexpr auto kFirstBytes = MakeControls<G, From>(Bytes<1>{{0}});
+constexpr auto kFirstBytes = MakeControls<G, From>(ByteMap<1>{{0}});
 
 /// The gray bytes of a block: the first bytes of pixels of `From` bytes.
 template <class G, int From>
@@ -53,20 +47,25 @@ class GrayBytes<G, 1> {
   }
 };
 
+/// True if gray bytes become planes, one for each channel; otherwise they become pixels of red, green, blue
+/// and 0.
+template <class G>
+constexpr bool kMakesPlanes = kHasRegisterTables<typename G::V>;
+
 /// Planes of red, green and blue as pixels of red, green, blue and 0.
 template <class G>
 [[gnu::always_inline]] inline Registers<typename G::Lane, 4 * G::kLanes> Interleave(
     const typename G::V (&planes)[3]) {
   using V = typename G::V;
-  using Bytes = Zip<G::kLaneBytes, 1, V>;
-  using Words = Zip<G::kLaneBytes, 2, V>;
+  constexpr int kLane = G::kLaneBytes;
   const auto [red, green, blue] = planes;
-  const V lowPairs = Bytes::Low(red, green);
-  const V highPairs = Bytes::High(red, green);
-  const V lowBlue = Bytes::Low(blue, V{});
-  const V highBlue = Bytes::High(blue, V{});
-  const V quarters[4] = {Words::Low(lowPairs, lowBlue), Words::High(lowPairs, lowBlue),
-                         Words::Low(highPairs, highBlue), Words::High(highPairs, highBlue)};
+  const V lowPairs = Zip<kLane, 1, Half::kLow>(red, green);
+  const V highPairs = Zip<kLane, 1, Half::kHigh>(red, green);
+  const V lowBlue = Zip<kLane, 1, Half::kLow>(blue, V{});
+  const V highBlue = Zip<kLane, 1, Half::kHigh>(blue, V{});
+  const V quarters[4] = {
+      Zip<kLane, 2, Half::kLow>(lowPairs, lowBlue), Zip<kLane, 2, Half::kHigh>(lowPairs, lowBlue),
+      Zip<kLane, 2, Half::kLow>(highPairs, highBlue), Zip<kLane, 2, Half::kHigh>(highPairs, highBlue)};
   Registers<typename G::Lane, 4 * G::kLanes> pixels;
   for (int i = 0; i < 4 * G::kLanes; ++i) {
     pixels.lanes[i] = LaneOf<typename G::Lane>(quarters[i % 4], i / 4);
@@ -80,18 +79,17 @@ class WeightStage {
   using V = typename G::V;
 
  public:
-  static constexpr int kFrom = From;
-  static constexpr int kArranged = kAsPlanes<G> ? 0 : 4;
+  static constexpr int kArranged = kMakesPlanes<G> ? kPlanes : 4;
   static constexpr bool kInRegisters = true;
 
-  explicit WeightStage(const Plan& plan) : weights_{plan.weights[0], plan.weights[1], plan.weights[2]} {}
+  explicit WeightStage(const Plan& plan) : weights_(*plan.weights) {}
 
   template <typename Source>
   [[gnu::always_inline]] auto Prepare(const Source& source) const {
     const V gray = gray_.Get(source);
-    const V planes[3] = {Weigh<V>::Do(gray, weights_[0]), Weigh<V>::Do(gray, weights_[1]),
-                         Weigh<V>::Do(gray, weights_[2])};
-    if constexpr (kAsPlanes<G>) {
+    const auto& [red, green, blue] = weights_.values;
+    const V planes[3] = {Weigh(gray, red), Weigh(gray, green), Weigh(gray, blue)};
+    if constexpr (kMakesPlanes<G>) {
       return Registers<V, 3>{planes[0], planes[1], planes[2]};
     } else {
       return Interleave<G>(planes);
@@ -100,14 +98,13 @@ class WeightStage {
 
  private:
   GrayBytes<G, From> gray_;
-  std::uint16_t weights_[3];
+  ChannelWeights weights_;
 };
 
 /// Gray bytes looked up in a table of ready pixels: red, green, blue, 0.
 template <class G, int From>
 class ReadyPixelStage {
  public:
-  static constexpr int kFrom = From;
   static constexpr int kArranged = 4;
   static constexpr bool kInRegisters = true;
 
@@ -116,7 +113,7 @@ class ReadyPixelStage {
   [[gnu::always_inline]] auto Prepare(const std::uint8_t* source) const {
     typedef std::uint32_t Four __attribute__((vector_size(16)));
     Registers<typename G::Lane, 4 * G::kLanes> pixels;
-    for (int i = 0; i < G::kWidth / 4; ++i) {
+    for (int i = 0; i < G::kPixels / 4; ++i) {
       const std::uint8_t* gray = source + 4 * i * From;
       const Four four = {Pixel(gray[0]), Pixel(gray[From]), Pixel(gray[2 * From]), Pixel(gray[3 * From])};
       std::memcpy(reinterpret_cast<std::uint8_t*>(pixels.lanes) + i * sizeof four, &four, sizeof four);
@@ -136,17 +133,16 @@ class ReadyPixelStage {
 
 /// Gray bytes looked up in a table for each channel, as planes.
 template <class G, int From>
-class LookUpStage {
+class RegisterTableStage {
   using V = typename G::V;
 
  public:
-  static constexpr int kFrom = From;
-  static constexpr int kArranged = 0;
+  static constexpr int kArranged = kPlanes;
   static constexpr bool kInRegisters = true;
 
-  explicit LookUpStage(const Plan& plan)
-      : tables_{LookUp<V>(plan.tables->values[0]), LookUp<V>(plan.tables->values[1]),
-                LookUp<V>(plan.tables->values[2])} {}
+  explicit RegisterTableStage(const Plan& plan)
+      : tables_{RegisterTable<V>(plan.tables->values[0]), RegisterTable<V>(plan.tables->values[1]),
+                RegisterTable<V>(plan.tables->values[2])} {}
 
   template <typename Source>
   [[gnu::always_inline]] Registers<V, 3> Prepare(const Source& source) const {
@@ -156,11 +152,17 @@ class LookUpStage {
 
  private:
   GrayBytes<G, From> gray_;
-  LookUp<V> tables_[3];
+  RegisterTable<V> tables_[3];
 };
 
 template <class G, int From>
-using TableStage = std::conditional_t<kAsPlanes<G>, LookUpStage<G, From>, ReadyPixelStage<G, From>>;
+using TableStage = std::conditional_t<kMakesPlanes<G>, RegisterTableStage<G, From>, ReadyPixelStage<G, From>>;
+
+/// The class that does stage `stage`.
+template <class G, Stage stage, int From>
+using StageOf = std::conditional_t<
+    stage == Stage::kNone, PixelStage<G, From>,
+    std::conditional_t<stage == Stage::kWeights, WeightStage<G, From>, TableStage<G, From>>>;
 
 }  // namespace
 }  // namespace rastel::pixels

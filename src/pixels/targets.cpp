@@ -5,7 +5,7 @@
 
 namespace rastel::pixels {
 
-#define RASTEL_TARGET(name, condition) void FindKernel_##name(const KernelRequest& request, Plan& plan);
+#define RASTEL_TARGET(name, condition) void FindKernel_##name(Plan& plan);
 #include "pixels/target_list.inc"
 #undef RASTEL_TARGET
 

@@ -5,7 +5,7 @@
 #include <cstdint>
 
 #include "abi/records.h"
-#include "pixels/convert.h"
+#include "pixels/conversion.h"
 
 namespace rastel {
 
