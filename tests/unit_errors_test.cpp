@@ -76,13 +76,13 @@ void ExpectRaised(const std::string& className, const std::string& message) {
 TEST(Guard, RaisesWhatIsThrownInTheStringBuilder) {
   for (const Thrown& thrown : ThrownClasses()) {
     for (const char* entry : {"REALBuildString", "REALSetStringEncoding"}) {
-      for (const std::size_t times : {1U, 2U}) {
+      for (const bool always : {false, true}) {
         SCOPED_TRACE(thrown.className + ", " + thrown.message + ", " + entry);
         LinkedHost host;
-        host.ThrowAt(std::vector<std::string>(times, entry), thrown.act);
+        host.ThrowAt({entry}, thrown.act, always);
         EXPECT_EQ(nullptr, rastel::REALBuildUnicodeString("text", 4, rastel::kAscii));
-        // The second time that is the message, which is left out.
-        ExpectRaised(thrown.className, times == 1 ? thrown.message : "(null)");
+        // The second time it is the message's text, which is left out.
+        ExpectRaised(thrown.className, always ? "(null)" : thrown.message);
         EXPECT_EQ(1, CountCalls(host, "RuntimeRaiseException"));
         EXPECT_EQ((devhost::Balance{.objects = 1, .references = 1}), host.CurrentBalance())
             << "the exception";

@@ -3,7 +3,6 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <functional>
 #include <memory>
 #include <string>
@@ -42,13 +41,11 @@ struct LinkedHost : devhost::Host {
     Inject({{.kind = devhost::Fault::Kind::kFails, .entry = entry, .once = false}});
   }
 
-  /// The first call of each entry, or its next one where it stands twice, does what `act` does, which throws.
-  void ThrowAt(const std::vector<std::string>& entries, std::function<void()> act) {
+  /// The first call of each entry, or every one, does what `act` does, which throws.
+  void ThrowAt(const std::vector<std::string>& entries, std::function<void()> act, bool always = false) {
     std::vector<devhost::Fault> faults;
     for (const std::string& entry : entries) {
-      const auto earlier = std::ranges::count(faults, entry, &devhost::Fault::entry);
-      faults.push_back(
-          {.kind = devhost::Fault::Kind::kThrows, .entry = entry, .from = static_cast<int>(earlier)});
+      faults.push_back({.kind = devhost::Fault::Kind::kThrows, .entry = entry, .once = !always});
     }
     Inject(std::move(faults));
     injection_->onHit = [act = std::move(act)](std::string_view) { act(); };
