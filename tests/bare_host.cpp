@@ -33,13 +33,13 @@ extern "C" std::int16_t FSFindFolder(std::int16_t, std::uint32_t, std::uint8_t, 
 }
 #endif
 
-std::atomic<std::chrono::hours> extraUptime;
+thread_local std::chrono::hours extraUptime{0};
 
 /// The clock that the plug-in takes where there is none of the platform, on a system that is up for longer.
 std::chrono::steady_clock::time_point std::chrono::steady_clock::now() noexcept {
   timespec now = {};
   clock_gettime(CLOCK_MONOTONIC, &now);
-  return time_point(seconds(now.tv_sec) + nanoseconds(now.tv_nsec) + extraUptime.load());
+  return time_point(seconds(now.tv_sec) + nanoseconds(now.tv_nsec) + extraUptime);
 }
 
 namespace {
@@ -166,9 +166,13 @@ void* Load(const char* path) {
   return library;
 }
 
-int Fail(const char* what) {
-  std::fprintf(stderr, "%s\n", what);
-  return 1;
+std::atomic<int> failures = 0;
+
+void Expect(bool holds, const char* what) {
+  if (!holds) {
+    std::fprintf(stderr, "not so: %s\n", what);
+    ++failures;
+  }
 }
 
 REALpictureStruct* MakePicture() {
@@ -178,82 +182,57 @@ REALpictureStruct* MakePicture() {
   return reinterpret_cast<ToPicture>(method)(&block, 0, 3, 2);
 }
 
-Boolean ReadPicture(REALmemoryBlockStruct& block, std::int32_t yield) {
+/// Copies the pixels back, and gives how often the copy yielded.
+int YieldsOfCopy(std::int32_t yield) {
   using ToBlock = Boolean (*)(REALpictureStruct*, REALmemoryBlockStruct*, std::int32_t, std::int32_t,
                               std::int32_t, std::int32_t, std::int32_t);
   void* method = registered.functions.at("CopyRGBtoMemoryblockKVZ");
-  return reinterpret_cast<ToBlock>(method)(&onlyPicture, &block, 0, 0, -1, yield, 0);
-}
-
-/// How often a copy yields at an interval of that part of the ticks that the machine has run.
-int YieldsAtPartOfTime(double part) {
-  const std::chrono::duration<double, std::ratio<1, 60>> now =
-      std::chrono::steady_clock::now().time_since_epoch();
   REALmemoryBlockStruct block{};
   yields = 0;
-  ReadPicture(block, static_cast<std::int32_t>(now.count() * part));
+  const Boolean isCopied = reinterpret_cast<ToBlock>(method)(&onlyPicture, &block, 0, 0, -1, yield, 0);
+  Expect(isCopied != 0 && block.bytes == kPixels, "the pixels come back");
   return yields;
 }
 
-int CheckConsole() {
-  if (MakePicture() != &onlyPicture || onlyPicture.pixels != kInPicture) {
-    return Fail("the pixels did not get into the picture");
-  }
-  if (YieldsAtPartOfTime(0.99) != 1 || YieldsAtPartOfTime(1.01) != 0) {
-    return Fail("the clock does not count 1/60 s since the start of the machine");
-  }
-  for (const std::int32_t yield : {1, -1}) {
-    REALmemoryBlockStruct block{};
-    yields = 0;
-    if (ReadPicture(block, yield) == 0 || block.bytes != kPixels) {
-      return Fail("the pixels did not come back");
-    }
-    if (yields < 1) {
-      return Fail("the clock stands still");
-    }
-  }
+/// The ticks that the machine has run, times `factor`.
+std::int32_t Ticks(double factor) {
+  const std::chrono::duration<double, std::ratio<1, 60>> now =
+      std::chrono::steady_clock::now().time_since_epoch();
+  return static_cast<std::int32_t>(now.count() * factor);
+}
+
+void CheckConsole() {
+  Expect(MakePicture() == &onlyPicture && onlyPicture.pixels == kInPicture,
+         "the pixels get into the picture");
+  Expect(YieldsOfCopy(Ticks(0.99)) == 1 && YieldsOfCopy(Ticks(1.01)) == 0,
+         "the clock counts 1/60 s since the start of the machine");
+  Expect(YieldsOfCopy(1) > 0 && YieldsOfCopy(-1) > 0, "both clocks run");
   extraUptime = std::chrono::hours(25 * 24);  // more milliseconds than an integer holds
-  REALmemoryBlockStruct block{};
-  yields = 0;
-  ReadPicture(block, -1);
-  if (yields < 1) {
-    return Fail("the clock does not yield any more after 25 days");
-  }
-  return references == 1 && locks == 0 ? 0 : Fail("a lock or a reference is left");
+  Expect(YieldsOfCopy(-1) > 0, "the clock runs after 25 days");
+  Expect(references == 1 && locks == 0, "no lock or reference is left");
 }
 
-int CheckDesktop() {
-  if (MakePicture() != nullptr) {
-    return Fail("a legacy world was written without its framework");
-  }
-  return references == 0 && locks == 0 ? 0 : Fail("a lock or a reference is left on the desktop");
-}
-
-/// Runs the check on two threads at once, which both find everything for the first time.
-int CheckTwice(int (*check)()) {
-  std::array<int, 2> statuses{};
-  std::thread other([&] { statuses[0] = check(); });
-  statuses[1] = check();
-  other.join();
-  return statuses[0] + statuses[1];
+void CheckDesktop() {
+  Expect(MakePicture() == nullptr, "no legacy world is written without its framework");
+  Expect(references == 0 && locks == 0, "no lock or reference is left on the desktop");
 }
 
 }  // namespace
 
 int main(int, char** arguments) {
-  if (dlsym(RTLD_DEFAULT, "TickCount") != nullptr) {
-    return Fail("the process has a clock of the platform");
-  }
+  Expect(dlsym(RTLD_DEFAULT, "TickCount") == nullptr, "the process has no clock of the platform");
   for (const bool desktop : {false, true}) {
     isDesktop = desktop;
     void* library = Load(arguments[1]);
     if (library == nullptr || registered.functions.empty()) {
-      return Fail("the plug-in cannot be loaded");
-    }
-    if (CheckTwice(desktop ? CheckDesktop : CheckConsole) != 0) {
+      std::fprintf(stderr, "the plug-in cannot be loaded\n");
       return 1;
     }
+    // On two threads at once, which both find everything for the first time.
+    std::thread other(desktop ? CheckDesktop : CheckConsole);
+    (desktop ? CheckDesktop : CheckConsole)();
+    other.join();
     dlclose(library);
   }
-  return 0;
+  return failures == 0 ? 0 : 1;
 }
