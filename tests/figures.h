@@ -1,52 +1,48 @@
-// What the tests that count have in common: how much they do, and the one line in which each says what it
-// did.
+// How much the tests that count do, which the environment says, and the line in which each says what it did.
 #pragma once
-
-#include <unistd.h>
 
 #include <cstdint>
 #include <cstdlib>
+#include <filesystem>
 #include <iostream>
 #include <sstream>
 #include <string>
 
 namespace tests {
 
-/// How many times the usual amount is done: RASTEL_SOAK, or else 1, or a quarter where everything is slow.
+/// A variable of the environment; `otherwise` if it is not set.
+inline std::string Environment(const char* name, const char* otherwise = "") {
+  const char* text = std::getenv(name);
+  return text == nullptr ? otherwise : text;
+}
+
+/// How many times the usual amount is done; a quarter of it where everything is slow.
 inline double Soak() {
 #if defined(RASTEL_SLOW)
-  constexpr double kUsual = 0.25;
+  constexpr const char* kUsual = "0.25";
 #else
-  constexpr double kUsual = 1;
+  constexpr const char* kUsual = "1";
 #endif
-  const char* text = std::getenv("RASTEL_SOAK");
-  return text == nullptr ? kUsual : std::strtod(text, nullptr);
+  return std::stod(Environment("RASTEL_SOAK", kUsual));
 }
 
-/// Where everything drawn at random starts: RASTEL_SEED, or else 1.
+/// Where everything drawn at random starts.
 inline std::uint64_t Seed() {
-  const char* text = std::getenv("RASTEL_SEED");
-  return text == nullptr ? 1 : std::strtoull(text, nullptr, 10);
+  return std::stoull(Environment("RASTEL_SEED", "1"));
 }
 
-/// The one point that RASTEL_POINT asks for; empty: all.
+/// The one point of a test, and the one CPU target, that are wanted; empty: all.
 inline std::string WantedPoint() {
-  const char* text = std::getenv("RASTEL_POINT");
-  return text == nullptr ? "" : text;
+  return Environment("RASTEL_POINT");
 }
-
-/// The one CPU target that RASTEL_TARGET asks for; empty: all.
 inline std::string WantedTarget() {
-  const char* text = std::getenv("RASTEL_TARGET");
-  return text == nullptr ? "" : text;
+  return Environment("RASTEL_TARGET");
 }
 
 /// The command that repeats one point of a test.
 inline std::string Repeat(const std::string& point, const std::string& filter) {
-  char path[1024] = {};
-  const bool isKnown = readlink("/proc/self/exe", path, sizeof path - 1) > 0;
   return "RASTEL_SEED=" + std::to_string(Seed()) + " RASTEL_POINT=" + point + " " +
-         (isKnown ? path : "the test program") + " --gtest_filter=" + filter;
+         std::filesystem::read_symlink("/proc/self/exe").string() + " --gtest_filter=" + filter;
 }
 
 /// Mixes two numbers into one that looks random.

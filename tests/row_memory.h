@@ -1,7 +1,6 @@
 // Rows between pages without access.
 #pragma once
 
-#include <sys/mman.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -9,185 +8,151 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
-#include <new>
 #include <string>
-#include <vector>
 
+#include "devhost/memory.h"
+#include "pixels/address.h"
 #include "support.h"
 
 namespace tests {
 
-inline constexpr int kRows = 3;                // that are converted at once
-inline constexpr std::ptrdiff_t kMargin = 64;  // bytes around a row that are compared, too
-
-/// Bytes of the room for a row, or for all of them: whole pages.
-inline std::ptrdiff_t RoomSize() {
-  static const std::ptrdiff_t size = 3 * sysconf(_SC_PAGESIZE);
-  return size;
+inline Bytes NoiseBytes(std::size_t count, std::uint64_t seed) {
+  Bytes bytes(count);
+  std::ranges::generate(bytes, [&seed] { return Noise(seed++); });
+  return bytes;
 }
 
-/// One room for each row, every one between pages without access; mapped once.
-class Arena {
- public:
-  Arena() {
-    constexpr std::size_t kRooms = 2 * kRows + 1;
-    const auto room = static_cast<std::size_t>(RoomSize());
-    void* mapped = mmap(nullptr, kRooms * room, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
-    if (mapped == MAP_FAILED) {
-      throw std::bad_alloc();
-    }
-    start_ = static_cast<std::uint8_t*>(mapped);
-    for (int row = 0; row < kRows; ++row) {
-      mprotect(Room(row), room, PROT_READ | PROT_WRITE);
-    }
-  }
-  // Never unmapped: the test ends first.
+inline constexpr std::size_t kRows = 3;  // that are converted at once
+using RowContents = std::array<Bytes, kRows>;
 
-  std::uint8_t* Room(int row) const { return start_ + (2 * row + 1) * RoomSize(); }
+enum class Stride : std::uint8_t { kApart, kBackwards, kTable, kGap, kPacked };
+inline constexpr const char* kStrideNames[] = {"apart", "backwards", "in a table", "with gaps", "packed"};
+inline constexpr std::size_t kStrides = std::size(kStrideNames);
 
- private:
-  std::uint8_t* start_;
-};
-
-enum class Stride : std::uint8_t { kApart, kBackwards, kGap, kPacked };
-inline constexpr const char* kStrideNames[] = {"apart", "backwards", "with gaps", "packed"};
-
-/// Where rows are put: at the end of their room or at its beginning, `distance` bytes away from it.
+/// Where rows are put: `distance` bytes from the beginning of their room, or from its end.
 struct Placement {
   bool atEnd;
   std::ptrdiff_t distance;
   Stride stride;
+
+  std::string Text() const {
+    return std::string(atEnd ? "ends " : "begins ") + std::to_string(distance) +
+           " bytes from a page without access, rows " + kStrideNames[static_cast<int>(stride)];
+  }
 };
 
-/// Bytes as they are before and after a conversion, with a margin at both ends.
-struct Image {
-  std::vector<std::uint8_t> before, after;
-
-  std::ptrdiff_t Extent() const { return static_cast<std::ptrdiff_t>(before.size()) - 2 * kMargin; }
-};
-
-/// What one row is, before and after a conversion.
-struct RowBytes {
-  const std::uint8_t* before;
-  const std::uint8_t* after;
-};
-
-/// The rows of a source, a mask or a destination.
-class Side {
+/// The rows of a source, a mask or a destination, which are windows of longer ones. Of three rooms, all
+/// between pages without access, packed rows and rows with gaps share one; other rows have one each.
+class RowMemory {
  public:
-  /// Rows of `extent` bytes in all strides: packed, they are `packed` bytes apart, with gaps `gap` more.
-  void Make(const std::array<RowBytes, kRows>& rows, std::ptrdiff_t extent, std::ptrdiff_t packed,
-            std::ptrdiff_t gap) {
-    for (int row = 0; row < kRows; ++row) {
-      Fill(images_[row], &rows[row], 1, extent, 0);
+  static constexpr std::ptrdiff_t kPixels = 960;  // of the longer rows
+
+  /// Pixels of `pixelBytes` bytes, `step` bytes from one to the next.
+  RowMemory(std::ptrdiff_t step, std::ptrdiff_t pixelBytes, std::uint64_t seed)
+      : step_(step), pixelBytes_(pixelBytes) {
+    for (std::size_t row = 0; row < kRows; ++row) {
+      std::ranges::copy(Surroundings(), memory_.Row(row));
+      before[row] = NoiseBytes(static_cast<std::size_t>(kPixels * step + 8), seed + 10000 * row);
     }
-    gapStride_ = packed + gap;
-    packedStride_ = packed;
-    Fill(gapImage_, rows.data(), kRows, extent, gapStride_);
-    Fill(packedImage_, rows.data(), kRows, extent, packedStride_);
+    after = before;
   }
 
-  void Place(const Placement& placement) {
-    partCount_ = 0;
-    switch (placement.stride) {
-      case Stride::kApart:
-      case Stride::kBackwards: {
-        const bool isBackwards = placement.stride == Stride::kBackwards;
-        stride_ = isBackwards ? -2 * RoomSize() : 2 * RoomSize();
-        for (int row = 0; row < kRows; ++row) {
-          AddPart(images_[row], isBackwards ? kRows - 1 - row : row, placement);
-        }
-        break;
-      }
-      case Stride::kGap:
-        stride_ = gapStride_;
-        AddPart(gapImage_, 1, placement);
-        break;
-      case Stride::kPacked:
-        stride_ = packedStride_;
-        AddPart(packedImage_, 1, placement);
-        break;
+  /// Makes room for the windows of `width` pixels that begin at pixel `first`. `gap` is what is between two
+  /// rows that share a room.
+  void Place(const Placement& placement, std::ptrdiff_t width, std::ptrdiff_t first, std::ptrdiff_t gap) {
+    static constexpr std::size_t kRooms[kStrides][kRows] = {
+        {0, 1, 2}, {2, 1, 0}, {1, 2, 0}, {1, 1, 1}, {1, 1, 1}};
+    for (const Row& row : rows_) {
+      std::copy_n(OfSurroundings(row, row.start), bytes_, row.start);
     }
-  }
-
-  /// Writes what is there before a conversion.
-  void Reset() const {
-    for (int i = 0; i < partCount_; ++i) {
-      const Part& part = parts_[i];
-      std::memcpy(part.begin, part.image->before.data() + part.skipped, part.length);
+    bytes_ = width == 0 ? 0 : (width - 1) * step_ + pixelBytes_;
+    offset_ = first * step_;
+    stride_ = placement.stride;
+    const bool isShared = stride_ >= Stride::kGap;
+    const std::ptrdiff_t distance = isShared ? width * step_ + (stride_ == Stride::kGap ? gap : 0) : 0;
+    const std::ptrdiff_t length = 2 * distance + bytes_;
+    for (std::size_t i = 0; i < kRows; ++i) {
+      std::uint8_t* room = memory_.Row(kRooms[static_cast<std::size_t>(stride_)][i]);
+      std::uint8_t* roomEnd = room + RoomSize();
+      std::uint8_t* start =
+          placement.atEnd ? roomEnd - length - placement.distance : room + placement.distance;
+      start += static_cast<std::ptrdiff_t>(i) * distance;
+      rows_[i] = {room, start, isShared && i > 0 ? start : std::max(room, start - kMargin),
+                  isShared && i + 1 < kRows ? start + distance : std::min(roomEnd, start + bytes_ + kMargin)};
+      table_[i] = start - kTableOffset;
     }
   }
 
-  bool IsAsAfter() const { return DifferenceText(false).empty(); }
+  void Write(const RowContents& contents) {
+    for (std::size_t i = 0; i < kRows; ++i) {
+      std::memcpy(rows_[i].start, &contents[i][0] + offset_, static_cast<std::size_t>(bytes_));
+    }
+  }
 
-  /// Says where the first difference to what there is after a conversion is.
-  std::string Difference() const { return DifferenceText(true); }
+  /// Says where the rows first differ from `after`, or what surrounds them from what it was. Empty: nowhere.
+  std::string Difference() const {
+    std::string text;
+    for (std::size_t i = 0; i < kRows && text.empty(); ++i) {
+      const Row& row = rows_[i];
+      const std::uint8_t* end = row.start + bytes_;
+      text = Compare(row, row.begin, OfSurroundings(row, row.begin), row.start - row.begin) +
+             Compare(row, row.start, &after[i][0] + offset_, bytes_) +
+             Compare(row, end, OfSurroundings(row, end), row.end - end);
+    }
+    return text;
+  }
 
-  std::uint8_t* first() const { return parts_[0].row; }
-  std::ptrdiff_t stride() const { return stride_; }
+  rastel::pixels::Places<std::uint8_t> places() const {
+    if (stride_ == Stride::kTable) {
+      return {.table = table_.data(), .offset = kTableOffset};
+    }
+    return {.first = rows_[0].start, .step = rows_[1].start - rows_[0].start};
+  }
+
+  RowContents before, after;  // a conversion
 
  private:
-  struct Part {
-    const Image* image;
-    std::uint8_t* row;
-    std::uint8_t* begin;     // of the bytes compared
-    std::ptrdiff_t skipped;  // bytes of the image's first margin that are not there
-    std::size_t length;
+  static constexpr std::ptrdiff_t kMargin = 64;  // bytes around a row that are compared as well
+  static constexpr std::ptrdiff_t kTableOffset = 5;
+
+  struct Row {
+    std::uint8_t* room;
+    std::uint8_t* start;
+    std::uint8_t *begin, *end;  // of what is compared
   };
 
-  static void Fill(Image& image, const RowBytes* rows, int count, std::ptrdiff_t extent,
-                   std::ptrdiff_t stride) {
-    static const std::vector<std::uint8_t> noise = [] {
-      std::vector<std::uint8_t> bytes(16384);  // more than a room and its margins
-      std::generate(bytes.begin(), bytes.end(), [i = std::uint64_t{31}]() mutable { return Noise(i++); });
-      return bytes;
-    }();
-    const std::ptrdiff_t total = (extent == 0 ? 0 : (count - 1) * stride + extent) + 2 * kMargin;
-    image.before.assign(noise.begin(), noise.begin() + total);
-    for (int row = 0; row < count; ++row) {
-      std::copy_n(rows[row].before, extent,
-                  image.before.begin() + kMargin + (extent == 0 ? 0 : row * stride));
-    }
-    image.after = image.before;
-    for (int row = 0; row < count; ++row) {
-      std::copy_n(rows[row].after, extent, image.after.begin() + kMargin + (extent == 0 ? 0 : row * stride));
-    }
+  static std::ptrdiff_t RoomSize() {
+    static const std::ptrdiff_t size = 3 * sysconf(_SC_PAGESIZE);
+    return size;
   }
 
-  void AddPart(const Image& image, int room, const Placement& placement) {
-    std::uint8_t* begin = arena_.Room(room);
-    std::uint8_t* end = begin + RoomSize();
-    const std::ptrdiff_t extent = image.Extent();
-    Part& part = parts_[partCount_++];
-    part.image = &image;
-    part.row = placement.atEnd ? end - extent - placement.distance : begin + placement.distance;
-    part.skipped = kMargin - std::min(kMargin, part.row - begin);
-    part.begin = part.row - kMargin + part.skipped;
-    part.length = static_cast<std::size_t>(std::min(part.row + extent + kMargin, end) - part.begin);
+  /// What a room holds around its rows.
+  static const Bytes& Surroundings() {
+    static const Bytes bytes = NoiseBytes(static_cast<std::size_t>(RoomSize()), 31);
+    return bytes;
   }
 
-  std::string DifferenceText(bool isWanted) const {
-    for (int i = 0; i < partCount_; ++i) {
-      const Part& part = parts_[i];
-      const std::uint8_t* after = part.image->after.data() + part.skipped;
-      if (std::memcmp(part.begin, after, part.length) != 0) {
-        if (!isWanted) {
-          return "differs";
-        }
-        const auto at = std::mismatch(after, after + part.length, part.begin);
-        return "byte " + std::to_string(at.second - part.row) + " of " +
-               std::to_string(part.image->Extent()) + " in part " + std::to_string(i) + " is " +
-               std::to_string(*at.second) + " instead of " + std::to_string(*at.first);
-      }
+  static const std::uint8_t* OfSurroundings(const Row& row, const std::uint8_t* address) {
+    return Surroundings().data() + (address - row.room);
+  }
+
+  static std::string Compare(const Row& row, const std::uint8_t* actual, const std::uint8_t* expected,
+                             std::ptrdiff_t count) {
+    if (std::memcmp(actual, expected, static_cast<std::size_t>(count)) == 0) {
+      return "";
     }
-    return "";
+    const auto at = std::mismatch(actual, actual + count, expected);
+    return "byte " + std::to_string(at.first - row.start) + " is " + std::to_string(*at.first) +
+           " instead of " + std::to_string(*at.second);
   }
 
-  Arena arena_;
-  Image images_[kRows], gapImage_, packedImage_;
-  std::ptrdiff_t gapStride_ = 0, packedStride_ = 0, stride_ = 0;
-  Part parts_[kRows] = {};
-  int partCount_ = 0;
+  devhost::Memory memory_{
+      {.rows = kRows, .rowLength = static_cast<std::size_t>(RoomSize()), .guarded = true}};
+  std::ptrdiff_t step_, pixelBytes_;
+  std::array<Row, kRows> rows_ = {};
+  std::array<std::uint8_t*, kRows> table_ = {};
+  std::ptrdiff_t bytes_ = 0, offset_ = 0;
+  Stride stride_ = Stride::kApart;
 };
 
 }  // namespace tests
