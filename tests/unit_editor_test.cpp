@@ -1,8 +1,7 @@
 // What the editors of pictures do that no method shows.
-#include <cstdlib>
 #include <limits>
 #include <memory>
-#include <utility>
+#include <string_view>
 
 #include "picture/description.h"
 #include "picture/editor.h"
@@ -12,8 +11,11 @@
 namespace tests {
 namespace {
 
+using devhost::PixelFormat;
+using rastel::DuplicatePictureWithoutMaskOrAlpha;
 using rastel::PictureReader;
 using rastel::PictureWriter;
+using Copy = devhost::Ref<REALpictureStruct>;
 
 /// All on one desktop host: its kind and its framework are learnt once in a process.
 class Editor : public testing::Test {
@@ -25,26 +27,15 @@ class Editor : public testing::Test {
     host.trace.clear();
     host.complaints.clear();
   }
-
-  static void ExpectNothingOpen(const rastel::PictureEditor& editor) {
-    EXPECT_EQ(nullptr, editor.Picture);
-    for (const std::int32_t number : {editor.RowBytes, editor.Width, editor.Height, editor.BytesPerPixel,
-                                      editor.SpareWord, editor.ColumnIndex, editor.RowIndex}) {
-      EXPECT_EQ(0, number);
-    }
-    EXPECT_EQ(nullptr, editor.PixelType);
-    EXPECT_FALSE(editor.AllowCopyFlag || editor.ClearCacheOnClose || editor.DescriptionLocked);
-  }
+  ~Editor() override { host.onEntry = nullptr; }
 
   static inline std::unique_ptr<LinkedHost> shared;
   LinkedHost& host;
 };
 
 TEST_F(Editor, RendersAPictureFromABuffer) {
-  Bytes buffer(3 * 20);
-  for (std::size_t i = 0; i < buffer.size(); ++i) {
-    buffer[i] = Noise(i);
-  }
+  Bytes buffer(60);
+  std::ranges::generate(buffer, [i = 0]() mutable { return Noise(static_cast<std::uint64_t>(i++)); });
   PictureWriter editor;
   EXPECT_EQ(nullptr, editor.RenderPictureWriter());
   EXPECT_TRUE(host.trace.empty());
@@ -52,10 +43,10 @@ TEST_F(Editor, RendersAPictureFromABuffer) {
   editor.Height = 3;
   editor.RowBytes = 20;
   editor.PictureDescription.buffer = buffer.data();
-  const devhost::Ref<REALpictureStruct> picture(editor.RenderPictureWriter());
+  const Copy picture(editor.RenderPictureWriter());
   ASSERT_NE(nullptr, picture.get());
-  EXPECT_EQ("REALBuildPictureFromBuffer(4, 3, 1, address, 20) = picture#1", Calls(host).front());
-  EXPECT_EQ(1U, host.trace.size());
+  EXPECT_EQ((std::vector<std::string>{"REALBuildPictureFromBuffer(4, 3, 1, address, 20) = picture#1"}),
+            Calls(host));
   EXPECT_EQ(Bytes(buffer.begin() + 20, buffer.begin() + 36), Bytes(picture->Row(1), picture->Row(1) + 16));
 }
 
@@ -63,12 +54,15 @@ TEST_F(Editor, StepsFromRowToRowAndBackToTheFirst) {
   const NothingLost watch(host);
   const auto picture = host.NewPicture(2, 3);
   PictureReader reader;
-  ExpectNothingOpen(reader);
+  for (const std::int32_t number : {reader.RowBytes, reader.Width, reader.Height, reader.BytesPerPixel,
+                                    reader.SpareWord, reader.ColumnIndex, reader.RowIndex}) {
+    EXPECT_EQ(0, number);
+  }
+  EXPECT_TRUE(reader.Picture == nullptr && reader.PixelType == nullptr);
+  EXPECT_FALSE(reader.AllowCopyFlag || reader.ClearCacheOnClose || reader.DescriptionLocked);
   ASSERT_TRUE(reader.GetPictureEditor(picture.get(), true, false));
-  EXPECT_EQ(2, reader.Width);
-  EXPECT_EQ(3, reader.Height);
-  EXPECT_EQ(4, reader.BytesPerPixel);
-  EXPECT_EQ(13, reader.PixelType->number);
+  EXPECT_EQ((std::array{2, 3, 4, 13}),
+            (std::array{reader.Width, reader.Height, reader.BytesPerPixel, reader.PixelType->number}));
   EXPECT_EQ(picture->rowBytes, reader.RowBytes);
   for (const std::int32_t row : {0, 1, 2, 0, 0}) {
     EXPECT_EQ(picture->Row(row), reader.RowPtr);
@@ -83,14 +77,13 @@ TEST_F(Editor, StepsFromRowToRowAndBackToTheFirst) {
 TEST_F(Editor, LetsGoOfThePictureBeforeTheNext) {
   const NothingLost watch(host);
   const auto first = host.NewPicture(2, 3);
-  const auto second = host.NewPicture(5, 1, devhost::PixelFormat::kWorld24);
+  const auto second = host.NewPicture(5, 1, PixelFormat::kWorld24);
   PictureReader reader;
   ASSERT_TRUE(reader.GetPictureEditor(first.get(), true, false));
   ASSERT_TRUE(reader.GetPictureEditor(second.get(), true, false));
-  EXPECT_EQ(1, first->references);
-  EXPECT_EQ(0, first->pixelLocks + first->descriptionLocks);
-  EXPECT_EQ(2, second->references);
-  EXPECT_EQ(1, second->pixelLocks);
+  EXPECT_EQ((std::array{1, 0, 0, 2, 1}),
+            (std::array{first->references, first->pixelLocks, first->descriptionLocks, second->references,
+                        second->pixelLocks}));
   EXPECT_EQ(12, reader.PixelType->number);
   EXPECT_EQ(3, reader.BytesPerPixel);
   host.trace.clear();
@@ -107,11 +100,8 @@ TEST_F(Editor, TakesNoDescriptionOfAnEarlierPictureForThatOfTheNext) {
   const auto second = host.NewPicture(2, 3);
   PictureReader reader;
   ASSERT_TRUE(reader.GetPictureEditor(first.get(), false, true));
-  host.onEntry = [](std::string_view entry) {
-    return entry == "lockPictureDescription" ? devhost::Reaction::kFail : devhost::Reaction::kAct;
-  };
+  host.FailAt("lockPictureDescription");
   EXPECT_FALSE(reader.GetPictureEditor(second.get(), false, true));
-  host.onEntry = nullptr;
 }
 
 TEST_F(Editor, OpensNoWorldWithoutAnAddress) {
@@ -119,82 +109,66 @@ TEST_F(Editor, OpensNoWorldWithoutAnAddress) {
   rastel::gResolver = [](const char* name) -> void* {
     void (*const describe)(REALpictureStruct*, REALpictureDescription*) =
         [](REALpictureStruct*, REALpictureDescription* description) {
-          *description = {kLegacyWorldDescription, nullptr, 2, 3, 0, 0, nullptr};
+          *description = {.type = kLegacyWorldDescription, .width = 2, .height = 3};
         };
     return name == std::string_view("lockPictureDescription") ? reinterpret_cast<void*>(describe)
                                                               : devhost::Host::Resolve(name);
   };
-  std::construct_at(&rastel::REALLockPictureDescriptionWithNativeType);
-  PictureReader reader;
-  EXPECT_FALSE(reader.GetPictureEditor(picture.get(), true, false));
+  Unbind(rastel::REALLockPictureDescriptionWithNativeType);
+  EXPECT_FALSE(PictureReader().GetPictureEditor(picture.get(), true, false));
   EXPECT_EQ(0, CountCalls(host, "GetGWorldPixMap"));
   EXPECT_EQ(1, CountCalls(host, "unlockPictureDescription"));
   rastel::gResolver = &devhost::Host::Resolve;
-  std::construct_at(&rastel::REALLockPictureDescriptionWithNativeType);
+  Unbind(rastel::REALLockPictureDescriptionWithNativeType);
 }
 
 TEST_F(Editor, OpensNoUnsupportedPictureForWritingOrWithoutACopy) {
   const NothingLost watch(host);
-  const auto deep = host.NewPicture(2, 3, devhost::PixelFormat::kWorld16);
-  const auto bitmap = host.NewPicture(2, 3, devhost::PixelFormat::kBitmap);
-  PictureWriter writer;
-  EXPECT_FALSE(writer.GetPictureEditor(deep.get(), false, true));
-  EXPECT_FALSE(writer.GetPictureEditor(deep.get(), true, true));
-  EXPECT_FALSE(writer.GetPictureEditor(bitmap.get(), true, true));
-  EXPECT_FALSE(writer.GetPictureEditor(bitmap.get(), false, false));
+  const auto deep = host.NewPicture(2, 3, PixelFormat::kWorld16);
+  const auto bitmap = host.NewPicture(2, 3, PixelFormat::kBitmap);
+  EXPECT_FALSE(PictureWriter().GetPictureEditor(deep.get(), false, true));
+  EXPECT_FALSE(PictureWriter().GetPictureEditor(deep.get(), true, true));
+  EXPECT_FALSE(PictureWriter().GetPictureEditor(bitmap.get(), true, true));
+  EXPECT_FALSE(PictureWriter().GetPictureEditor(bitmap.get(), false, false));
   EXPECT_EQ(0, CountCalls(host, "newPicture"));
 }
 
 TEST_F(Editor, WritesNewPicturesUpToTheGreatestSize) {
   const NothingLost watch(host);
-  for (const std::int32_t size : {0, -1, 32768}) {
-    EXPECT_FALSE(PictureWriter().NewPictureWriter(size, 1));
-    EXPECT_FALSE(PictureWriter().NewPictureWriter(1, size));
+  for (const std::int32_t size : {-1, 0, 32767, 32768}) {
+    EXPECT_EQ(size == 32767, PictureWriter().NewPictureWriter(size, 1)) << size;
+    EXPECT_EQ(size == 32767, PictureWriter().NewPictureWriter(1, size)) << size;
   }
-  PictureWriter writer;
-  EXPECT_TRUE(writer.NewPictureWriter(32767, 1));
-  EXPECT_TRUE(writer.NewPictureWriter(1, 32767));
 }
 
 TEST_F(Editor, CopiesTheTopLeftCornerWithoutTheMask) {
   const NothingLost watch(host);
-  const auto picture = host.NewPicture(5, 4, devhost::PixelFormat::kBitmap);
+  const auto picture = host.NewPicture(5, 4, PixelFormat::kBitmap);
   const auto mask = host.NewPicture(5, 4);
   FillWithNoise(*picture, 1);
   FillWithNoise(*mask, 2);
   picture->SetMask(mask.get());
-  const devhost::Ref<REALpictureStruct> copy(rastel::DuplicatePictureWithoutMaskOrAlpha(picture.get(), 3, 2));
+  EXPECT_EQ(nullptr, DuplicatePictureWithoutMaskOrAlpha(nullptr, 3, 2));
+  EXPECT_EQ(nullptr, DuplicatePictureWithoutMaskOrAlpha(picture.get(), 0, 2));
+  EXPECT_EQ(nullptr, DuplicatePictureWithoutMaskOrAlpha(picture.get(), 3, -1));
+  EXPECT_TRUE(host.trace.empty());
+  const Copy copy(DuplicatePictureWithoutMaskOrAlpha(picture.get(), 3, 2));
   ASSERT_NE(nullptr, copy.get());
   EXPECT_EQ(mask.get(), picture->mask);
   EXPECT_EQ(nullptr, copy->mask);
-  EXPECT_EQ(3, copy->width);
-  EXPECT_EQ(2, copy->height);
-  for (const std::int32_t y : {0, 1}) {
-    for (const std::int32_t x : {0, 1, 2}) {
-      EXPECT_EQ(picture->At(x, y).red, copy->At(x, y).red);
-      EXPECT_EQ(picture->At(x, y).blue, copy->At(x, y).blue);
-    }
+  EXPECT_EQ((std::array{3, 2}), (std::array{copy->width, copy->height}));
+  for (const std::int32_t place : {0, 1, 2, 3, 4, 5}) {
+    EXPECT_EQ(ColourAt(*picture, place % 3, place / 3), ColourAt(*copy, place % 3, place / 3));
   }
-}
-
-TEST_F(Editor, CopiesNothingOfNoSize) {
-  const auto picture = host.NewPicture(5, 4);
-  EXPECT_EQ(nullptr, rastel::DuplicatePictureWithoutMaskOrAlpha(nullptr, 3, 2));
-  EXPECT_EQ(nullptr, rastel::DuplicatePictureWithoutMaskOrAlpha(picture.get(), 0, 2));
-  EXPECT_EQ(nullptr, rastel::DuplicatePictureWithoutMaskOrAlpha(picture.get(), 3, -1));
-  EXPECT_TRUE(host.trace.empty());
 }
 
 TEST(OpaqueCopies, CopyBitmapsOfTheSameSizeWithoutGraphics) {
   LinkedHost host(kConsole.Options());
-  host.onEntry = [](std::string_view entry) {
-    return entry == "pluginPictureGraphicsGetter" ? devhost::Reaction::kFail : devhost::Reaction::kAct;
-  };
+  host.FailAt("pluginPictureGraphicsGetter");
   const auto picture = host.NewPicture(1, 4);
   FillWithNoise(*picture, 1);
   for (const auto& [width, height] : {std::pair{1, 4}, std::pair{2, 4}, std::pair{1, 3}}) {
-    const devhost::Ref<REALpictureStruct> copy(
-        rastel::DuplicatePictureWithoutMaskOrAlpha(picture.get(), width, height));
+    const Copy copy(DuplicatePictureWithoutMaskOrAlpha(picture.get(), width, height));
     ASSERT_NE(nullptr, copy.get());
     const bool isWhole = width == 1 && height == 4;
     EXPECT_EQ(isWhole ? picture->At(0, 2).red : 0, copy->At(0, 2).red) << width << " x " << height;
@@ -203,17 +177,17 @@ TEST(OpaqueCopies, CopyBitmapsOfTheSameSizeWithoutGraphics) {
 
 TEST(Descriptions, AreOfUsableBitmapsOnly) {
   std::uint8_t* rows[] = {nullptr};
-  const auto record = std::make_unique<BitmapRecord>();
-  record->rowTable = rows;
-  REALpictureDescription description{.type = kBitmapDescription, .data = record.get()};
-  EXPECT_EQ(record.get(), rastel::BitmapOf(description));
-  record->word0 = 1;
-  EXPECT_EQ(nullptr, rastel::BitmapOf(description));
-  record->word0 = 0;
-  description.type = kLegacyWorldDescription;
-  EXPECT_EQ(nullptr, rastel::BitmapOf(description));
-  description = {.type = kBitmapDescription, .data = nullptr};
-  EXPECT_EQ(nullptr, rastel::BitmapOf(description));
+  const auto usable = std::make_unique<BitmapRecord>(BitmapRecord{.rowTable = rows});
+  const auto unusable = std::make_unique<BitmapRecord>(BitmapRecord{.word0 = 1, .rowTable = rows});
+  const auto rowless = std::make_unique<BitmapRecord>();
+  const auto bitmapOf = [](std::int32_t type, BitmapRecord* record) {
+    return rastel::BitmapOf({.type = type, .data = record});
+  };
+  EXPECT_EQ(usable.get(), bitmapOf(kBitmapDescription, usable.get()));
+  EXPECT_EQ(nullptr, bitmapOf(kBitmapDescription, unusable.get()));
+  EXPECT_EQ(nullptr, bitmapOf(kBitmapDescription, rowless.get()));
+  EXPECT_EQ(nullptr, bitmapOf(kLegacyWorldDescription, usable.get()));
+  EXPECT_EQ(nullptr, bitmapOf(kBitmapDescription, nullptr));
 }
 
 TEST(RowRuns, MayLeadAroundTheEndOfTheAddresses) {

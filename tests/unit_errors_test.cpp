@@ -15,8 +15,6 @@
 namespace tests {
 namespace {
 
-using devhost::Reaction;
-
 struct OwnException : std::exception {
   const char* what() const noexcept override { return "own"; }
 };
@@ -25,6 +23,7 @@ struct SilentException : std::exception {
   const char* what() const noexcept override { return nullptr; }
 };
 
+// NOLINTBEGIN(bugprone-throw-keyword-missing): these are bases
 struct BadLogic : std::bad_cast, std::logic_error {
   BadLogic() : std::logic_error("bad logic") {}
 };
@@ -32,95 +31,77 @@ struct BadLogic : std::bad_cast, std::logic_error {
 struct BadRun : std::bad_cast, std::runtime_error {
   BadRun() : std::runtime_error("bad run") {}
 };
+// NOLINTEND(bugprone-throw-keyword-missing)
 
 struct Thrown {
+  template <typename Exception>
+  Thrown(const Exception& exception, std::string raisedClass, std::string raisedMessage)
+      : act([exception] { throw exception; }),
+        className(std::move(raisedClass)),
+        message(std::move(raisedMessage)) {}
+
   std::function<void()> act;
   std::string className, message;
 };
 
 const std::vector<Thrown>& ThrownClasses() {
   static const std::vector<Thrown> classes = {
-      {[] { throw std::bad_alloc(); }, "OutOfMemoryException", "Failed to allocate memory."},
-      {[] { throw std::bad_array_new_length(); }, "OutOfMemoryException", "Failed to allocate memory."},
-      {[] { throw std::range_error("range"); }, "OutOfBoundsException", "range"},
-      {[] { throw std::out_of_range("outside"); }, "OutOfBoundsException", "outside"},
-      {[] { throw std::overflow_error("over"); }, "OutOfBoundsException", "over"},
-      {[] { throw std::underflow_error("under"); }, "OutOfBoundsException", "under"},
-      {[] { throw std::logic_error("logic"); }, "RuntimeException", "logic"},
-      {[] { throw std::invalid_argument("argument"); }, "RuntimeException", "argument"},
-      {[] { throw std::length_error("length"); }, "RuntimeException", "length"},
-      {[] { throw std::runtime_error("runtime"); }, "RuntimeException", "runtime"},
-      {[] { throw std::bad_cast(); }, "IllegalCastException", std::bad_cast().what()},
-      {[] { throw std::bad_any_cast(); }, "IllegalCastException", std::bad_any_cast().what()},
-      {[] { throw std::bad_typeid(); }, "RuntimeException", std::bad_typeid().what()},
-      {[] { throw OwnException(); }, "RuntimeException", "own"},
-      {[] { throw SilentException(); }, "RuntimeException", "(null)"},
-      {[] { throw BadLogic(); }, "RuntimeException", "bad logic"},
-      {[] { throw BadRun(); }, "RuntimeException", "bad run"},
-      {[] { throw 42; }, "RuntimeException", "Sorry, but there was an unnamed C++ Exception."}};
+      {std::bad_alloc(), "OutOfMemoryException", "Failed to allocate memory."},
+      {std::bad_array_new_length(), "OutOfMemoryException", "Failed to allocate memory."},
+      {std::range_error("range"), "OutOfBoundsException", "range"},
+      {std::out_of_range("outside"), "OutOfBoundsException", "outside"},
+      {std::overflow_error("over"), "OutOfBoundsException", "over"},
+      {std::underflow_error("under"), "OutOfBoundsException", "under"},
+      {std::logic_error("logic"), "RuntimeException", "logic"},
+      {std::invalid_argument("argument"), "RuntimeException", "argument"},
+      {std::length_error("length"), "RuntimeException", "length"},
+      {std::runtime_error("runtime"), "RuntimeException", "runtime"},
+      {std::bad_cast(), "IllegalCastException", std::bad_cast().what()},
+      {std::bad_any_cast(), "IllegalCastException", std::bad_any_cast().what()},
+      {std::bad_typeid(), "RuntimeException", std::bad_typeid().what()},
+      {OwnException(), "RuntimeException", "own"},
+      {SilentException(), "RuntimeException", "(null)"},
+      {BadLogic(), "RuntimeException", "bad logic"},
+      {BadRun(), "RuntimeException", "bad run"},
+      {42, "RuntimeException", "Sorry, but there was an unnamed C++ Exception."}};
   return classes;
 }
 
-REALstringStruct* BuildText() {
-  return rastel::REALBuildUnicodeString("text", 4, rastel::kAscii);
+void ExpectRaised(const std::string& className, const std::string& message) {
+  ASSERT_NE(nullptr, LinkedHost::Raised());
+  EXPECT_EQ(className, LinkedHost::Raised()->className);
+  EXPECT_EQ(message, LinkedHost::Raised()->message.value_or("(null)"));
 }
 
 TEST(Guard, RaisesWhatIsThrownInTheStringBuilder) {
   for (const Thrown& thrown : ThrownClasses()) {
     for (const char* entry : {"REALBuildString", "REALSetStringEncoding"}) {
-      SCOPED_TRACE(thrown.className + ", " + thrown.message + ", " + entry);
-      LinkedHost host;
-      bool isFirst = true;
-      host.onEntry = [&](std::string_view called) {
-        if (called == entry && std::exchange(isFirst, false)) {
-          thrown.act();
-        }
-        return Reaction::kAct;
-      };
-      EXPECT_EQ(nullptr, BuildText());
-      ASSERT_NE(nullptr, LinkedHost::Raised());
-      EXPECT_EQ(thrown.className, LinkedHost::Raised()->className);
-      EXPECT_EQ(thrown.message, LinkedHost::Raised()->message.value_or("(null)"));
-      EXPECT_EQ((devhost::Balance{.objects = 1, .references = 1}), host.CurrentBalance()) << "the exception";
-    }
-  }
-}
-
-TEST(Guard, RaisesWithoutAMessageWhenThatIsThrownAtAsWell) {
-  for (const Thrown& thrown : ThrownClasses()) {
-    SCOPED_TRACE(thrown.className + ", " + thrown.message);
-    LinkedHost host;
-    host.onEntry = [&](std::string_view called) {
-      if (called == "REALBuildString") {
-        thrown.act();
+      for (const bool always : {false, true}) {
+        SCOPED_TRACE(thrown.className + ", " + thrown.message + ", " + entry);
+        LinkedHost host;
+        host.ThrowAt({entry}, thrown.act, always);
+        EXPECT_EQ(nullptr, rastel::REALBuildUnicodeString("text", 4, rastel::kAscii));
+        // The second time it is the message's text, which is left out.
+        ExpectRaised(thrown.className, always ? "(null)" : thrown.message);
+        EXPECT_EQ(1, CountCalls(host, "RuntimeRaiseException"));
+        EXPECT_EQ((devhost::Balance{.objects = 1, .references = 1}), host.CurrentBalance())
+            << "the exception";
       }
-      return Reaction::kAct;
-    };
-    EXPECT_EQ(nullptr, BuildText());
-    ASSERT_NE(nullptr, LinkedHost::Raised());
-    EXPECT_EQ(thrown.className, LinkedHost::Raised()->className);
-    EXPECT_FALSE(LinkedHost::Raised()->message);
-    EXPECT_EQ(1, CountCalls(host, "RuntimeRaiseException"));
+    }
   }
 }
 
 TEST(RaiseException, LetsExceptionsPass) {
-  for (const char* entry : {"REALUnlockObject", "REALUnlockString"}) {
-    for (const bool isGuarded : {false, true}) {
-      LinkedHost host;
-      bool isFirst = true;
-      std::string_view throwing = isGuarded ? "REALBuildString" : entry;
-      host.onEntry = [&](std::string_view called) {
-        if (called != throwing) {
-          return Reaction::kAct;
-        }
-        throwing = std::exchange(isFirst, false) && isGuarded ? entry : "";
-        throw OwnException();
-      };
-      const auto raise = [] { rastel::RaiseException("NilObjectException", "Picture is nil"); };
-      EXPECT_THROW(raise(), OwnException) << entry;
-      EXPECT_EQ(1, CountCalls(host, "RuntimeRaiseException"));
-    }
+  const auto raise = [] { rastel::RaiseException("NilObjectException", "Picture is nil"); };
+  for (const std::vector<std::string>& entries :
+       std::vector<std::vector<std::string>>{{"REALUnlockObject"},
+                                             {"REALUnlockString"},
+                                             {"REALBuildString", "REALUnlockObject"},
+                                             {"REALBuildString", "REALUnlockString"}}) {
+    LinkedHost host;
+    host.ThrowAt(entries, [] { throw OwnException(); });
+    EXPECT_THROW(raise(), OwnException) << entries.back();
+    EXPECT_EQ(1, CountCalls(host, "RuntimeRaiseException"));
   }
 }
 
@@ -138,15 +119,13 @@ TEST(RaiseException, CallsTheHostInOrder) {
   EXPECT_EQ(1, LinkedHost::Raised()->references);
 }
 
-TEST(RaiseException, FallsBackToTheClassThatEveryHostHas) {
+TEST(RaiseException, FallsBackToTheClassThatEveryHostHasAndToNoMessage) {
   LinkedHost host;
   rastel::RaiseException("NoSuchException", "said all the same");
-  EXPECT_EQ("RuntimeException", LinkedHost::Raised()->className);
-  EXPECT_EQ("said all the same", LinkedHost::Raised()->message);
+  ExpectRaised("RuntimeException", "said all the same");
   for (const char* none : {static_cast<const char*>(nullptr), ""}) {
     rastel::RaiseException("NilObjectException", none);
-    EXPECT_EQ("NilObjectException", LinkedHost::Raised()->className);
-    EXPECT_FALSE(LinkedHost::Raised()->message);
+    ExpectRaised("NilObjectException", "(null)");
   }
 }
 
@@ -162,7 +141,7 @@ TEST(RaiseException, LeavesOutWhatTheHostLacks) {
                            {"REALBuildString", true, false},
                            {"REALSetStringEncoding", true, true}}) {
     SCOPED_TRACE(lack.entry);
-    LinkedHost host(OptionsFor(2013.04, {lack.entry}));
+    LinkedHost host(2013.04, {lack.entry});
     rastel::RaiseException("NilObjectException", "message");
     EXPECT_EQ(lack.isRaised, LinkedHost::Raised() != nullptr);
     EXPECT_EQ(lack.hasMessage, lack.isRaised && LinkedHost::Raised()->message.has_value());
@@ -171,34 +150,27 @@ TEST(RaiseException, LeavesOutWhatTheHostLacks) {
   }
 }
 
-TEST(RaiseOutOfBoundsException, SaysTheRange) {
+TEST(RaiseOutOfBoundsException, SaysTheRangeIfThereIsMemory) {
   struct Index {
     std::int64_t value, count;
     const char* message;
   };
-  constexpr std::int64_t kLowest = std::numeric_limits<std::int64_t>::min();
-  constexpr std::int64_t kHighest = std::numeric_limits<std::int64_t>::max();
+  using Limits = std::numeric_limits<std::int64_t>;
   for (const Index& index :
        {Index{5, 3, "Parameter index  is too big. Range is 0 to 2, but value is 5."},
         {-1, 4, "Parameter index  is too small. Range is 0 to 3, but value is -1."},
         {4, 4, "Parameter index  is too big. Range is 0 to 3, but value is 4."},
         {0, 0, "Parameter index  is too big. Range is 0 to -1, but value is 0."},
-        {kLowest, kHighest,
+        {Limits::min(), Limits::max(),
          "Parameter index  is too small. Range is 0 to 9223372036854775806, but value is "
          "-9223372036854775808."}}) {
     LinkedHost host;
     rastel::RaiseOutOfBoundsException(index.value, index.count);
-    EXPECT_EQ("OutOfBoundsException", LinkedHost::Raised()->className);
-    EXPECT_EQ(index.message, LinkedHost::Raised()->message.value_or("(null)"));
+    ExpectRaised("OutOfBoundsException", index.message);
+    const FailingCallocs failing(0);
+    rastel::RaiseOutOfBoundsException(index.value, index.count);
+    ExpectRaised("OutOfBoundsException", "Out of Bounds");
   }
-}
-
-TEST(RaiseOutOfBoundsException, SaysLessWithoutMemory) {
-  LinkedHost host;
-  const FailingCallocs failing(0);
-  rastel::RaiseOutOfBoundsException(5, 3);
-  EXPECT_EQ("OutOfBoundsException", LinkedHost::Raised()->className);
-  EXPECT_EQ("Out of Bounds", LinkedHost::Raised()->message);
 }
 
 }  // namespace

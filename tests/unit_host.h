@@ -3,43 +3,64 @@
 
 #include <gtest/gtest.h>
 
+#include <functional>
+#include <memory>
 #include <string>
 #include <utility>
 #include <vector>
 
+#include "devhost/faults.h"
 #include "devhost/state.h"
 #include "host/entries.h"
 #include "support.h"
 
 namespace tests {
 
+/// Forgets what entries were bound to.
+template <typename... Entries>
+void Unbind(Entries&... entries) {
+  ((std::construct_at(&entries)), ...);
+}
+
 /// What a host of these options offers, bound anew.
 struct LinkedHost : devhost::Host {
   explicit LinkedHost(devhost::HostOptions hostOptions = {}) : Host(std::move(hostOptions)) {
     rastel::gResolver = &Host::Resolve;
     rastel::rbversion_rbversion = options().version;
-    Forget(rastel::REALnewInstance, rastel::REALSetPropValueString, rastel::REALSetPropValueInteger,
+    Unbind(rastel::REALnewInstance, rastel::REALSetPropValueString, rastel::REALSetPropValueInteger,
            rastel::REALRaiseException, rastel::REALUnlockObject, rastel::REALUnlockString,
            rastel::originalREALBuildString, rastel::REALBuildStringWithEncoding, rastel::REALConvertString,
            rastel::REALSetStringEncoding, rastel::REALGetArrayUBound, rastel::REALGetArrayValueInteger,
            rastel::REALYieldToRB);
+  }
+  explicit LinkedHost(double version, devhost::Names without = {})
+      : LinkedHost({.version = version, .without = std::move(without)}) {}
+
+  /// All calls of `entry` fail.
+  void FailAt(const std::string& entry) {
+    Inject({{.kind = devhost::Fault::Kind::kFails, .entry = entry, .once = false}});
+  }
+
+  /// The first call of each entry, or every one, does what `act` does, which throws.
+  void ThrowAt(const std::vector<std::string>& entries, std::function<void()> act, bool always = false) {
+    std::vector<devhost::Fault> faults;
+    for (const std::string& entry : entries) {
+      faults.push_back({.kind = devhost::Fault::Kind::kThrows, .entry = entry, .once = !always});
+    }
+    Inject(std::move(faults));
+    injection_->onHit = [act = std::move(act)](std::string_view) { act(); };
   }
 
   /// What was raised last.
   static devhost::ExceptionObject* Raised() { return devhost::Entries::State().raised; }
 
  private:
-  template <typename... Entries>
-  static void Forget(Entries&... entries) {
-    ((std::construct_at(&entries)), ...);
+  void Inject(std::vector<devhost::Fault> faults) {
+    injection_ = std::make_unique<devhost::Injection>(*this, std::move(faults));
+    onEntry = std::ref(*injection_);
   }
-};
 
-inline devhost::HostOptions OptionsFor(double version, std::set<std::string, std::less<>> without = {}) {
-  devhost::HostOptions options;
-  options.version = version;
-  options.without = std::move(without);
-  return options;
-}
+  std::unique_ptr<devhost::Injection> injection_;
+};
 
 }  // namespace tests

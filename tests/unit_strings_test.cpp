@@ -1,7 +1,10 @@
 // Host strings in every encoding and on every host, and elements of host arrays.
-#include <cstring>
+#include <algorithm>
+#include <array>
+#include <iterator>
 #include <limits>
 #include <string_view>
+#include <utility>
 
 #include "host/strings.h"
 #include "unit_host.h"
@@ -20,15 +23,10 @@ std::string BytesOfUnits(std::initializer_list<Unit> units) {
 }
 
 /// What a text became.
-struct Made {
-  std::string bytes;
-  std::uint32_t encoding = 0;
-  bool operator==(const Made&) const = default;
-};
+using Made = std::pair<std::string, std::uint32_t>;
 
-Made Make(const std::string& bytes, std::uint32_t encoding) {
-  REALstringStruct* made =
-      REALBuildUnicodeString(bytes.data(), static_cast<std::int64_t>(bytes.size()), encoding);
+Made Make(std::string_view bytes, std::uint32_t encoding) {
+  REALstringStruct* made = REALBuildUnicodeString(bytes.data(), std::ssize(bytes), encoding);
   if (made == nullptr) {
     return {"(null)", 0};
   }
@@ -38,20 +36,18 @@ Made Make(const std::string& bytes, std::uint32_t encoding) {
   return result;
 }
 
-std::vector<std::string> EntriesOf(const devhost::Host& host) {
-  std::vector<std::string> entries;
-  for (const auto& call : host.trace) {
-    entries.push_back(call.entry);
-  }
-  return entries;
-}
-
 using Route = std::vector<std::string>;
 const Route kPlain = {"REALBuildString", "REALSetStringEncoding", "REALUnlockString"};
 const Route kOldConversion = {"REALBuildString", "REALSetStringEncoding", "REALConvertString",
                               "REALUnlockString", "REALUnlockString"};
 const Route kNewConversion = {"REALBuildStringWithEncoding", "REALConvertString", "REALUnlockString",
                               "REALUnlockString"};
+
+Route RouteOf(const devhost::Host& host) {
+  Route entries;
+  std::ranges::transform(host.trace, std::back_inserter(entries), &devhost::TracedCall::entry);
+  return entries;
+}
 
 struct Text {
   double version;
@@ -82,17 +78,16 @@ TEST(Strings, TakeTheRouteOfEncodingAndHost) {
                            {2012.5, utf32, kUtf32, emojiAndMore, kUtf8, kNewConversion},
                            {2011.9, utf32, kUtf32, emojiAndMore, kUtf8, kOldConversion}}) {
     SCOPED_TRACE(testing::Message() << text.version << ", encoding " << text.encoding);
-    LinkedHost host(OptionsFor(text.version));
+    LinkedHost host(text.version);
     const NothingLost watch(host);
-    EXPECT_EQ((Made{std::string(text.madeBytes), text.madeEncoding}),
-              Make(std::string(text.bytes), text.encoding));
-    EXPECT_EQ(text.route, EntriesOf(host));
+    EXPECT_EQ(Made(text.madeBytes, text.madeEncoding), Make(text.bytes, text.encoding));
+    EXPECT_EQ(text.route, RouteOf(host));
   }
 }
 
 TEST(Strings, TellTheHostWhichUnitsTheyAre) {
   for (const double version : {2012.5, 2013.0}) {
-    LinkedHost host(OptionsFor(version));
+    LinkedHost host(version);
     Make(BytesOfUnits<char32_t>({U'\U0001F600', U'B'}), kUtf32);
     const bool isDirect = version == 2013.0;
     EXPECT_EQ((std::vector<std::string>{"address", isDirect ? "8" : "6",
@@ -102,7 +97,7 @@ TEST(Strings, TellTheHostWhichUnitsTheyAre) {
 }
 
 TEST(Strings, DropSurrogatesOfUtf32AndReplaceWhatIsNoCharacter) {
-  LinkedHost host(OptionsFor(2012.5));
+  LinkedHost host(2012.5);
   const NothingLost watch(host);
   const std::string bytes =
       BytesOfUnits<char32_t>({U'a', 0xD800, 0xDFFF, 0xD7FF, 0xE000, 0x10FFFF, 0x110000, 0xFFFFFFFF, U'b'});
@@ -112,11 +107,11 @@ TEST(Strings, DropSurrogatesOfUtf32AndReplaceWhatIsNoCharacter) {
       kUtf8};
   EXPECT_EQ(expected, Make(bytes, kUtf32));
   EXPECT_EQ(expected, Make(bytes + "xyz", kUtf32)) << "a rest below four bytes";
-  EXPECT_EQ("", Make("xyz", kUtf32).bytes) << "no code point at all";
+  EXPECT_EQ("", Make("xyz", kUtf32).first) << "no code point at all";
 }
 
 TEST(Strings, HoldTwoUnitsForEveryCodePoint) {
-  LinkedHost host(OptionsFor(2011.0));
+  LinkedHost host(2011.0);
   const NothingLost watch(host);
   for (const std::size_t count : {1U, 198U, 199U, 200U, 201U, 1000U, 5000U}) {
     SCOPED_TRACE(count);
@@ -125,20 +120,13 @@ TEST(Strings, HoldTwoUnitsForEveryCodePoint) {
       bytes += BytesOfUnits<char32_t>({U'\U00010000'});
       expected += "\xF0\x90\x80\x80";
     }
-    const bool isShort = count < 200;  // such texts need no memory
-    const FailingCallocs failing(isShort ? 0 : 2);
-    EXPECT_EQ(expected, Make(bytes, kUtf32).bytes);
-    EXPECT_EQ(expected, Make(bytes + "xyz", kUtf32).bytes);
-    EXPECT_TRUE(isShort || LargestCallocBytes() == (2 * count + 1) * sizeof(char16_t));
+    const bool needsMemory = count >= 200;
+    const FailingCallocs failing(needsMemory ? 2 : 0);
+    EXPECT_EQ(expected, Make(bytes, kUtf32).first);
+    EXPECT_EQ(expected, Make(bytes + "xyz", kUtf32).first);
+    EXPECT_EQ(needsMemory ? (2 * count + 1) * sizeof(char16_t) : 0U, LargestCallocBytes());
+    EXPECT_EQ(needsMemory ? "(null)" : expected, Make(bytes, kUtf32).first);
   }
-}
-
-TEST(Strings, AreNullWithoutMemoryForTheUnits) {
-  LinkedHost host(OptionsFor(2011.0));
-  const NothingLost watch(host);
-  const std::string bytes(4 * 200, 0);
-  const FailingCallocs failing(0);
-  EXPECT_EQ(nullptr, REALBuildUnicodeString(bytes.data(), static_cast<std::int64_t>(bytes.size()), kUtf32));
 }
 
 TEST(Strings, AreNullForNoText) {
@@ -150,26 +138,18 @@ TEST(Strings, AreNullForNoText) {
     EXPECT_EQ(nullptr, REALBuildUnicodeString("text", length, kAscii)) << length;
   }
   EXPECT_TRUE(host.trace.empty());
-}
-
-TEST(Strings, ReachTheHostUpToTheGreatestLength) {
-  LinkedHost host;
-  host.onEntry = [](std::string_view) { return devhost::Reaction::kFail; };
-  // Nothing of the text is read unless its encoding has to be found out.
-  EXPECT_EQ(nullptr, REALBuildUnicodeString("text", 0x7FFFFFFF, kUtf8));
-  EXPECT_EQ((Route{"REALBuildString"}), EntriesOf(host));
+  // A text as long as can be reaches the host. Nothing of it is read unless its encoding has to be found out.
+  host.FailAt("REALBuildString");
+  EXPECT_EQ(nullptr, REALBuildUnicodeString("text", kTooLong - 1, kUtf8));
+  EXPECT_EQ((Route{"REALBuildString"}), RouteOf(host));
 }
 
 TEST(Strings, LetExceptionsPassWhereTheyGiveBackTheUnconverted) {
   const std::string units = BytesOfUnits<char16_t>({u'A', u'B'});
   for (const double version : {2011.0, 2013.04}) {
-    LinkedHost host(OptionsFor(version));
+    LinkedHost host(version);
     const NothingLost watch(host);
-    bool isFirst = true;
-    host.onEntry = [&](std::string_view entry) {
-      return entry == "REALUnlockString" && std::exchange(isFirst, false) ? throw std::exception()
-                                                                          : devhost::Reaction::kAct;
-    };
+    host.ThrowAt({"REALUnlockString"}, [] { throw std::exception(); });
     EXPECT_THROW(rastel::BuildUnicodeStringUnguarded(units.data(), 4, kUtf16), std::exception);
   }
 }
@@ -190,52 +170,38 @@ TEST(Strings, AreNullOrPlainWhereTheHostLacksEntries) {
                            {2011.0, "REALBuildString", kUtf16, "(null)"},
                            {2011.0, "REALConvertString", kUtf16, "(null)"}}) {
     SCOPED_TRACE(testing::Message() << lack.version << " without " << lack.entry);
-    LinkedHost host(OptionsFor(lack.version, {lack.entry}));
+    LinkedHost host(lack.version, {lack.entry});
     const NothingLost watch(host);
-    EXPECT_EQ((Made{std::string(lack.madeBytes), 0}), Make(units, lack.encoding));
+    EXPECT_EQ(Made(lack.madeBytes, 0), Make(units, lack.encoding));
   }
 }
 
-TEST(Arrays, AreReadInTheStorageOfTheHost) {
+void ExpectRaised(const char* message) {
+  ASSERT_NE(nullptr, LinkedHost::Raised());
+  EXPECT_EQ("OutOfBoundsException", LinkedHost::Raised()->className);
+  EXPECT_EQ(message, *LinkedHost::Raised()->message);
+}
+
+TEST(Arrays, AreReadInTheStorageOfTheHostOrThroughTheGetter) {
   for (const double version : {2007.9, 2008.0, 2015.9, 2016.0}) {
     SCOPED_TRACE(version);
-    LinkedHost host(OptionsFor(version));
+    LinkedHost host(version);
     const auto array = host.NewIntegerArray({5, -7, 1 << 30});
-    for (const std::int32_t i : {0, 1, 2}) {
-      EXPECT_EQ((std::vector{5, -7, 1 << 30})[static_cast<std::size_t>(i)],
-                rastel::REALGetArrayInt(array.get(), i));
-    }
+    const auto element = [&](std::int32_t index) { return rastel::REALGetArrayInt(array.get(), index); };
+    EXPECT_EQ((std::array{5, -7, 1 << 30}), (std::array{element(0), element(1), element(2)}));
     EXPECT_EQ(version < 2016.0 ? 0 : 3, CountCalls(host, "PluginIntegerArrayGetProc"));
     EXPECT_EQ(0, rastel::REALGetArrayInt(nullptr, 7));
     EXPECT_EQ(nullptr, LinkedHost::Raised());
-  }
-}
-
-TEST(Arrays, AreReadThroughTheGetterWhenTheyHaveNoStorage) {
-  for (const double version : {2007.9, 2015.9}) {
-    LinkedHost host(OptionsFor(version));
-    const auto array = host.NewIntegerArray({5, 6});
-    (version < 2008.0 ? array->before2008.elements : array->before2016.elements) = nullptr;
-    EXPECT_EQ(6, rastel::REALGetArrayInt(array.get(), 1));
-    host.onEntry = [](std::string_view entry) {
-      return entry == "PluginIntegerArrayGetProc" ? devhost::Reaction::kFail : devhost::Reaction::kAct;
-    };
-    EXPECT_EQ(0, rastel::REALGetArrayInt(array.get(), 1));
-  }
-}
-
-TEST(Arrays, RaiseForIndicesOutside) {
-  for (const double version : {2007.9, 2015.9, 2016.0}) {
-    LinkedHost host(OptionsFor(version));
-    const auto array = host.NewIntegerArray({5, 6, 7});
-    EXPECT_EQ(0, rastel::REALGetArrayInt(array.get(), 3));
-    ASSERT_NE(nullptr, LinkedHost::Raised());
-    EXPECT_EQ("OutOfBoundsException", LinkedHost::Raised()->className);
-    EXPECT_EQ("Parameter index  is too big. Range is 0 to 2, but value is 3.",
-              *LinkedHost::Raised()->message);
-    EXPECT_EQ(0, rastel::REALGetArrayInt(array.get(), -1));
-    EXPECT_EQ("Parameter index  is too small. Range is 0 to 2, but value is -1.",
-              *LinkedHost::Raised()->message);
+    EXPECT_EQ(0, element(3));
+    ExpectRaised("Parameter index  is too big. Range is 0 to 2, but value is 3.");
+    EXPECT_EQ(0, element(-1));
+    ExpectRaised("Parameter index  is too small. Range is 0 to 2, but value is -1.");
+    if (version < 2016.0) {
+      (version < 2008.0 ? array->before2008.elements : array->before2016.elements) = nullptr;
+    }
+    EXPECT_EQ(-7, element(1));
+    host.FailAt("PluginIntegerArrayGetProc");
+    EXPECT_EQ(0, element(1));
   }
 }
 
