@@ -17,12 +17,14 @@
 
 #include "abi/records.h"
 
+using Pixels = std::array<std::uint8_t, 18>;  // 3 × 2
+
 struct REALmemoryBlockStruct {
-  std::array<std::uint8_t, 18> bytes;
+  Pixels bytes;
 };
 
 struct REALpictureStruct {
-  std::array<std::uint8_t, 24> pixels;  // 3 × 2
+  std::array<std::uint8_t, 24> pixels;
   std::array<std::uint8_t*, 2> rows;
   BitmapRecord bitmap;
 };
@@ -33,29 +35,27 @@ extern "C" std::int16_t FSFindFolder(std::int16_t, std::uint32_t, std::uint8_t, 
 }
 #endif
 
-std::atomic<std::chrono::hours> extraUptime;
+thread_local std::chrono::hours extraUptime{0};
 
 /// The clock that the plug-in takes where there is none of the platform, on a system that is up for longer.
 std::chrono::steady_clock::time_point std::chrono::steady_clock::now() noexcept {
   timespec now = {};
   clock_gettime(CLOCK_MONOTONIC, &now);
-  return time_point(seconds(now.tv_sec) + nanoseconds(now.tv_nsec) + extraUptime.load());
+  return time_point(seconds(now.tv_sec) + nanoseconds(now.tv_nsec) + extraUptime);
 }
 
 namespace {
 
-constexpr std::array<std::uint8_t, 18> kPixels = {1,  2,  3,  40, 50, 60, 7,  8,  9,
-                                                  10, 20, 30, 4,  5,  6,  70, 80, 255};
+constexpr Pixels kPixels = {1, 2, 3, 40, 50, 60, 7, 8, 9, 10, 20, 30, 4, 5, 6, 70, 80, 255};
 constexpr std::array<std::uint8_t, 24> kInPicture = {3,  2,  1,  0, 60, 50, 40, 0, 9,   8,  7,  0,
                                                      30, 20, 10, 0, 6,  5,  4,  0, 255, 80, 70, 0};
 
-// Of each thread.
 thread_local REALpictureStruct onlyPicture;
-thread_local int references = 0;
-thread_local int locks = 0;
+thread_local int held = 0;  // references and locks
 thread_local int yields = 0;
 
 bool isDesktop = false;
+std::atomic<int> failures = 0;
 
 struct Registered {
   std::map<std::string_view, void*> functions;
@@ -63,64 +63,12 @@ struct Registered {
 };
 Registered& registered = *new Registered;  // never destroyed, as what is registered never is
 
-REALpictureStruct* NewPicture(std::int32_t width, std::int32_t height, std::int32_t) {
-  onlyPicture.pixels.fill(0xEE);
-  onlyPicture.rows = {&onlyPicture.pixels[0], &onlyPicture.pixels[12]};
-  onlyPicture.bitmap.width = width;
-  onlyPicture.bitmap.height = height;
-  onlyPicture.bitmap.word1806 = 1;
-  onlyPicture.bitmap.rowTable = onlyPicture.rows.data();
-  references = 1;
-  return &onlyPicture;
-}
-
-Boolean LockBitmap(REALpictureStruct* picture, REALpictureDescription* description, std::int32_t type) {
-  *description = {type, &picture->bitmap, picture->bitmap.width, picture->bitmap.height, 0, 0, nullptr};
-  ++locks;
-  return 1;
-}
-
-void LockWorld(REALpictureStruct* picture, REALpictureDescription* description) {
-  *description = {kLegacyWorldDescription, picture, 3, 2, 0, 0, nullptr};
-  ++locks;
-}
-
-void Unlock(REALpictureStruct*) {
-  --locks;
-}
-
-void AddReference(REALobjectStruct*) {
-  ++references;
-}
-
-void DropReference(REALobjectStruct*) {
-  --references;
-}
-
-void* BlockAddress(REALmemoryBlockStruct* block) {
-  return block->bytes.data();
-}
-
-void Yield() {
-  ++yields;
-}
-
-void IgnoreVersion(std::int32_t) {}
-
-const void* FindClass(const char* name) {
-  return std::strcmp(name, isDesktop ? "Application" : "ConsoleApplication") == 0 ? name : nullptr;
-}
-
 template <typename Row>
 void Keep(const Row& row) {
   const std::string_view declaration = row.declaration;
   if (declaration.find("(dest as") == std::string_view::npos) {
     registered.functions.try_emplace(declaration.substr(0, declaration.find('(')), row.function);
   }
-}
-
-void RegisterMethod(REALmethodDefinition* method) {
-  Keep(*method);
 }
 
 void RegisterClass(REALclassDefinition* definition) {
@@ -131,44 +79,61 @@ void RegisterClass(REALclassDefinition* definition) {
   }
 }
 
+REALpictureStruct* NewPicture(std::int32_t width, std::int32_t height, std::int32_t) {
+  onlyPicture.pixels.fill(0xEE);
+  onlyPicture.rows = {&onlyPicture.pixels[0], &onlyPicture.pixels[12]};
+  onlyPicture.bitmap.width = width;
+  onlyPicture.bitmap.height = height;
+  onlyPicture.bitmap.word1806 = 1;
+  onlyPicture.bitmap.rowTable = onlyPicture.rows.data();
+  ++held;
+  return &onlyPicture;
+}
+
+Boolean LockBitmap(REALpictureStruct* picture, REALpictureDescription* description, std::int32_t type) {
+  *description = {type, &picture->bitmap, picture->bitmap.width, picture->bitmap.height, 0, 0, nullptr};
+  ++held;
+  return 1;
+}
+
+void LockWorld(REALpictureStruct* picture, REALpictureDescription* description) {
+  *description = {kLegacyWorldDescription, picture, 3, 2, 0, 0, nullptr};
+  ++held;
+}
+
+const void* FindClass(const char* name) {
+  return std::strcmp(name, isDesktop ? "Application" : "ConsoleApplication") == 0 ? name : nullptr;
+}
+
+/// A function without a state of its own, as an address.
 template <typename Function>
-void* Address(Function* function) {
-  return reinterpret_cast<void*>(function);
+void* Address(Function function) {
+  return reinterpret_cast<void*>(+function);
 }
 
 void* Resolve(const char* name) {
   static const std::map<std::string_view, void*> entries = {
-      {"RegisterPluginVersion", Address(IgnoreVersion)},
-      {"PluginRegisterMethod", Address(RegisterMethod)},
+      {"PluginRegisterMethod", Address([](REALmethodDefinition* method) { Keep(*method); })},
       {"PluginRegisterClassExtension", Address(RegisterClass)},
       {"pluginObjectType", Address(FindClass)},
       {"newPicture", Address(NewPicture)},
       {"lockPictureDescription", Address(LockWorld)},
       {"REALLockPictureDescription", Address(LockBitmap)},
-      {"unlockPictureDescription", Address(Unlock)},
-      {"REALLockObject", Address(AddReference)},
-      {"REALUnlockObject", Address(DropReference)},
-      {"memoryBlockGetPtr", Address(BlockAddress)},
-      {"REALYieldToRB", Address(Yield)}};
+      {"unlockPictureDescription", Address([](REALpictureStruct*) { --held; })},
+      {"REALLockObject", Address([](REALobjectStruct*) { ++held; })},
+      {"REALUnlockObject", Address([](REALobjectStruct*) { --held; })},
+      {"memoryBlockGetPtr",
+       Address([](REALmemoryBlockStruct* block) -> void* { return block->bytes.data(); })},
+      {"REALYieldToRB", Address([] { ++yields; })}};
   const auto entry = entries.find(name);
   return entry == entries.end() ? nullptr : entry->second;
 }
 
-/// Loads the plug-in and gives its library.
-void* Load(const char* path) {
-  registered.functions.clear();
-  void* library = dlopen(path, RTLD_NOW);
-  if (library != nullptr) {
-    const auto load = reinterpret_cast<void (*)(Resolver)>(dlsym(library, "REALPluginMain"));
-    load(nullptr);  // nothing can be looked up: nothing happens
-    load(Resolve);
+void Expect(bool holds, const char* what) {
+  if (!holds) {
+    std::fprintf(stderr, "not so: %s\n", what);
+    ++failures;
   }
-  return library;
-}
-
-int Fail(const char* what) {
-  std::fprintf(stderr, "%s\n", what);
-  return 1;
 }
 
 REALpictureStruct* MakePicture() {
@@ -178,82 +143,62 @@ REALpictureStruct* MakePicture() {
   return reinterpret_cast<ToPicture>(method)(&block, 0, 3, 2);
 }
 
-Boolean ReadPicture(REALmemoryBlockStruct& block, std::int32_t yield) {
+/// Copies the pixels back, and gives how often the copy yielded.
+int YieldsOfCopy(std::int32_t yield) {
   using ToBlock = Boolean (*)(REALpictureStruct*, REALmemoryBlockStruct*, std::int32_t, std::int32_t,
                               std::int32_t, std::int32_t, std::int32_t);
   void* method = registered.functions.at("CopyRGBtoMemoryblockKVZ");
-  return reinterpret_cast<ToBlock>(method)(&onlyPicture, &block, 0, 0, -1, yield, 0);
-}
-
-/// How often a copy yields at an interval of that part of the ticks that the machine has run.
-int YieldsAtPartOfTime(double part) {
-  const std::chrono::duration<double, std::ratio<1, 60>> now =
-      std::chrono::steady_clock::now().time_since_epoch();
   REALmemoryBlockStruct block{};
   yields = 0;
-  ReadPicture(block, static_cast<std::int32_t>(now.count() * part));
+  const Boolean isCopied = reinterpret_cast<ToBlock>(method)(&onlyPicture, &block, 0, 0, -1, yield, 0);
+  Expect(isCopied != 0 && block.bytes == kPixels, "the pixels come back");
   return yields;
 }
 
-int CheckConsole() {
-  if (MakePicture() != &onlyPicture || onlyPicture.pixels != kInPicture) {
-    return Fail("the pixels did not get into the picture");
-  }
-  if (YieldsAtPartOfTime(0.99) != 1 || YieldsAtPartOfTime(1.01) != 0) {
-    return Fail("the clock does not count 1/60 s since the start of the machine");
-  }
-  for (const std::int32_t yield : {1, -1}) {
-    REALmemoryBlockStruct block{};
-    yields = 0;
-    if (ReadPicture(block, yield) == 0 || block.bytes != kPixels) {
-      return Fail("the pixels did not come back");
-    }
-    if (yields < 1) {
-      return Fail("the clock stands still");
-    }
-  }
+/// The ticks that the machine has run, times `factor`.
+std::int32_t Ticks(double factor) {
+  const std::chrono::duration<double, std::ratio<1, 60>> now =
+      std::chrono::steady_clock::now().time_since_epoch();
+  return static_cast<std::int32_t>(now.count() * factor);
+}
+
+void CheckConsole() {
+  Expect(MakePicture() == &onlyPicture && onlyPicture.pixels == kInPicture,
+         "the pixels get into the picture");
+  Expect(YieldsOfCopy(Ticks(0.99)) == 1 && YieldsOfCopy(Ticks(1.01)) == 0,
+         "the clock counts 1/60 s since the start of the machine");
+  Expect(YieldsOfCopy(1) > 0 && YieldsOfCopy(-1) > 0, "both clocks run");
   extraUptime = std::chrono::hours(25 * 24);  // more milliseconds than an integer holds
-  REALmemoryBlockStruct block{};
-  yields = 0;
-  ReadPicture(block, -1);
-  if (yields < 1) {
-    return Fail("the clock does not yield any more after 25 days");
-  }
-  return references == 1 && locks == 0 ? 0 : Fail("a lock or a reference is left");
+  Expect(YieldsOfCopy(-1) > 0, "the clock runs after 25 days");
+  Expect(held == 1, "nothing is held but the picture");
 }
 
-int CheckDesktop() {
-  if (MakePicture() != nullptr) {
-    return Fail("a legacy world was written without its framework");
-  }
-  return references == 0 && locks == 0 ? 0 : Fail("a lock or a reference is left on the desktop");
-}
-
-/// Runs the check on two threads at once, which both find everything for the first time.
-int CheckTwice(int (*check)()) {
-  std::array<int, 2> statuses{};
-  std::thread other([&] { statuses[0] = check(); });
-  statuses[1] = check();
-  other.join();
-  return statuses[0] + statuses[1];
+void CheckDesktop() {
+  held = 0;
+  Expect(MakePicture() == nullptr, "no legacy world is written without its framework");
+  Expect(held == 0, "nothing is held on the desktop");
 }
 
 }  // namespace
 
 int main(int, char** arguments) {
-  if (dlsym(RTLD_DEFAULT, "TickCount") != nullptr) {
-    return Fail("the process has a clock of the platform");
-  }
-  for (const bool desktop : {false, true}) {
-    isDesktop = desktop;
-    void* library = Load(arguments[1]);
-    if (library == nullptr || registered.functions.empty()) {
-      return Fail("the plug-in cannot be loaded");
-    }
-    if (CheckTwice(desktop ? CheckDesktop : CheckConsole) != 0) {
+  Expect(dlsym(RTLD_DEFAULT, "TickCount") == nullptr, "the process has no clock of the platform");
+  for (const auto check : {CheckConsole, CheckDesktop}) {
+    isDesktop = check == CheckDesktop;
+    registered.functions.clear();
+    void* library = dlopen(arguments[1], RTLD_NOW);
+    if (library == nullptr) {
+      std::fprintf(stderr, "%s\n", dlerror());
       return 1;
     }
+    const auto load = reinterpret_cast<void (*)(Resolver)>(dlsym(library, "REALPluginMain"));
+    load(nullptr);  // nothing can be looked up: nothing happens
+    load(Resolve);
+    // On two threads at once, which both find everything for the first time.
+    std::thread other(check);
+    check();
+    other.join();
     dlclose(library);
   }
-  return 0;
+  return failures == 0 ? 0 : 1;
 }
