@@ -1,5 +1,5 @@
-// The grammar of a method declaration in the host's language, for the plug-in's compiler (which holds every
-// declaration against its function's type) and for a host (which picks overloads and fills in defaults).
+// Parses method declarations in the host's language. The compiler compares those of the plug-in with the
+// types of their functions; a host picks overloads and fills in default values.
 #pragma once
 
 #include <array>
@@ -45,7 +45,7 @@ constexpr char Lower(char c) {
   return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
 }
 
-/// Names in the host's language do not depend on case.
+/// True if the names are the same but for upper and lower case, as the host's language has it.
 constexpr bool SameName(std::string_view a, std::string_view b) {
   if (a.size() != b.size()) {
     return false;
@@ -87,7 +87,7 @@ constexpr std::optional<HostType> TypeNamed(std::string_view name) {
   return std::nullopt;
 }
 
-/// Removes the word `word` and the blank behind it from the front of `text`; false if it is not there.
+/// Removes `word` and the blanks behind it from the front of `text`. False if `text` does not begin so.
 constexpr bool TakeWord(std::string_view& text, std::string_view word) {
   if (text.size() <= word.size() || text[word.size()] != ' ' ||
       !SameName(text.substr(0, word.size()), word)) {
@@ -97,7 +97,7 @@ constexpr bool TakeWord(std::string_view& text, std::string_view word) {
   return true;
 }
 
-/// "[extends|assigns] name[()] as type [= default]", or nothing if `text` is not that.
+/// Parses "[extends|assigns] name[()] as type [= default]", or gives nothing if `text` is not that.
 constexpr std::optional<Parameter> ParseParameter(std::string_view text) {
   Parameter parameter;
   text = Trim(text);
@@ -113,7 +113,7 @@ constexpr std::optional<Parameter> ParseParameter(std::string_view text) {
   parameter.name = text.substr(0, text.find(' '));
   text = Trim(text.substr(parameter.name.size()));
   if (!TakeWord(text, "as")) {
-    // An assigned value without a type of its own: "assigns value".
+    // Nor is a value without a type, "assigns value", parsed.
     return std::nullopt;
   }
   const auto type = TypeNamed(text);
@@ -131,7 +131,7 @@ constexpr std::optional<Parameter> ParseParameter(std::string_view text) {
   return parameter;
 }
 
-/// The end of the parameter list whose first character is at `begin`: the position of its ")".
+/// Gives the position of the ")" that ends the parameter list from `begin` on, or npos.
 constexpr std::size_t EndOfList(std::string_view text, std::size_t begin) {
   int depth = 1;
   for (std::size_t i = begin; i < text.size(); ++i) {
@@ -178,6 +178,7 @@ constexpr std::optional<Declaration> ParseDeclaration(std::string_view text) {
   return declaration;
 }
 
+/// The host type that `T` is in C.
 template <typename T>
 constexpr HostType kHostTypeOf = [] { static_assert(sizeof(T) == 0, "not a type of the host"); }();
 template <>
@@ -193,7 +194,7 @@ inline constexpr HostType kHostTypeOf<REALmemoryBlockStruct*> = HostType::kMemor
 template <>
 inline constexpr HostType kHostTypeOf<_REALarrayInteger*> = HostType::kIntegerArray;
 
-/// True if a function of result `Result` and arguments `Arguments` is what `text` declares.
+/// True if `text` declares a function with this result and these arguments.
 template <typename Result, typename... Arguments>
 constexpr bool Declares(std::string_view text) {
   const auto declaration = ParseDeclaration(text);

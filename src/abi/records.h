@@ -1,7 +1,7 @@
 // The host's handles and records: the binary interface that the plug-in and every host share.
 //
-// In a 32-bit build every field is one 32-bit word, so each record has the size and the offsets that the
-// host counts in words. In a 64-bit build pointers and HostWords widen to 8 bytes and nothing else changes.
+// In a 32-bit build every field is a word of 32 bits, and each record has the size and the offsets that the
+// host counts in words. In a 64-bit build pointers and HostWords have 8 bytes; nothing else is different.
 #pragma once
 
 #include <cstddef>
@@ -18,7 +18,7 @@ struct _REALarrayInteger;  // NOLINT(bugprone-reserved-identifier): the host's n
 /// The host's boolean: non-zero is true.
 using Boolean = signed char;
 
-/// A word whose meaning is the host's own.
+/// A word that only the host understands.
 using HostWord = std::uintptr_t;
 
 /// Gives the address of a host entry, or null. `entryName` is NUL-terminated.
@@ -114,12 +114,12 @@ inline constexpr std::int32_t kBitmapDescription = 10;
 
 /// The host's own bitmap: pixels of four bytes (blue, green, red, fourth), rows found through a table.
 struct BitmapRecord {
-  std::int32_t word0;   // 0 in a usable record
+  std::int32_t word0;   // 0, or the record cannot be used
   std::int32_t width;   // pixels
   std::int32_t height;  // rows
   std::int32_t words3to1805[1803];
-  std::uint32_t word1806;   // not 0 in a usable record
-  std::uint8_t** rowTable;  // one row start for each row
+  std::uint32_t word1806;   // not 0, or the record cannot be used
+  std::uint8_t** rowTable;  // the address of each row
 };
 
 /// An integer array object of hosts below 2008.0.
@@ -137,6 +137,8 @@ struct ArrayBefore2016 {
 namespace rastel::abi {
 
 constexpr bool kThirtyTwoBit = sizeof(void*) == 4;
+
+// Words are counted in 32-bit builds alone: other builds pass.
 
 template <typename Record>
 constexpr bool HasWords(std::size_t words) {

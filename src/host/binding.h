@@ -1,4 +1,4 @@
-// The binding rule: how a service that is known by name only becomes something to call.
+// Functions that are found by their names when they are called.
 #pragma once
 
 #include <algorithm>
@@ -7,7 +7,7 @@
 
 namespace rastel {
 
-/// A text as a template argument.
+/// A text that can be a template argument.
 template <std::size_t Size>
 struct FixedText {
   char text[Size];
@@ -16,15 +16,15 @@ struct FixedText {
 };
 
 /// Gives the address of the function called `name`, or null.
-using LookUp = void* (*)(const char* name);
+using Finder = void* (*)(const char* name);
 
-/// A function found by name at its first use and kept. While neither the name nor the fallback (tried at once
-/// when it is not empty) can be found, a call does nothing and gives 0, null or false, and the next call
-/// looks again. Several threads may look it up at once: all store the same address.
-template <LookUp Find, FixedText Name, typename Signature, FixedText Fallback = "">
+/// A function that is found by `Name`, or else by `Fallback` unless that is empty. Once found it is kept. As
+/// long as it is not found, a call does nothing and gives 0, null or false, and the next call looks again.
+/// Several threads may look for it at once: all find the same address.
+template <Finder Find, FixedText Name, typename Signature, FixedText Fallback = "">
 class Bound;
 
-template <LookUp Find, FixedText Name, typename Result, typename... Arguments, FixedText Fallback>
+template <Finder Find, FixedText Name, typename Result, typename... Arguments, FixedText Fallback>
 class Bound<Find, Name, Result(Arguments...), Fallback> {
  public:
   Result operator()(Arguments... arguments) {
@@ -32,7 +32,7 @@ class Bound<Find, Name, Result(Arguments...), Fallback> {
     return function == nullptr ? Result() : function(arguments...);
   }
 
-  /// True if a call reaches a function. Looks it up if it is not bound yet.
+  /// True if there is a function to call. Looks for it if it has not been found yet.
   bool IsAvailable() { return Get() != nullptr; }
 
  private:

@@ -1,5 +1,5 @@
-// Every service of the host, one line each: its entry name, its function type and, where there is one, the
-// second name under which some hosts know it.
+// Every service of the host, one line each: the name of its entry, its type and, if there is one, the name
+// that it has in other hosts.
 #pragma once
 
 #include <cstdint>
@@ -9,10 +9,10 @@
 
 namespace rastel {
 
-/// The host's lookup of entry names; null until the host has loaded the plug-in.
+/// Gives the address of a host entry. Null until the host has called REALPluginMain.
 inline constinit Resolver gResolver = nullptr;
 
-/// The host's version, such as 2013.04; 0.0 when the host does not say.
+/// The host's version, such as 2013.04. 0.0 if the host does not tell it.
 inline constinit double rbversion_rbversion = 0.0;
 
 inline void* FindHostEntry(const char* entryName) {
@@ -22,11 +22,13 @@ inline void* FindHostEntry(const char* entryName) {
 template <FixedText Name, typename Signature, FixedText Fallback = "">
 using HostEntry = Bound<FindHostEntry, Name, Signature, Fallback>;
 
-/// Gives one element of the array it was made for.
+/// Gives an element of the array that the host was asked about.
 using ArrayGetter = std::int32_t (*)(_REALarrayInteger*, std::int32_t index);
 
 // clang-format off
-// Registration.
+// The host's version, registration.
+inline constinit HostEntry<"REALGetRBVersion", double()> REALGetRBVersion;
+inline constinit HostEntry<"RegisterPluginVersion", void(std::int32_t definitionVersion)> RegisterPluginVersion;
 inline constinit HostEntry<"PluginRegisterMethod", void(REALmethodDefinition*)> REALRegisterMethod;
 inline constinit HostEntry<"PluginRegisterClassExtension", void(REALclassDefinition*)> REALRegisterClassExtension;
 inline constinit HostEntry<"PluginRegisterModule", void(REALmoduleDefinition*)> REALRegisterModule;

@@ -2,10 +2,8 @@
 
 #include <algorithm>
 #include <cstdio>
-#include <cstdlib>
 #include <cstring>
 #include <exception>
-#include <memory>
 #include <new>
 #include <stdexcept>
 #include <typeinfo>
@@ -36,8 +34,8 @@ std::int64_t LengthOf(const char* message) {
   return message == nullptr ? 0 : static_cast<std::int64_t>(std::strlen(message));
 }
 
-/// Raises what the string builder failed with. The message is built without the guard: should that fail as
-/// well, it stays null and nothing more is raised.
+/// Like RaiseException, but for errors of the string builder itself. If it throws once more, the message is
+/// null and nothing else is raised.
 void RaiseUnguarded(const char* className, const char* message) {
   REALstringStruct* built = nullptr;
   try {
@@ -68,14 +66,14 @@ void RaiseException(const char* className, const char* message) {
 
 void RaiseOutOfBoundsException(std::int64_t value, std::int64_t count) {
   constexpr std::size_t kSize = 205;
-  const CBuffer<char> message(static_cast<char*>(std::calloc(kSize, 1)));
+  const CBuffer<char> message = NewArray<char>(kSize);
   if (message == nullptr) {
     RaiseException("OutOfBoundsException", "Out of Bounds");
     return;
   }
   const char* format = value < 0 ? "Parameter %s %s%s is too small. Range is %lld to %lld, but value is %lld."
                                  : "Parameter %s %s%s is too big. Range is %lld to %lld, but value is %lld.";
-  // The two empty texts leave two blanks behind "index", as the host's own messages have them.
+  // The empty texts leave two blanks behind "index", as in the host's own messages.
   std::snprintf(message.get(), kSize, format, "index", "", "", 0LL, static_cast<long long>(count - 1),
                 static_cast<long long>(value));
   RaiseException("OutOfBoundsException", message.get());
@@ -95,7 +93,7 @@ void RaiseCurrentException() {
   } catch (const std::underflow_error& error) {
     RaiseUnguarded("OutOfBoundsException", error.what());
   } catch (const std::logic_error& error) {
-    // Also what is a bad_cast or another exception besides: the first clause that fits decides.
+    // Even if it is a bad_cast as well: the first clause that fits is taken.
     RaiseUnguarded("RuntimeException", error.what());
   } catch (const std::runtime_error& error) {
     RaiseUnguarded("RuntimeException", error.what());

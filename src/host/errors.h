@@ -1,5 +1,5 @@
-// How errors reach the application: as host exceptions, raised here and thrown by the host as soon as the
-// plug-in's method has returned.
+// Errors as the application sees them: host exceptions. They are raised here, and the host throws them when
+// the plug-in's method has returned.
 #pragma once
 
 #include <cstdint>
@@ -7,7 +7,7 @@
 
 namespace rastel {
 
-/// A class of host exceptions and the message that goes with it, both NUL-terminated ASCII.
+/// A class of host exceptions and a message, both in ASCII and ended by NUL.
 struct HostError {
   const char* className;
   const char* message;
@@ -31,15 +31,15 @@ struct Check {
 /// Raises the error of the first check that does not hold. True if all hold.
 bool CheckArguments(std::initializer_list<Check> checks);
 
-/// Raises an exception of the class `className`, or a "RuntimeException" if the host has no such class, with
-/// error number 0. `message` may be null: the exception then has a null message. Where the host lacks an
-/// entry that is needed, that step is left out; nothing is raised if no exception object can be made.
+/// Raises an exception of the class `className` with error number 0. If the host has no such class, it is a
+/// "RuntimeException"; without that class nothing is raised. If `message` is null, so is the exception's
+/// message. A host entry that is missing is left out.
 void RaiseException(const char* className, const char* message);
 
-/// Raises an "OutOfBoundsException" which says that index `value` is outside 0 to `count` - 1.
+/// Raises an "OutOfBoundsException" which says that the index `value` is not in 0 to `count` - 1.
 void RaiseOutOfBoundsException(std::int64_t value, std::int64_t count);
 
-/// To be called inside a catch clause: raises the host exception that stands for the one being handled.
+/// Raises a host exception for the C++ exception that is being handled. Only called in a catch clause.
 void RaiseCurrentException();
 
 }  // namespace rastel

@@ -1,15 +1,15 @@
-// Things of the host that are given back on every way out, a passing host exception included.
+// Things of the host that are given back on every way out, even if the host throws.
 #pragma once
 
 #include "host/entries.h"
 
 namespace rastel {
 
-/// Holds one thing that `Return` gives back, or nothing while it is null.
+/// Holds a thing until `Return` gives it back. While the thing is null nothing is held.
 template <typename Thing, void (*Return)(Thing*)>
 class Held {
  public:
-  /// Takes over what the caller holds.
+  /// Takes over a thing that the caller holds, or null.
   explicit Held(Thing* thing) : thing_(thing) {}
   Held(const Held&) = delete;
   Held& operator=(const Held&) = delete;
@@ -18,7 +18,7 @@ class Held {
 
   Thing* Get() const { return thing_; }
 
-  /// Gives the thing back now, where a host exception may still pass.
+  /// Gives the thing back now. A host that throws here may do so: its exception passes.
   void GiveBack() {
     if (thing_ != nullptr) {
       Return(thing_);
@@ -32,7 +32,7 @@ class Held {
     thing_ = thing;
   }
 
-  /// Leaves the thing to the caller.
+  /// Gives the thing to the caller, who then holds it.
   Thing* HandOver() {
     Thing* thing = thing_;
     thing_ = nullptr;

@@ -15,7 +15,7 @@ struct FSRef {
 
 #define RASTEL_WEAK __attribute__((weak, visibility("default")))
 
-// Every CoreFoundation object is a plain address here; the allocator is null, the default one.
+// CoreFoundation objects are untyped addresses here. The allocator is null: the default one.
 extern "C" {
 RASTEL_WEAK std::int16_t FSFindFolder(std::int16_t volume, std::uint32_t type, std::uint8_t create,
                                       FSRef* folder);
@@ -37,10 +37,10 @@ RASTEL_WEAK std::uint64_t AudioConvertHostTimeToNanos(std::uint64_t hostTime);
 namespace rastel {
 namespace {
 
-/// The bundle of the legacy graphics framework once it is loaded.
+/// The bundle of the legacy graphics framework. Null until it is loaded.
 constinit std::atomic<const void*> ApplicationServicesFramework = nullptr;
 
-/// Calls `function`, or gives 0 or null if the process does not supply it.
+/// Calls `function`, or gives 0 or null if the process does not have it.
 template <typename Result, typename... Parameters, typename... Arguments>
 Result CallIfPresent(Result (*function)(Parameters...), Arguments... arguments) {
   return function == nullptr ? Result() : function(arguments...);
@@ -66,7 +66,8 @@ const void* FrameworksFolder() {
   return CallIfPresent(CFURLCreateFromFSRef, nullptr, &folder);
 }
 
-/// Loads a bundle of the system's frameworks folder. Gives null if there is none of that name.
+/// Loads a bundle from the system's frameworks folder. Gives it with one reference for the caller, or null if
+/// there is none of that name.
 const void* LoadFrameworkBundle(const char* frameworkName) {
   const CoreFoundationObject folder(FrameworksFolder());
   if (folder.Get() == nullptr) {

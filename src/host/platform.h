@@ -1,5 +1,5 @@
-// What comes from the platform, if it has it: two clocks and the legacy graphics framework. Each function is
-// a weak symbol that the running process may supply.
+// What the process may have from its platform: two clocks and the legacy graphics framework. Each of their
+// functions is a weak symbol.
 #pragma once
 
 #include <cstdint>
@@ -8,15 +8,15 @@
 
 namespace rastel {
 
-/// 1/60 seconds since some start, from "TickCount" or else from a monotonic clock. Wraps.
+/// The time in ticks of 1/60 second, from "TickCount" or else from a monotonic clock. Wraps.
 std::uint32_t SystemTicks();
 
-/// Nanoseconds since some start, from the audio host time or else from a monotonic clock that begins again
-/// after 2^31 milliseconds (24.8 days), more of which would not fit an integer.
+/// The time in nanoseconds, from the audio host time or else from a monotonic clock. That clock starts again
+/// at 0 every 2^31 milliseconds (24.8 days), so that its milliseconds fit a 32-bit integer.
 std::uint64_t SystemNanoseconds();
 
-/// The address of a function of the legacy graphics framework, or null. Loads the framework first if it is
-/// not loaded yet; a failed load is tried again at the next use.
+/// Gives the address of a function of the legacy graphics framework, or null. Loads the framework if it is
+/// not loaded yet; if that fails, the next call tries again.
 void* FindLegacyFunction(const char* name);
 
 template <FixedText Name, typename Signature>

@@ -1,7 +1,6 @@
 #include "host/strings.h"
 
 #include <algorithm>
-#include <cstdlib>
 #include <cstring>
 #include <span>
 
@@ -13,8 +12,6 @@
 namespace rastel {
 namespace {
 
-constexpr std::int64_t kMostBytes = 0x7FFFFFFF;
-
 bool IsAscii(const void* data, std::int64_t byteLength) {
   const std::span bytes(static_cast<const unsigned char*>(data), static_cast<std::size_t>(byteLength));
   return std::ranges::all_of(bytes, [](unsigned char byte) { return byte < 0x80; });
@@ -24,7 +21,7 @@ bool IsUnspecified(std::uint32_t encoding) {
   return encoding == 0 || encoding == 0x0500 || encoding == 0xFFFF;
 }
 
-/// Makes a string in an encoding that the host is told, and converts it to UTF-8.
+/// Makes a string in `encoding` and converts it to UTF-8.
 REALstringStruct* BuildAndConvert(const void* data, std::int64_t byteLength, std::uint32_t encoding) {
   Reference<REALstringStruct> string(
       REALBuildStringWithEncoding(data, static_cast<std::int32_t>(byteLength), encoding));
@@ -33,8 +30,8 @@ REALstringStruct* BuildAndConvert(const void* data, std::int64_t byteLength, std
   return result.HandOver();
 }
 
-/// Appends a code point as UTF-16 at `units`. Surrogates are dropped; what is no code point becomes U+FFFD.
-/// Gives the position behind what was written: at most two units.
+/// Writes a code point as UTF-16 to `units`, at most two of them. A surrogate is left out, and a value above
+/// 0x10FFFF becomes U+FFFD. Gives the position behind what was written.
 char16_t* AppendUtf16(char16_t* units, std::uint32_t codePoint) {
   if (codePoint >= 0xD800 && codePoint <= 0xDFFF) {
     return units;
@@ -50,7 +47,7 @@ char16_t* AppendUtf16(char16_t* units, std::uint32_t codePoint) {
   return units;
 }
 
-/// The route of hosts that cannot convert UTF-32 themselves.
+/// Makes a UTF-8 string from UTF-32 on hosts that cannot convert that themselves.
 REALstringStruct* BuildFromUtf32(const void* data, std::int64_t byteLength) {
   constexpr std::int64_t kMostBytesOnStack = 799;
   char16_t onStack[(kMostBytesOnStack / 4) * 2 + 1];
@@ -60,8 +57,7 @@ REALstringStruct* BuildFromUtf32(const void* data, std::int64_t byteLength) {
   char16_t* units = onStack;
   if (byteLength > kMostBytesOnStack) {
     // Two units for each code point, and one for the end.
-    const auto mostUnits = static_cast<std::size_t>(codePoints * 2 + 1);
-    onHeap.reset(static_cast<char16_t*>(std::calloc(mostUnits, sizeof(char16_t))));
+    onHeap = NewArray<char16_t>(static_cast<std::uint64_t>(codePoints * 2 + 1));
     if (onHeap == nullptr) {
       return nullptr;
     }
@@ -79,7 +75,7 @@ REALstringStruct* BuildFromUtf32(const void* data, std::int64_t byteLength) {
   return REALBuildUnicodeStringUTF16(units, (end - units) * static_cast<std::int64_t>(sizeof(char16_t)));
 }
 
-/// The address of the elements of an array object of hosts below 2016.0, or null.
+/// Where hosts below 2016.0 have the elements of an array, or null.
 const std::int32_t* ElementsOf(const _REALarrayInteger* array) {
   return rbversion_rbversion < 2008.0 ? reinterpret_cast<const ArrayBefore2008*>(array)->elements
                                       : reinterpret_cast<const ArrayBefore2016*>(array)->elements;

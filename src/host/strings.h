@@ -14,21 +14,21 @@ inline constexpr std::uint32_t kUtf8 = 0x08000100;
 inline constexpr std::uint32_t kUtf32 = 0x0C000100;  // in host byte order
 
 /// Makes a host string from `byteLength` bytes of text in `encoding`. UTF-16 and UTF-32 become UTF-8. Gives a
-/// string with one reference for the caller, or null: for null `data`, for a length outside 1 to 0x7FFFFFFF
-/// (an empty text is null on purpose), or when the host cannot make the string. Whatever is thrown meanwhile
-/// is raised as a host exception, and the result is null.
+/// string with one reference for the caller. Gives null if `data` is null, if `byteLength` is not in 1 to
+/// kMostBytes, or if the host cannot make the string. A C++ exception is raised as a host exception; the
+/// result is null then.
 REALstringStruct* REALBuildUnicodeString(const void* data, std::int64_t byteLength, std::uint32_t encoding);
 
 /// Like REALBuildUnicodeString, but lets exceptions pass.
 REALstringStruct* BuildUnicodeStringUnguarded(const void* data, std::int64_t byteLength,
                                               std::uint32_t encoding);
 
-/// Makes a UTF-8 host string from UTF-16 code units in host byte order. Gives a string with one reference for
-/// the caller, or null. Exceptions pass.
+/// Makes a UTF-8 host string from `byteLength` bytes of UTF-16. Gives a string with one reference for the
+/// caller, or null if the host cannot make it. Exceptions pass.
 REALstringStruct* REALBuildUnicodeStringUTF16(const void* data, std::int64_t byteLength);
 
-/// Element `index` of `array`. A null array, or one whose elements cannot be reached, reads as 0; so does an
-/// index outside the array, for which an "OutOfBoundsException" is raised.
+/// Gives element `index` of `array`. Gives 0 if `array` is null or the host does not tell where its elements
+/// are. For an index outside the array it raises an "OutOfBoundsException" and gives 0.
 std::int32_t REALGetArrayInt(_REALarrayInteger* array, std::int32_t index);
 
 }  // namespace rastel

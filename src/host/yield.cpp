@@ -12,7 +12,7 @@ std::int32_t NowInTicks() {
   return static_cast<std::int32_t>(SystemTicks());
 }
 
-/// A count that does not fit becomes the lowest integer, as the processor's own conversion gives it.
+/// Milliseconds that do not fit become -2147483648, as in the processor's own conversion.
 std::int32_t NowInMilliseconds() {
   const std::uint64_t milliseconds = SystemNanoseconds() / 1'000'000;
   constexpr std::int32_t kHighest = std::numeric_limits<std::int32_t>::max();
@@ -20,7 +20,8 @@ std::int32_t NowInMilliseconds() {
                                                              : static_cast<std::int32_t>(milliseconds);
 }
 
-/// The absolute difference in 32 bits. A difference of -2147483648 keeps its sign and so reaches no interval.
+/// The time between the two, whichever is later. If it wraps to -2147483648 it stays negative: too short for
+/// any interval.
 std::int32_t Elapsed(std::int32_t now, std::int32_t last) {
   const std::uint32_t difference = static_cast<std::uint32_t>(now) - static_cast<std::uint32_t>(last);
   const bool isNegative = static_cast<std::int32_t>(difference) < 0;

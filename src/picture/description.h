@@ -13,13 +13,13 @@ inline void UnlockDescription(REALpictureStruct* picture) {
   REALUnlockPictureDescription(picture);
 }
 
-/// A locked description of a picture.
+/// The lock of a picture whose description is locked.
 using DescriptionLock = Held<REALpictureStruct, UnlockDescription>;
 
-/// Locks `picture` and has it described as a bitmap. False if the host cannot do that.
+/// Locks `picture` and describes it as a bitmap. False if the host cannot do that: nothing is locked then.
 bool LockAsBitmap(REALpictureStruct* picture, REALpictureDescription* description);
 
-/// The bitmap of a description that LockAsBitmap filled, or null if it is not one with a table of rows.
+/// Gives the bitmap of a description that LockAsBitmap has filled, or null if it has no table of rows.
 BitmapRecord* BitmapOf(const REALpictureDescription& description);
 
 /// The integer property `name` of `picture`; 0 if it cannot be read.

@@ -12,13 +12,13 @@
 namespace rastel {
 namespace {
 
-// The kind of host application, learnt once and kept while the library is loaded: only ever set to true. Once
-// IsDesktop is set pictures are never described as bitmaps; once IsConsole is set the legacy framework is
-// never asked. A route that has worked decides as well.
+// The kind of the host's application. It is found out once, or from the first picture that can be opened, and
+// stays while the library is loaded. With IsDesktop no picture is opened as a bitmap, with IsConsole none as
+// a legacy graphics world.
 constinit std::atomic<bool> IsDesktop = false;
 constinit std::atomic<bool> IsConsole = false;
 
-/// Another call may set a flag meanwhile, on another thread or from inside the host's look-up.
+/// Finds out the kind if it is not known. Asks for all three classes, whichever there are.
 void DetectHostKind() {
   if (IsDesktop || IsConsole) {
     return;
@@ -33,7 +33,7 @@ void DetectHostKind() {
   }
 }
 
-/// Asks for the picture's kind in any case; without an answer every picture can be written.
+/// False for the kinds of pictures that cannot be written. All can if the host does not tell the kind.
 bool IsWritable(REALpictureStruct* picture) {
   if (!REALGetPictureType.IsAvailable()) {
     return true;
@@ -56,22 +56,22 @@ PictureEditor::~PictureEditor() {
 }
 
 bool PictureEditor::GetPictureEditor(REALpictureStruct* picture, bool allowCopy, bool forWriting) {
-  return Open(picture, allowCopy, forWriting, false);
+  return Open(picture, allowCopy, forWriting ? Purpose::kWriting : Purpose::kReading);
 }
 
-bool PictureEditor::Open(REALpictureStruct* picture, bool allowCopy, bool forWriting, bool isOpaqueCopy) {
+bool PictureEditor::Open(REALpictureStruct* picture, bool allowCopy, Purpose purpose) {
   CloseEditor();
   if (picture == nullptr) {
     return false;
   }
-  ClearCacheOnClose = forWriting;
+  ClearCacheOnClose = purpose == Purpose::kWriting;
   AllowCopyFlag = allowCopy;
   DetectHostKind();
-  if (!IsWritable(picture) && forWriting) {
+  if (!IsWritable(picture) && purpose == Purpose::kWriting) {
     return false;
   }
   if (!IsConsole) {
-    const Outcome outcome = OpenNative(picture, isOpaqueCopy);
+    const Outcome outcome = OpenNative(picture, purpose);
     if (outcome != Outcome::kUndecided) {
       return outcome == Outcome::kOpened;
     }
@@ -79,17 +79,16 @@ bool PictureEditor::Open(REALpictureStruct* picture, bool allowCopy, bool forWri
   return OpenBitmap(picture);
 }
 
-PictureEditor::Outcome PictureEditor::OpenNative(REALpictureStruct* picture, bool isOpaqueCopy) {
-  // A host that does not describe this picture must not be taken to have done so: not by what an earlier one
-  // left.
+PictureEditor::Outcome PictureEditor::OpenNative(REALpictureStruct* picture, Purpose purpose) {
+  // A host may leave the record as it is: what it said of the picture before must not count for this one.
   PictureDescription = {};
   REALLockPictureDescriptionWithNativeType(picture, &PictureDescription);
   if (PictureDescription.type == kLegacyWorldDescription) {
     IsDesktop = true;
-    return OpenLegacyWorld(picture, isOpaqueCopy);
+    return OpenLegacyWorld(picture, purpose);
   }
-  // The native description is left as it is: hosts expect no unlock of a description of another type.
-  if (!AllowCopyFlag || ClearCacheOnClose || isOpaqueCopy) {
+  // Hosts expect no unlock of a native description of another type.
+  if (!AllowCopyFlag || purpose != Purpose::kReading) {
     return Outcome::kUndecided;
   }
   const std::int32_t width = IntegerProperty(picture, "Width");
@@ -97,14 +96,14 @@ PictureEditor::Outcome PictureEditor::OpenNative(REALpictureStruct* picture, boo
   return OpenOpaqueCopy(picture, width, height, nullptr);
 }
 
-PictureEditor::Outcome PictureEditor::OpenLegacyWorld(REALpictureStruct* picture, bool isOpaqueCopy) {
+PictureEditor::Outcome PictureEditor::OpenLegacyWorld(REALpictureStruct* picture, Purpose purpose) {
   DescriptionLock description(picture);
   void* world = PictureDescription.data;
   void* pixMap = world == nullptr ? nullptr : GetGWorldPixMap(world);
   const std::int16_t depth = pixMap == nullptr ? std::int16_t{0} : GetPixDepth(pixMap);
   if (pixMap != nullptr && depth != 32 && depth != 24) {
     description.GiveBack();
-    return OpenUnsupportedDepth(picture, pixMap, isOpaqueCopy);
+    return OpenUnsupportedDepth(picture, pixMap, purpose);
   }
   PixelLock pixels(pixMap != nullptr && LockPixels(pixMap) != 0 ? pixMap : nullptr);
   char* base = pixels.Get() == nullptr ? nullptr : GetPixBaseAddr(pixMap);
@@ -125,26 +124,24 @@ PictureEditor::Outcome PictureEditor::OpenLegacyWorld(REALpictureStruct* picture
 }
 
 PictureEditor::Outcome PictureEditor::OpenUnsupportedDepth(REALpictureStruct* picture, void* pixMap,
-                                                           bool isOpaqueCopy) {
-  if (ClearCacheOnClose) {
-    return Outcome::kFailed;
-  }
-  if (isOpaqueCopy) {
-    return Outcome::kUndecided;
+                                                           Purpose purpose) {
+  if (purpose != Purpose::kReading) {
+    return purpose == Purpose::kWriting ? Outcome::kFailed : Outcome::kUndecided;
   }
   return OpenOpaqueCopy(picture, PictureDescription.width, PictureDescription.height, pixMap);
 }
 
 PictureEditor::Outcome PictureEditor::OpenOpaqueCopy(REALpictureStruct* picture, std::int32_t width,
-                                                     std::int32_t height, void* staleHandle) {
+                                                     std::int32_t height, void* pixMap) {
   Reference<REALpictureStruct> copy(DuplicatePictureWithoutMaskOrAlpha(picture, width, height));
   if (copy.Get() == nullptr) {
     return Outcome::kUndecided;
   }
-  // The pixel map of the picture itself is unlocked once, although it was never locked, when the copy is
-  // opened: hosts are used to that.
-  PixMapHandle = staleHandle;
-  const bool isOpen = Open(copy.Get(), AllowCopyFlag, false, true);
+  if (pixMap != nullptr) {
+    // Nobody has locked the picture's pixels, but hosts expect this unlock.
+    UnlockPixels(pixMap);
+  }
+  const bool isOpen = Open(copy.Get(), AllowCopyFlag, Purpose::kReadingCopy);
   copy.GiveBack();
   return isOpen ? Outcome::kOpened : Outcome::kFailed;
 }

@@ -1,4 +1,4 @@
-// A picture's pixels: found, locked, walked row by row, and released.
+// Access to a picture's pixels: finds and locks them, steps from row to row, and releases them.
 #pragma once
 
 #include <cstddef>
@@ -13,13 +13,13 @@ namespace rastel {
 
 /// Rows that can be converted at once.
 struct RowRun {
-  pixels::Places<std::uint8_t> starts;
-  std::int32_t count;
+  pixels::Places<std::uint8_t> starts;  // of each row
+  std::int32_t count;                   // at least 1
 };
 
-/// The one object through which pixels are reached. Lives on the stack of one method's call. While it is open
-/// it holds one reference to the picture and the locks that its pixels need; its destructor gives them back,
-/// and a host that throws there ends the process. The fields are read by everyone and written here alone.
+/// What a method reaches pixels with. It lives on the stack during one call of the method. While it is open
+/// it holds one reference to the picture and the locks of its pixels. The destructor gives them back; a host
+/// that throws meanwhile ends the process. Everyone may read the fields; only this class writes them.
 class PictureEditor {
  public:
   PictureEditor() = default;
@@ -27,52 +27,59 @@ class PictureEditor {
   PictureEditor& operator=(const PictureEditor&) = delete;
   virtual ~PictureEditor();
 
-  /// Closes what is open and opens `picture`. A picture that cannot be described is read through an opaque
-  /// copy if `allowCopy` is true and `forWriting` is not. False if the pixels cannot be had: the editor is
-  /// closed then. Raises nothing; host exceptions pass, with everything released.
+  /// Closes what is open and opens `picture`, which may be null. With `allowCopy` and without `forWriting`, a
+  /// picture whose pixels cannot be locked is copied, and the copy is opened instead. False if there are no
+  /// pixels: the editor is closed then. No host exception is raised. If the host throws, everything is
+  /// released.
   bool GetPictureEditor(REALpictureStruct* picture, bool allowCopy, bool forWriting);
 
-  /// Gives the finished picture, with one reference for the caller, or null if the editor holds neither a
-  /// picture nor a buffer. Closes the editor.
+  /// Closes the editor and gives its picture, or else a picture made from the buffer of its description, with
+  /// one reference for the caller. Null if it has neither.
   REALpictureStruct* RenderPictureWriter();
 
-  /// Steps to the next row; after the last one, and from then on, that is row 0 again.
+  /// Steps to the next row. After the last row it is row 0, however often it steps.
   void NextRow();
 
-  /// At most `most` (at least 1) rows from the current one on. A table says where they begin only if they are
-  /// not equally spaced. Behind the last row there is only row 0, as often as wanted.
+  /// Gives up to `most` rows (at least 1) from the current one on, and does not step. They come as a table
+  /// only if they are not equally far apart. After the last row all of them are row 0.
   RowRun PeekRows(std::int32_t most) const;
 
-  /// Steps `count` (at least 0) rows on, as that many calls of NextRow do.
+  /// Steps `count` rows on (at least 0), like as many calls of NextRow.
   void SkipRows(std::int32_t count);
 
-  std::int32_t RowBytes = 0;       // from one row to the next; informative for pixel type 8
+  /// Bytes from one row to the next. With pixel type 8 the rows are found by `RowTable` instead.
+  std::int32_t RowBytes = 0;
   std::int32_t Width = 0;          // pixels
   std::int32_t Height = 0;         // rows
   std::int32_t BytesPerPixel = 0;  // 3 or 4
+  /// Always 0. The host's code knows a field of this name; nobody reads it here.
   std::int32_t SpareWord = 0;
   const PixelTypeTraits* PixelType = nullptr;  // null while nothing has been opened
-  std::uint8_t* RowPtr = nullptr;           // the current row
+  std::uint8_t* RowPtr = nullptr;              // the current row
   REALpictureDescription PictureDescription{};
   std::uint8_t* BaseAddress = nullptr;  // row 0
+  /// Always 0, likewise.
   std::int32_t ColumnIndex = 0;
   std::int32_t RowIndex = 0;             // number of the current row
   REALpictureStruct* Picture = nullptr;  // null while nothing is open
-  void* PixMapHandle = nullptr;          // the pixel map of a legacy graphics world
+  void* PixMapHandle = nullptr;          // the locked pixel map of a legacy graphics world, or null
   std::uint8_t** RowTable = nullptr;     // the row starts of pixel type 8
   bool AllowCopyFlag = false;
-  bool ClearCacheOnClose = false;  // the host is told that the pixels changed
-  bool DescriptionLocked = false;
+  bool ClearCacheOnClose = false;  // if the host must be told that the pixels have changed
+  bool DescriptionLocked = false;  // if closing has to unlock `Picture`
 
  private:
+  /// kReadingCopy: the picture is an opaque copy, of which no other copy is made.
+  enum class Purpose : unsigned char { kWriting, kReading, kReadingCopy };
+  /// kUndecided: the picture may still be opened as a bitmap.
   enum class Outcome : unsigned char { kOpened, kFailed, kUndecided };
 
-  bool Open(REALpictureStruct* picture, bool allowCopy, bool forWriting, bool isOpaqueCopy);
-  Outcome OpenNative(REALpictureStruct* picture, bool isOpaqueCopy);
-  Outcome OpenLegacyWorld(REALpictureStruct* picture, bool isOpaqueCopy);
-  Outcome OpenUnsupportedDepth(REALpictureStruct* picture, void* pixMap, bool isOpaqueCopy);
-  Outcome OpenOpaqueCopy(REALpictureStruct* picture, std::int32_t width, std::int32_t height,
-                         void* staleHandle);
+  bool Open(REALpictureStruct* picture, bool allowCopy, Purpose purpose);
+  Outcome OpenNative(REALpictureStruct* picture, Purpose purpose);
+  Outcome OpenLegacyWorld(REALpictureStruct* picture, Purpose purpose);
+  Outcome OpenUnsupportedDepth(REALpictureStruct* picture, void* pixMap, Purpose purpose);
+  /// `pixMap` is the picture's pixel map, or null. It is unlocked once before the copy is opened.
+  Outcome OpenOpaqueCopy(REALpictureStruct* picture, std::int32_t width, std::int32_t height, void* pixMap);
   bool OpenBitmap(REALpictureStruct* picture);
   void Hold(REALpictureStruct* picture, DescriptionLock& description);
   void StartAt(std::uint8_t* firstRow);
@@ -81,16 +88,16 @@ class PictureEditor {
   bool AreEquallySpaced(std::int32_t count) const;
 };
 
-/// Opened with GetPictureEditor(picture, true, false).
+/// An editor for reading: opened with GetPictureEditor(picture, true, false).
 class PictureReader final : public PictureEditor {};
 
 class PictureWriter final : public PictureEditor {
  public:
-  /// Opens a new 32-bit picture of `width` × `height` pixels (1 to 32767 each). False if that cannot be.
+  /// Opens a new 32-bit picture of `width` × `height` pixels (1 to 32767 each). False if there is none.
   bool NewPictureWriter(std::int32_t width, std::int32_t height);
 
-  /// Opens `dest` if it is at least `width` × `height` pixels and can be written, and a new picture
-  /// otherwise; `dest` may be null. False if neither can be.
+  /// Opens `dest` if it has at least `width` × `height` pixels and can be written. Otherwise, or if `dest` is
+  /// null, opens a new picture of that size. False if there is none.
   bool NewPictureWriter(REALpictureStruct* dest, std::int32_t width, std::int32_t height);
 };
 

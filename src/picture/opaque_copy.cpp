@@ -13,16 +13,15 @@ namespace {
 
 constexpr const char* kMaskSetter = "Mask(assigns newMask As Picture)";
 constexpr const char* kDrawPicture =
-    "DrawPicture(Image as Picture, x as Integer, y as Integer, w as Integer, h as Integer, sx as Integer = "
-    "0, "
-    "sy as Integer = 0, sw as Integer = -10000, sh as Integer = -10000)";
+    "DrawPicture(Image as Picture, x as Integer, y as Integer, w as Integer, h as Integer, "
+    "sx as Integer = 0, sy as Integer = 0, sw as Integer = -10000, sh as Integer = -10000)";
 
 using SetMask = void (*)(REALpictureStruct* picture, REALpictureStruct* newMask);
 using DrawPicture = void (*)(REALobjectStruct* graphics, REALpictureStruct* image, std::int32_t x,
                              std::int32_t y, std::int32_t w, std::int32_t h, std::int32_t sx, std::int32_t sy,
                              std::int32_t sw, std::int32_t sh);
 
-/// A picture's mask, if it has one: taken away, and given back at the latest by the destructor.
+/// A picture's mask, if it has one. The picture gets it back by GiveBack, or else by the destructor.
 class TakenMask {
  public:
   explicit TakenMask(REALpictureStruct* picture) : picture_(picture), mask_(REALGetPictureMask(picture, 0)) {
@@ -51,9 +50,10 @@ class TakenMask {
  private:
   REALpictureStruct* picture_;
   Reference<REALpictureStruct> mask_;
-  SetMask setMask_ = nullptr;  // null while there is nothing to give back
+  SetMask setMask_ = nullptr;  // null if there is nothing to give back
 };
 
+/// Copies all pixels if both bitmaps have the same size, and none otherwise. Either may be null.
 void CopyRows(const BitmapRecord* from, const BitmapRecord* to) {
   const bool areAlike =
       from != nullptr && to != nullptr && from->width == to->width && from->height == to->height;
@@ -82,6 +82,7 @@ void CopyBitmap(REALpictureStruct* picture, REALpictureStruct* copy) {
   REALPictureClearCache(copy);
 }
 
+/// Draws `picture` into `copy`, or copies its bitmap if nothing can be drawn.
 void FillCopy(REALpictureStruct* copy, REALpictureStruct* picture, std::int32_t width, std::int32_t height) {
   Reference<REALobjectStruct> graphics(REALGetPictureGraphics(copy));
   DrawPicture draw = nullptr;

@@ -7,12 +7,11 @@
 
 namespace rastel {
 
-/// How a picture keeps its pixels in memory. There are the three below and no other ones: whoever has a
-/// picture's pixel type has a layout that can be converted.
+/// How a picture's pixels lie in memory. There are the three types below and no others.
 struct PixelTypeTraits {
-  std::int32_t number;
+  std::int32_t number;  // as the host counts them
   pixels::Layout layout;
-  std::uint8_t fourthByte;  // what pictures get where no channel is
+  std::uint8_t fourthByte;  // what is written where no channel is
 };
 
 // Pixel type 13 is opaque (alpha 255) and pixel type 8 has 0 in its spare byte: hosts expect the difference.

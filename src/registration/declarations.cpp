@@ -10,31 +10,32 @@ namespace rastel {
 namespace {
 
 constexpr std::size_t kBufferSize = 1000;
-constexpr std::size_t kMostInsertedAt = kBufferSize - 1;  // nothing is inserted from here on
+constexpr std::size_t kMostInsertedAt = kBufferSize - 1;  // where nothing can be inserted any more
 
-/// A text that is built from the front of another and something written behind it.
+/// A text that begins like another one.
 struct TextBuffer {
   char text[kBufferSize] = {};
 
-  /// Keeps the first `length` characters of `source` and gives the place behind them.
+  /// Copies the first `length` characters of `source` and gives the place behind them.
   char* Keep(std::string_view source, std::size_t length) {
     std::copy_n(source.data(), length, text);
     return text + length;
   }
 };
 
+/// The position of the first of `characters` in `text`. kMostInsertedAt if it is there or behind, or nowhere.
 std::size_t FirstOf(std::string_view text, const char* characters) {
   return std::min(text.find_first_of(characters), kMostInsertedAt);
 }
 
 }  // namespace
 
-char* AddClassParameter(const char* declaration, const char* className) {
+CBuffer<char> AddClassParameter(const char* declaration, const char* className) {
   TextBuffer buffer;
   const std::size_t position = FirstOf(declaration, " (");
   if (position == kMostInsertedAt) {
     std::snprintf(buffer.text, kBufferSize, "%s(extends ref as %s)", declaration, className);
-    return strdup(buffer.text);
+    return CBuffer<char>(strdup(buffer.text));
   }
   char* place = buffer.Keep(declaration, position);
   const std::size_t limit = kBufferSize - 1 - position;
@@ -44,7 +45,7 @@ char* AddClassParameter(const char* declaration, const char* className) {
   } else {
     std::snprintf(place, limit, "(extends ref as %s)%s", className, rest);
   }
-  return strdup(buffer.text);
+  return CBuffer<char>(strdup(buffer.text));
 }
 
 CBuffer<char> AddAssignsParameter(const char* declaration) {

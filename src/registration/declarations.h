@@ -1,16 +1,16 @@
-// Declarations rewritten for hosts that take the methods of a class as "extends" methods of a module.
+// Rewrites declarations of a class's methods for hosts that take these as "extends" methods of a module.
 #pragma once
 
 #include "host/memory.h"
 
 namespace rastel {
 
-/// "Name(…" becomes "Name(extends ref as className, …". Gives a text that the caller frees, or null if there
-/// is no memory. Longer texts than 999 characters are cut.
-char* AddClassParameter(const char* declaration, const char* className);
+/// "Name(…" becomes "Name(extends ref as className, …". Texts longer than 999 characters are cut. Null
+/// without memory.
+CBuffer<char> AddClassParameter(const char* declaration, const char* className);
 
-/// "Name(…) as type" becomes "Name(…, assigns value as type)", for a `declaration` that AddClassParameter
-/// made. Null if there is no place for the value, or no memory.
+/// "Name(…) as type" becomes "Name(…, assigns value as type)". Texts longer than 998 characters are cut. Null
+/// if `declaration` has neither a ")" nor a blank, or without memory.
 CBuffer<char> AddAssignsParameter(const char* declaration);
 
 }  // namespace rastel

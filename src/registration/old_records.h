@@ -4,21 +4,23 @@
 #include <cstdint>
 
 #include "abi/records.h"
+#include "host/memory.h"
 
 namespace rastel {
 
-/// Gives `module` with its tables in the old form, or null if there is no memory. The caller frees the
-/// record; the tables are the host's for good.
-OldModuleDefinition* FixModule(const REALmoduleDefinition* module);
+/// Makes `module` in the old form, null without memory. The tables are new as well: the host keeps them for
+/// good.
+CBuffer<OldModuleDefinition> FixModule(const REALmoduleDefinition* module);
 
-/// Puts `module` into the form that the host knows, with FixModule if it has to. False if there is no memory.
-bool TakeFormForHost(REALmoduleDefinition& module);
+/// Makes `definition` in the old form, like FixModule. Each of its events then leads to its old form.
+CBuffer<OldClassDefinition> FixClass(const REALclassDefinition& definition);
 
-/// Gives `count` properties in the old form, for the host to keep; null for no properties or no memory.
+/// Makes `count` properties in the old form, which the host keeps for good. Null for no properties, for too
+/// many, or without memory.
 OldProperty* FixProperties(const REALproperty* properties, std::uint32_t count);
 
-/// Gives `definition` with its tables in the old form, or null if there is no memory. The caller frees the
-/// record; the tables are the host's for good.
-OldClassDefinition* FixClass(const REALclassDefinition& definition);
+/// Sets the version of the definition and brings it into the form that the host knows. False without memory.
+bool TakeFormForHost(REALmoduleDefinition& module);
+bool TakeFormForHost(REALclassDefinition& definition);
 
 }  // namespace rastel

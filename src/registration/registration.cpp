@@ -1,9 +1,9 @@
-// What the host sees: the one exported function, which adapts the method tables to the host and registers
-// them.
+// The one function that the plug-in exports. It adapts the tables of methods to the host and registers them.
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <span>
+#include <utility>
 
 #include "host/entries.h"
 #include "host/memory.h"
@@ -33,22 +33,7 @@ std::int32_t ControlVersion(double hostVersion) {
   return hostVersion >= 2012.0 ? 10 : 9;
 }
 
-void ReadHostVersion() {
-  auto* version = reinterpret_cast<double (*)()>(FindHostEntry("REALGetRBVersion"));
-  if (version != nullptr) {
-    rbversion_rbversion = version();
-  }
-}
-
-/// Every host offers this entry; one that does not is not told the version.
-void ReportControlVersion() {
-  auto* report = reinterpret_cast<void (*)(std::int32_t)>(FindHostEntry("RegisterPluginVersion"));
-  if (report != nullptr) {
-    report(CurrentREALControlVersion);
-  }
-}
-
-/// The bits 0x40000 and 0x80000 become 0x4 and 0x8 on hosts that know these, and are cleared on all.
+/// Clears the bits 0x40000 and 0x80000. They become 0x4 and 0x8 for hosts that know these.
 template <typename Word>
 void AdaptFlags(Word& flags) {
   constexpr Word kNewHostBits = 0xC0000;
@@ -58,7 +43,7 @@ void AdaptFlags(Word& flags) {
   flags &= ~kNewHostBits;
 }
 
-/// The records of a table, none if there is no table.
+/// The records of a table. None if `records` is null.
 template <typename Record>
 std::span<Record> TableOf(Record* records, std::uint32_t count) {
   return records == nullptr ? std::span<Record>() : std::span(records, count);
@@ -90,55 +75,43 @@ bool UsesModules() {
   return rbversion_rbversion >= 2013.0 && rbversion_rbversion < 3000.0;
 }
 
-/// Zeroed rows, at least one; null for more than 2 GiB or without memory.
-CBuffer<REALmethodDefinition> NewRows(std::uint64_t count) {
-  constexpr std::uint64_t kMostBytes = 0x7FFFFFFF;
-  const bool isPossible = count * sizeof(REALmethodDefinition) <= kMostBytes;
-  void* rows =
-      isPossible ? std::calloc(static_cast<std::size_t>(count), sizeof(REALmethodDefinition)) : nullptr;
-  return CBuffer<REALmethodDefinition>(static_cast<REALmethodDefinition*>(rows));
-}
-
-/// Registers a module of `count` rows, which are freed by whoever holds them if it cannot be made.
-template <typename RowsHolder>
-void RegisterModule(const char* name, RowsHolder& rows, std::uint32_t count) {
-  CBuffer<REALmoduleDefinition> module(
-      static_cast<REALmoduleDefinition*>(std::calloc(1, sizeof(REALmoduleDefinition))));
+/// Registers a module of `count` rows. `rows` keeps them if that cannot be.
+void RegisterModule(const char* name, CBuffer<REALmethodDefinition>& rows, std::uint32_t count) {
+  CBuffer<REALmoduleDefinition> module = NewRecord<REALmoduleDefinition>();
   CBuffer<char> ownName(strdup(name));
   if (module == nullptr || ownName == nullptr || !REALRegisterModule.IsAvailable()) {
     return;
   }
-  module->common = {.version = CurrentREALControlVersion,
-                    .name = ownName.get(),
-                    .methods = rows.get(),
-                    .methodCount = count};
+  module->common = {.name = ownName.get(), .methods = rows.get(), .methodCount = count};
   if (!TakeFormForHost(*module)) {
     return;
   }
-  // All of it is the host's from here on, even if it throws: it may have kept the record.
-  rows.release();
-  ownName.release();
+  // The host owns all of it from here on, even if it throws: it may have kept the record.
+  static_cast<void>(rows.release());
+  static_cast<void>(ownName.release());
   REALRegisterModule(module.release());
 }
 
-/// The rows of the Picture module. They own their declarations until the host gets both.
+/// The rows of a module with the methods of a class. They own their declarations.
 class ExtendsRows {
  public:
-  explicit ExtendsRows(std::uint64_t capacity) : rows_(NewRows(capacity)) {}
+  explicit ExtendsRows(std::uint64_t capacity) : rows_(NewArray<REALmethodDefinition>(capacity)) {}
   ExtendsRows(const ExtendsRows&) = delete;
   ExtendsRows& operator=(const ExtendsRows&) = delete;
   ~ExtendsRows() {
-    for (std::uint32_t i = 0; i < count_; ++i) {
-      std::free(const_cast<char*>(rows_.get()[i].declaration));
+    // There are no rows any more if the host owns them.
+    for (const REALmethodDefinition& row : TableOf(rows_.get(), count_)) {
+      std::free(const_cast<char*>(row.declaration));
     }
   }
 
-  /// Appends the setter and the function of `method`, each if it has one. False if that fails.
+  /// Appends a row for the setter and one for the function of `method`, if it has them. False without memory,
+  /// or if the declaration has no place for the setter's value.
   bool Append(const REALmethodDefinition& method, const char* className) {
     if (rows_ == nullptr) {
       return false;
     }
-    CBuffer<char> declaration(AddClassParameter(method.declaration, className));
+    CBuffer<char> declaration = AddClassParameter(method.declaration, className);
     if (declaration == nullptr) {
       return false;
     }
@@ -149,13 +122,7 @@ class ExtendsRows {
     return method.function == nullptr || AppendRow(method, method.function, std::move(declaration));
   }
 
-  void Register(const char* moduleName) { RegisterModule(moduleName, *this, count_); }
-
-  REALmethodDefinition* get() const { return rows_.get(); }
-  void release() {
-    count_ = 0;
-    rows_.release();
-  }
+  void Register(const char* moduleName) { RegisterModule(moduleName, rows_, count_); }
 
  private:
   bool AppendRow(const REALmethodDefinition& method, void* function, CBuffer<char> declaration) {
@@ -175,7 +142,7 @@ class ExtendsRows {
   std::uint32_t count_ = 0;
 };
 
-/// The methods of `extended` as methods of a module whose first parameter is the object.
+/// Registers a module with the methods of `extended`. Their first parameter is the object.
 void RegisterExtendsModule(const OldClassDefinition& extended) {
   const std::span<const REALmethodDefinition> methods = TableOf(extended.methods, extended.methodCount);
   std::uint64_t count = 0;
@@ -196,27 +163,16 @@ void RegisterExtendsModule(const OldClassDefinition& extended) {
   rows.Register(name);
 }
 
-/// On hosts below 2012.0 the record is overwritten by its old form, which the host keeps a pointer to.
 void RegisterClassExtension(REALclassDefinition& definition) {
-  if (!REALRegisterClassExtension.IsAvailable()) {
-    return;
+  if (REALRegisterClassExtension.IsAvailable() && TakeFormForHost(definition)) {
+    REALRegisterClassExtension(&definition);
   }
-  if (CurrentREALControlVersion > 9) {
-    definition.common.version = CurrentREALControlVersion;
-  } else {
-    const CBuffer<OldClassDefinition> old(FixClass(definition));
-    if (old == nullptr) {
-      return;
-    }
-    definition.common = *old;
-  }
-  REALRegisterClassExtension(&definition);
 }
 
 void RegisterGlobalModule() {
   char name[kNameSize] = {};
   std::snprintf(name, kNameSize, "%s%s", gpartname, "GlobalsKVZ");
-  CBuffer<REALmethodDefinition> rows = NewRows(kGlobalMethodCount);
+  CBuffer<REALmethodDefinition> rows = NewArray<REALmethodDefinition>(kGlobalMethodCount);
   if (rows == nullptr) {
     return;
   }
@@ -242,14 +198,15 @@ void RegisterMethods() {
 }  // namespace
 }  // namespace rastel
 
-/// The plug-in's one exported function. The host calls it once, after loading the library and before any
-/// method.
+/// The host calls this once, after loading the library and before any method.
 extern "C" __attribute__((visibility("default"))) void REALPluginMain(Resolver resolver) {
   using namespace rastel;
   gResolver = resolver;
-  ReadHostVersion();
+  if (REALGetRBVersion.IsAvailable()) {
+    rbversion_rbversion = REALGetRBVersion();
+  }
   CurrentREALControlVersion = ControlVersion(rbversion_rbversion);
-  ReportControlVersion();
+  RegisterPluginVersion(CurrentREALControlVersion);
   gpartname = "Rastel";
   AdaptTables();
   RegisterMethods();

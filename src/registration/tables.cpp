@@ -7,10 +7,10 @@
 namespace rastel {
 namespace {
 
-/// A declaration that the compiler has held against the type of its function.
+/// A declaration that fits the type of its function: the compiler refuses others.
 template <typename Result, typename... Arguments>
 struct Declared {
-  // NOLINTNEXTLINE(google-explicit-constructor): the tables are to look plain
+  // NOLINTNEXTLINE(google-explicit-constructor): a row of the tables is to show the text alone
   consteval Declared(const char* declaration) : text(declaration) {
     if (!abi::Declares<Result, Arguments...>(declaration)) {
       throw "the declaration does not fit the function";

@@ -1,4 +1,4 @@
-// The plug-in's public interface: every method with its declaration, in the order of registration.
+// Every method with its declaration, in the order in which they are registered.
 #pragma once
 
 #include <cstddef>
@@ -10,10 +10,10 @@ namespace rastel {
 inline constexpr std::size_t kGlobalMethodCount = 32;
 inline constexpr std::size_t kPictureMethodCount = 18;
 
-/// A flag of a member that only hosts from 2010.029 on understand; Register replaces it.
+/// A flag for hosts from 2010.029 on. REALPluginMain replaces it by the one that they know.
 inline constexpr std::uint32_t kNewHostsOnly = 0x40000;
 
-// Writable, complete when the library is loaded, adapted once to the host, and then the host's for good.
+// REALPluginMain adapts these to the host, which may then keep pointers to them.
 extern REALmethodDefinition globalMethods[kGlobalMethodCount];
 extern REALmethodDefinition pictureMethods[kPictureMethodCount];
 extern REALclassDefinition pictureClass;

@@ -1,12 +1,11 @@
-// The version of the host's records that the plug-in speaks.
+// The version of the records that are registered.
 #pragma once
 
 #include <cstdint>
 
 namespace rastel {
 
-/// The definition version written into every definition that is registered, 9 to 13: set from the host's
-/// version before anything is registered.
+/// The version in every definition that is registered, 9 to 13. REALPluginMain sets it by the host's version.
 inline constinit std::int32_t CurrentREALControlVersion = 13;
 
 }  // namespace rastel

@@ -1,4 +1,4 @@
-// Four bytes a pixel with the same alpha byte in all of them.
+// Four bytes a pixel, with the same alpha byte for all pixels.
 #include "to_buffer/frame.h"
 #include "to_buffer/methods.h"
 
@@ -6,7 +6,7 @@ namespace rastel {
 
 namespace {
 
-/// Alpha values are neither clamped nor scaled: 300 is 44, -1 is 255.
+/// The low byte of an alpha value, which is not checked: 300 is 44, -1 is 255.
 std::uint8_t LowByte(std::int32_t alphaValue) {
   return static_cast<std::uint8_t>(alphaValue);
 }
@@ -41,7 +41,7 @@ Boolean CopyBGRAtoMemoryblockKVZ(REALpictureStruct* picture, REALmemoryBlockStru
                      {.layout = pixels::Layout::kBGRA, .fill = LowByte(alphaValue)});
 }
 
-// An alpha value that is no byte leaves the alpha bytes alone, unlike in the methods above.
+// Unlike above, an alpha value that is no byte leaves the alpha bytes of the memory block alone.
 Boolean CopyARGBtoMemoryblockX(REALpictureStruct* picture, REALmemoryBlockStruct* destination,
                                std::int32_t offset, Boolean littleEndian, std::int32_t alphaValue,
                                std::int32_t startLine, std::int32_t endLine, std::int32_t yield,

@@ -14,7 +14,7 @@ namespace {
 
 constexpr std::uint8_t kBlack = 0;
 
-/// The rows of a picture that are copied: `first` to `last`, none if `last` is below `first`.
+/// The rows of a picture from `first` to `last`; none if `last` is less than `first`.
 struct Lines {
   std::int32_t first;
   std::int32_t last;
@@ -34,7 +34,7 @@ Lines LinesOf(const RowBand& band, std::int32_t height) {
   return {std::min(band.startLine, lowest), band.endLine < 0 ? lowest : std::min(band.endLine, lowest)};
 }
 
-/// One copy in progress, from an open picture and perhaps a mask to a memory block.
+/// A copy from an open picture to a memory block, with alpha from `mask` unless that is null.
 class BandCopy {
  public:
   BandCopy(PictureReader& picture, PictureReader* mask, const RowBand& band,
@@ -53,7 +53,7 @@ class BandCopy {
 
   Boolean CopyTo(REALmemoryBlockStruct* destination, std::int32_t offset) {
     auto* block = static_cast<std::uint8_t*>(REALMemoryBlockGetPtr(destination));
-    // The host is asked for the size, but the caller answers for it.
+    // The host is asked for the size, but the size is not checked.
     REALMemoryBlockGetSize(destination);
     if (block == nullptr) {
       return lines_.IsEmpty() || width_ == 0 ? 1 : 0;
@@ -79,13 +79,14 @@ class BandCopy {
     }
   }
 
-  /// How many rows may be converted at once from `line` on.
+  /// How many rows from `line` on may be converted at once.
   std::int32_t MostRows(std::int32_t line) const {
     const bool isOneByOne = yield_.Yield != 0 || conversion_.toStep < 0;
     return isOneByOne ? 1 : lines_.last - line + 1;
   }
 
-  /// Converts up to `most` rows to `position` in the block. Gives how many.
+  /// Converts up to `most` rows, at least 1. The first is written `position` bytes behind the start of
+  /// `block`. Gives how many there were.
   std::int32_t CopyRun(std::uint8_t* block, std::int64_t position, std::int32_t most) const {
     RowRun source = picture_.PeekRows(most);
     RowRun alpha{{}, source.count};
@@ -107,14 +108,15 @@ class BandCopy {
     return source.count;
   }
 
-  /// How many pixels of a row at `position` do not land before the block's first byte.
+  /// How many pixels of a row at `position` are written. With a negative step those that would come before
+  /// the start of the block are not.
   std::ptrdiff_t WidthAt(std::int64_t position) const {
     const std::int64_t step = conversion_.toStep;
     const std::int64_t width = step < 0 ? std::min<std::int64_t>(width_, position / -step + 1) : width_;
     return static_cast<std::ptrdiff_t>(width);
   }
 
-  /// Where the mask is wider than the picture: alpha from the mask, black for the missing pixels.
+  /// Writes the pixels that only the mask has: black, with alpha from the mask.
   void ConvertBeyondPicture(pixels::Rows rows) const {
     const std::ptrdiff_t present = std::max(picture_.Width, 0);
     rows.source = {&kBlack};
@@ -134,48 +136,48 @@ class BandCopy {
   pixels::Converter converter_;
   Lines lines_{};
   std::int32_t width_;   // pixels copied from each row
-  std::int64_t stride_;  // bytes from one written row to the next
+  std::int64_t stride_;  // bytes from one row written to the next
 };
 
 }  // namespace
 
-Boolean CopyPicture(const CopyTarget& target, const RowBand& band, const BlockFormat& format) {
-  if (!CheckBand(band) || !CheckArguments({{target.picture != nullptr, kPictureIsNil},
-                                           {target.destination != nullptr, kMemoryblockIsNil},
-                                           {target.offset >= 0, kOffsetTooSmall}})) {
+Boolean CopyPicture(const CopyEnds& ends, const RowBand& band, const BlockFormat& format) {
+  if (!CheckBand(band) || !CheckArguments({{ends.picture != nullptr, kPictureIsNil},
+                                           {ends.destination != nullptr, kMemoryblockIsNil},
+                                           {ends.offset >= 0, kOffsetTooSmall}})) {
     return 0;
   }
   PictureReader picture;
-  if (!picture.GetPictureEditor(target.picture, true, false)) {
+  if (!picture.GetPictureEditor(ends.picture, true, false)) {
     return 0;
   }
   pixels::Conversion conversion{.from = picture.PixelType->layout, .to = format.layout, .rest = format.rest};
   conversion.fill = format.fill;
   conversion.toStep = format.pixelBytes;
-  return BandCopy(picture, nullptr, band, conversion).CopyTo(target.destination, target.offset);
+  return BandCopy(picture, nullptr, band, conversion).CopyTo(ends.destination, ends.offset);
 }
 
-Boolean CopyPictureWithMask(const CopyTarget& target, REALpictureStruct* maskForAlpha, const RowBand& band,
+Boolean CopyPictureWithMask(const CopyEnds& ends, REALpictureStruct* maskForAlpha, const RowBand& band,
                             pixels::Layout layout, CheckOrder order) {
-  const Check blockCheck{target.destination != nullptr, kMemoryblockIsNil};
+  const Check blockCheck{ends.destination != nullptr, kMemoryblockIsNil};
   const Check maskCheck{maskForAlpha != nullptr, kMaskIsNil};
   const bool isMaskFirst = order == CheckOrder::kMaskFirst;
-  if (!CheckBand(band) || !CheckArguments({{target.picture != nullptr, kPictureIsNil},
+  if (!CheckBand(band) || !CheckArguments({{ends.picture != nullptr, kPictureIsNil},
                                            isMaskFirst ? maskCheck : blockCheck,
                                            isMaskFirst ? blockCheck : maskCheck,
-                                           {target.offset >= 0, kOffsetTooSmall}})) {
+                                           {ends.offset >= 0, kOffsetTooSmall}})) {
     return 0;
   }
   PictureReader picture;
   PictureReader mask;  // released before the picture
-  if (!picture.GetPictureEditor(target.picture, true, false) ||
+  if (!picture.GetPictureEditor(ends.picture, true, false) ||
       !mask.GetPictureEditor(maskForAlpha, true, false)) {
     return 0;
   }
   pixels::Conversion conversion{
       .from = picture.PixelType->layout, .to = layout, .rest = pixels::Rest::kFromMask};
   conversion.mask = mask.PixelType->layout;
-  return BandCopy(picture, &mask, band, conversion).CopyTo(target.destination, target.offset);
+  return BandCopy(picture, &mask, band, conversion).CopyTo(ends.destination, ends.offset);
 }
 
 }  // namespace rastel

@@ -1,5 +1,4 @@
-// What all picture-to-buffer methods do: check, open the picture, find the band of rows, copy it with a yield
-// after each row.
+// What all picture-to-buffer methods do: check the arguments, open the picture, copy a band of its rows.
 #pragma once
 
 #include <cstddef>
@@ -11,38 +10,42 @@
 namespace rastel {
 
 /// From where to where.
-struct CopyTarget {
+struct CopyEnds {
   REALpictureStruct* picture;
   REALmemoryBlockStruct* destination;
-  std::int32_t offset;  // of the first written row in the block, in bytes
+  std::int32_t offset;  // bytes from the start of the block to the first row written
 };
 
+/// The rows to copy.
 struct RowBand {
-  std::int32_t startLine;  // a line past the picture counts as the last one
-  std::int32_t endLine;    // inclusive; -1: the last
+  std::int32_t startLine;  // at least 0; a row below the picture is its last one
+  std::int32_t endLine;    // likewise, and copied as well; -1: the last row
   std::int32_t yield;      // see YieldData
-  std::int32_t
-      destRowBytes;  // from one written row to the next; a value below that of packed rows gives these
+  /// Bytes from one row written to the next, at least 0. If a row has more, the next one follows without a
+  /// gap.
+  std::int32_t destRowBytes;
 };
 
 /// How the block's pixels are written.
 struct BlockFormat {
   pixels::Layout layout;
   pixels::Rest rest = pixels::Rest::kFill;
-  std::uint8_t fill = 0;
-  std::ptrdiff_t pixelBytes =
-      pixels::ChannelsOf(layout).bytes;  // from one pixel to the next; does not enter the stride
+  std::uint8_t fill = 0;  // with Rest::kFill
+  /// Bytes from one pixel to the next. The bytes of a row do not depend on it.
+  std::ptrdiff_t pixelBytes = pixels::ChannelsOf(layout).bytes;
 };
 
-/// Copies a band of the picture's rows. True if that was possible, even if the band is empty.
-Boolean CopyPicture(const CopyTarget& target, const RowBand& band, const BlockFormat& format);
+/// Checks the arguments and copies the rows. True if they could be copied, even if there are none. False
+/// without a host exception for a bad band, or if there are no pixels; false with one for another bad
+/// argument.
+Boolean CopyPicture(const CopyEnds& ends, const RowBand& band, const BlockFormat& format);
 
-/// Which nil is reported when both the mask and the memory block are nil.
+/// Which of the two is reported if both the mask and the memory block are nil.
 enum class CheckOrder : unsigned char { kBlockFirst, kMaskFirst };
 
-/// Copies a band of the mask's rows: colours from the picture's pixels, alpha from the mask's. Where the mask
-/// is larger than the picture, missing pixels are black and missing rows are the picture's row 0.
-Boolean CopyPictureWithMask(const CopyTarget& target, REALpictureStruct* maskForAlpha, const RowBand& band,
+/// Like CopyPicture, with alpha from a mask. The mask says how many rows there are, and how many pixels in a
+/// row. Pixels that the picture does not have are black; for rows that it does not have its row 0 is taken.
+Boolean CopyPictureWithMask(const CopyEnds& ends, REALpictureStruct* maskForAlpha, const RowBand& band,
                             pixels::Layout layout, CheckOrder order = CheckOrder::kBlockFirst);
 
 }  // namespace rastel

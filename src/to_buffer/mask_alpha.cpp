@@ -1,4 +1,4 @@
-// Four bytes a pixel with the alpha byte from a mask picture: 255 minus its green.
+// Four bytes a pixel, with alpha from a mask picture: 255 minus the green of its pixel.
 #include "to_buffer/frame.h"
 #include "to_buffer/methods.h"
 

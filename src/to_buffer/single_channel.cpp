@@ -1,4 +1,4 @@
-// One channel, one byte a pixel, at any distance from pixel to pixel.
+// One channel: one byte a pixel, `pixelByteSize` bytes from pixel to pixel.
 #include "to_buffer/frame.h"
 #include "to_buffer/methods.h"
 

@@ -1,4 +1,4 @@
-// Three bytes a pixel, or four of which one is padding that keeps what the block holds.
+// Three bytes a pixel, or four of which one is left alone.
 #include "to_buffer/frame.h"
 #include "to_buffer/methods.h"
 

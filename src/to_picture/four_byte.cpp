@@ -91,7 +91,7 @@ REALpictureStruct* MemoryblockRGBAtoPictureKVZ(REALmemoryBlockStruct* source, st
   return MemoryblockRGBAtoPictureKVZdest(nullptr, source, offset, width, height, flipVertically);
 }
 
-// A little-endian ARGB word lies in memory as blue, green, red, alpha.
+// The bytes of a little-endian ARGB word are blue, green, red, alpha.
 
 REALpictureStruct* PtrARGBtoPictureX(void* source, std::int32_t offset, std::int32_t width,
                                      std::int32_t height, Boolean littleEndian) {

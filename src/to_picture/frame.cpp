@@ -11,8 +11,8 @@
 namespace rastel {
 namespace {
 
-/// Writes as much of `rows` as the picture has room for by its description, which may give it fewer pixels
-/// than it said. Behind its last row there is row 0 again, unless it has none at all.
+/// Writes `rows` into the picture. When locked, a picture may have fewer pixels than it said before: its rows
+/// then get fewer pixels, and row 0 gets the rows that are too many.
 void FillRows(PictureWriter& writer, pixels::Rows rows, const pixels::Converter& converter) {
   rows.width = std::min<std::ptrdiff_t>(rows.width, writer.Width);
   if (rows.width < 1 || writer.Height < 1) {
@@ -29,7 +29,7 @@ void FillRows(PictureWriter& writer, pixels::Rows rows, const pixels::Converter&
   }
 }
 
-/// The rows of `buffer`, whose first byte is at `source`, in the order in which they are written.
+/// The rows of `buffer` from the picture's first to its last. The first byte of the buffer is at `source`.
 pixels::Rows RowsOf(const Buffer& buffer, const BufferFormat& format, const std::uint8_t* source) {
   const std::ptrdiff_t rowBytes = pixels::Distance(buffer.width, format.pixelBytes);
   pixels::Rows rows{};

@@ -1,4 +1,4 @@
-// What all buffer-to-picture methods do: check, open a writer, fill it row by row, hand the picture back.
+// What all buffer-to-picture methods do: check the arguments, open a picture, write its rows, give it back.
 #pragma once
 
 #include <cstddef>
@@ -9,7 +9,7 @@
 
 namespace rastel {
 
-/// A buffer of packed rows, in a memory block or at a raw address.
+/// Where a buffer is: in a memory block or at an address. The other one is null.
 struct BufferSource {
   REALmemoryBlockStruct* block;
   void* pointer;
@@ -21,11 +21,12 @@ struct BufferSource {
 
   bool IsNil() const { return block == nullptr && pointer == nullptr; }
 
-  /// The address of the first byte; null if the host does not give that of its block.
+  /// The address of the first byte. Null if the host does not give its block's.
   const std::uint8_t* Address() const;
 };
 
-/// `height` rows of `width` pixels that start `offset` bytes into the source.
+/// `height` rows of `width` pixels, without gaps, that start `offset` bytes behind the first byte of
+/// `source`.
 struct Buffer {
   BufferSource source;
   std::int32_t offset;
@@ -33,25 +34,26 @@ struct Buffer {
   std::int32_t height;
 };
 
-/// True if the arguments are in order; raises a host exception otherwise.
+/// True if there is a source, the sizes are at least 1 and the offset is at least 0. Otherwise raises a host
+/// exception.
 bool CheckBuffer(const Buffer& buffer);
 
 /// How the buffer's pixels are read.
 struct BufferFormat {
   pixels::Layout layout;
-  std::ptrdiff_t pixelBytes =
-      pixels::ChannelsOf(layout).bytes;             // from one pixel to the next, rows being packed
-  const pixels::ChannelWeights* weights = nullptr;  // for gray bytes that are weighted
-  const pixels::ChannelTables* tables = nullptr;    // for gray bytes that are looked up
-  bool flipVertically = false;                      // the last row comes first
+  /// Bytes from one pixel to the next. Rows are `width` times as far apart.
+  std::ptrdiff_t pixelBytes = pixels::ChannelsOf(layout).bytes;
+  const pixels::ChannelWeights* weights = nullptr;  // if set, gray bytes are multiplied
+  const pixels::ChannelTables* tables = nullptr;    // if set, gray bytes are looked up
+  bool flipVertically = false;                      // the last row becomes the picture's first
 };
 
-/// Writes the buffer into the top-left corner of `dest`, or into a new picture if `dest` is null, too small
-/// or not writable. Gives the picture with one reference for the host, or null if there is none to be had or
-/// the source has no address. The arguments have passed CheckBuffer; the source's size is trusted.
+/// Writes a buffer that has passed CheckBuffer into the top-left corner of `dest`, or into a new picture if
+/// `dest` is null, too small or not writable. Gives the picture with one reference for the host, or null if
+/// there is no such picture or the source has no address.
 REALpictureStruct* FillPicture(REALpictureStruct* dest, const Buffer& buffer, const BufferFormat& format);
 
-/// CheckBuffer, then FillPicture.
+/// Checks the buffer and fills the picture. Null if the buffer is refused.
 REALpictureStruct* BufferToPicture(REALpictureStruct* dest, const Buffer& buffer, const BufferFormat& format);
 
 }  // namespace rastel

@@ -1,7 +1,7 @@
-// Gray samples: plain, weighted by channel, or looked up in palette arrays.
+// Gray bytes: as they are, times a weight for each channel, or looked up in an array for each channel.
 //
-// The arguments drive the channels in their order: the first red, the second (named Blue) green, the third
-// (named Green) blue. Hosts have always had it so.
+// The first of the three weights or arrays is for red, the second (declared as Blue) for green, the third
+// (declared as Green) for blue. Applications rely on it.
 #include <algorithm>
 
 #include "host/entries.h"
@@ -20,24 +20,24 @@ struct ChannelArguments {
   Argument blue;   // declared as Green
 };
 
-/// True if the products with a weight do not wrap, and neither do those with the weight as 16 bits.
-bool IsPlainWeight(std::int32_t weight) {
+/// True if the product with a gray value fits 32 bits, and the weight, unless it is negative, 15 bits.
+bool FitsChannelWeights(std::int32_t weight) {
   constexpr std::int32_t kLowestWithoutWrap = -8421504;
   return weight >= kLowestWithoutWrap && weight <= 32767;
 }
 
-/// Negative weights give 0 for every gray value.
-std::uint16_t PlainWeight(std::int32_t weight) {
+/// With a negative weight every gray value becomes 0.
+std::uint16_t ChannelWeight(std::int32_t weight) {
   return static_cast<std::uint16_t>(std::max(weight, 0));
 }
 
-/// A gray value times `weight` over 256, truncated and clamped. The product wraps in 32 bits.
+/// The gray value times `weight`, over 256 and limited to 0 to 255. The product wraps in 32 bits.
 std::uint8_t Weighted(std::uint32_t gray, std::int32_t weight) {
   const auto product = static_cast<std::int32_t>(gray * static_cast<std::uint32_t>(weight));
   return static_cast<std::uint8_t>(std::clamp(product / 256, 0, 255));
 }
 
-/// Fills `table` with all gray values times `weight`.
+/// Fills `table` with all gray values, weighted.
 void FillTable(std::uint8_t (&table)[256], std::int32_t weight) {
   std::uint32_t gray = 0;
   for (std::uint8_t& value : table) {
@@ -49,8 +49,8 @@ std::int32_t UpperBound(_REALarrayInteger* array) {
   return array == nullptr ? -1 : REALGetArrayUBound(array);
 }
 
-/// Fills `table` with the elements 0 to 255 of `array` as far as it goes, clamped to bytes, and 0 beyond.
-/// Further elements have no gray value and are not read.
+/// Fills `table` with the elements 0 to 255 of `array`, each limited to 0 to 255. Where the array has no more
+/// elements, it fills it with 0.
 void FillTable(std::uint8_t (&table)[256], _REALarrayInteger* array, std::int32_t upperBound) {
   std::int32_t index = 0;
   for (std::uint8_t& value : table) {
@@ -63,10 +63,11 @@ void FillTable(std::uint8_t (&table)[256], _REALarrayInteger* array, std::int32_
 REALpictureStruct* WeightedGrayToPicture(const Buffer& buffer, std::int32_t pixelByteSize,
                                          const ChannelArguments<std::int32_t>& weights) {
   BufferFormat format{.layout = pixels::Layout::kGray, .pixelBytes = pixelByteSize};
-  if (IsPlainWeight(weights.red) && IsPlainWeight(weights.green) && IsPlainWeight(weights.blue)) {
-    const pixels::ChannelWeights plain{PlainWeight(weights.red), PlainWeight(weights.green),
-                                       PlainWeight(weights.blue)};
-    format.weights = &plain;
+  if (FitsChannelWeights(weights.red) && FitsChannelWeights(weights.green) &&
+      FitsChannelWeights(weights.blue)) {
+    const pixels::ChannelWeights fitting{ChannelWeight(weights.red), ChannelWeight(weights.green),
+                                         ChannelWeight(weights.blue)};
+    format.weights = &fitting;
     return BufferToPicture(nullptr, buffer, format);
   }
   pixels::ChannelTables tables;
@@ -82,7 +83,7 @@ REALpictureStruct* PaletteToPicture(const Buffer& buffer, std::int32_t pixelByte
   if (!CheckBuffer(buffer)) {
     return nullptr;
   }
-  // All bounds are asked for before any element.
+  // The host is asked for all bounds before any element.
   const std::int32_t red = UpperBound(arrays.red);
   const std::int32_t green = UpperBound(arrays.green);
   const std::int32_t blue = UpperBound(arrays.blue);
