@@ -17,12 +17,14 @@
 
 #include "abi/records.h"
 
+using Pixels = std::array<std::uint8_t, 18>;  // 3 × 2
+
 struct REALmemoryBlockStruct {
-  std::array<std::uint8_t, 18> bytes;
+  Pixels bytes;
 };
 
 struct REALpictureStruct {
-  std::array<std::uint8_t, 24> pixels;  // 3 × 2
+  std::array<std::uint8_t, 24> pixels;
   std::array<std::uint8_t*, 2> rows;
   BitmapRecord bitmap;
 };
@@ -44,18 +46,16 @@ std::chrono::steady_clock::time_point std::chrono::steady_clock::now() noexcept 
 
 namespace {
 
-constexpr std::array<std::uint8_t, 18> kPixels = {1,  2,  3,  40, 50, 60, 7,  8,  9,
-                                                  10, 20, 30, 4,  5,  6,  70, 80, 255};
+constexpr Pixels kPixels = {1, 2, 3, 40, 50, 60, 7, 8, 9, 10, 20, 30, 4, 5, 6, 70, 80, 255};
 constexpr std::array<std::uint8_t, 24> kInPicture = {3,  2,  1,  0, 60, 50, 40, 0, 9,   8,  7,  0,
                                                      30, 20, 10, 0, 6,  5,  4,  0, 255, 80, 70, 0};
 
-// Of each thread.
 thread_local REALpictureStruct onlyPicture;
-thread_local int references = 0;
-thread_local int locks = 0;
+thread_local int held = 0;  // references and locks
 thread_local int yields = 0;
 
 bool isDesktop = false;
+std::atomic<int> failures = 0;
 
 struct Registered {
   std::map<std::string_view, void*> functions;
@@ -63,64 +63,12 @@ struct Registered {
 };
 Registered& registered = *new Registered;  // never destroyed, as what is registered never is
 
-REALpictureStruct* NewPicture(std::int32_t width, std::int32_t height, std::int32_t) {
-  onlyPicture.pixels.fill(0xEE);
-  onlyPicture.rows = {&onlyPicture.pixels[0], &onlyPicture.pixels[12]};
-  onlyPicture.bitmap.width = width;
-  onlyPicture.bitmap.height = height;
-  onlyPicture.bitmap.word1806 = 1;
-  onlyPicture.bitmap.rowTable = onlyPicture.rows.data();
-  references = 1;
-  return &onlyPicture;
-}
-
-Boolean LockBitmap(REALpictureStruct* picture, REALpictureDescription* description, std::int32_t type) {
-  *description = {type, &picture->bitmap, picture->bitmap.width, picture->bitmap.height, 0, 0, nullptr};
-  ++locks;
-  return 1;
-}
-
-void LockWorld(REALpictureStruct* picture, REALpictureDescription* description) {
-  *description = {kLegacyWorldDescription, picture, 3, 2, 0, 0, nullptr};
-  ++locks;
-}
-
-void Unlock(REALpictureStruct*) {
-  --locks;
-}
-
-void AddReference(REALobjectStruct*) {
-  ++references;
-}
-
-void DropReference(REALobjectStruct*) {
-  --references;
-}
-
-void* BlockAddress(REALmemoryBlockStruct* block) {
-  return block->bytes.data();
-}
-
-void Yield() {
-  ++yields;
-}
-
-void IgnoreVersion(std::int32_t) {}
-
-const void* FindClass(const char* name) {
-  return std::strcmp(name, isDesktop ? "Application" : "ConsoleApplication") == 0 ? name : nullptr;
-}
-
 template <typename Row>
 void Keep(const Row& row) {
   const std::string_view declaration = row.declaration;
   if (declaration.find("(dest as") == std::string_view::npos) {
     registered.functions.try_emplace(declaration.substr(0, declaration.find('(')), row.function);
   }
-}
-
-void RegisterMethod(REALmethodDefinition* method) {
-  Keep(*method);
 }
 
 void RegisterClass(REALclassDefinition* definition) {
@@ -131,42 +79,55 @@ void RegisterClass(REALclassDefinition* definition) {
   }
 }
 
+REALpictureStruct* NewPicture(std::int32_t width, std::int32_t height, std::int32_t) {
+  onlyPicture.pixels.fill(0xEE);
+  onlyPicture.rows = {&onlyPicture.pixels[0], &onlyPicture.pixels[12]};
+  onlyPicture.bitmap.width = width;
+  onlyPicture.bitmap.height = height;
+  onlyPicture.bitmap.word1806 = 1;
+  onlyPicture.bitmap.rowTable = onlyPicture.rows.data();
+  ++held;
+  return &onlyPicture;
+}
+
+Boolean LockBitmap(REALpictureStruct* picture, REALpictureDescription* description, std::int32_t type) {
+  *description = {type, &picture->bitmap, picture->bitmap.width, picture->bitmap.height, 0, 0, nullptr};
+  ++held;
+  return 1;
+}
+
+void LockWorld(REALpictureStruct* picture, REALpictureDescription* description) {
+  *description = {kLegacyWorldDescription, picture, 3, 2, 0, 0, nullptr};
+  ++held;
+}
+
+const void* FindClass(const char* name) {
+  return std::strcmp(name, isDesktop ? "Application" : "ConsoleApplication") == 0 ? name : nullptr;
+}
+
+/// A function without a state of its own, as an address.
 template <typename Function>
-void* Address(Function* function) {
-  return reinterpret_cast<void*>(function);
+void* Address(Function function) {
+  return reinterpret_cast<void*>(+function);
 }
 
 void* Resolve(const char* name) {
   static const std::map<std::string_view, void*> entries = {
-      {"RegisterPluginVersion", Address(IgnoreVersion)},
-      {"PluginRegisterMethod", Address(RegisterMethod)},
+      {"PluginRegisterMethod", Address([](REALmethodDefinition* method) { Keep(*method); })},
       {"PluginRegisterClassExtension", Address(RegisterClass)},
       {"pluginObjectType", Address(FindClass)},
       {"newPicture", Address(NewPicture)},
       {"lockPictureDescription", Address(LockWorld)},
       {"REALLockPictureDescription", Address(LockBitmap)},
-      {"unlockPictureDescription", Address(Unlock)},
-      {"REALLockObject", Address(AddReference)},
-      {"REALUnlockObject", Address(DropReference)},
-      {"memoryBlockGetPtr", Address(BlockAddress)},
-      {"REALYieldToRB", Address(Yield)}};
+      {"unlockPictureDescription", Address([](REALpictureStruct*) { --held; })},
+      {"REALLockObject", Address([](REALobjectStruct*) { ++held; })},
+      {"REALUnlockObject", Address([](REALobjectStruct*) { --held; })},
+      {"memoryBlockGetPtr",
+       Address([](REALmemoryBlockStruct* block) -> void* { return block->bytes.data(); })},
+      {"REALYieldToRB", Address([] { ++yields; })}};
   const auto entry = entries.find(name);
   return entry == entries.end() ? nullptr : entry->second;
 }
-
-/// Loads the plug-in and gives its library.
-void* Load(const char* path) {
-  registered.functions.clear();
-  void* library = dlopen(path, RTLD_NOW);
-  if (library != nullptr) {
-    const auto load = reinterpret_cast<void (*)(Resolver)>(dlsym(library, "REALPluginMain"));
-    load(nullptr);  // nothing can be looked up: nothing happens
-    load(Resolve);
-  }
-  return library;
-}
-
-std::atomic<int> failures = 0;
 
 void Expect(bool holds, const char* what) {
   if (!holds) {
@@ -209,28 +170,33 @@ void CheckConsole() {
   Expect(YieldsOfCopy(1) > 0 && YieldsOfCopy(-1) > 0, "both clocks run");
   extraUptime = std::chrono::hours(25 * 24);  // more milliseconds than an integer holds
   Expect(YieldsOfCopy(-1) > 0, "the clock runs after 25 days");
-  Expect(references == 1 && locks == 0, "no lock or reference is left");
+  Expect(held == 1, "nothing is held but the picture");
 }
 
 void CheckDesktop() {
+  held = 0;
   Expect(MakePicture() == nullptr, "no legacy world is written without its framework");
-  Expect(references == 0 && locks == 0, "no lock or reference is left on the desktop");
+  Expect(held == 0, "nothing is held on the desktop");
 }
 
 }  // namespace
 
 int main(int, char** arguments) {
   Expect(dlsym(RTLD_DEFAULT, "TickCount") == nullptr, "the process has no clock of the platform");
-  for (const bool desktop : {false, true}) {
-    isDesktop = desktop;
-    void* library = Load(arguments[1]);
-    if (library == nullptr || registered.functions.empty()) {
-      std::fprintf(stderr, "the plug-in cannot be loaded\n");
+  for (const auto check : {CheckConsole, CheckDesktop}) {
+    isDesktop = check == CheckDesktop;
+    registered.functions.clear();
+    void* library = dlopen(arguments[1], RTLD_NOW);
+    if (library == nullptr) {
+      std::fprintf(stderr, "%s\n", dlerror());
       return 1;
     }
+    const auto load = reinterpret_cast<void (*)(Resolver)>(dlsym(library, "REALPluginMain"));
+    load(nullptr);  // nothing can be looked up: nothing happens
+    load(Resolve);
     // On two threads at once, which both find everything for the first time.
-    std::thread other(desktop ? CheckDesktop : CheckConsole);
-    (desktop ? CheckDesktop : CheckConsole)();
+    std::thread other(check);
+    check();
     other.join();
     dlclose(library);
   }

@@ -1,8 +1,10 @@
 #include "row_cases.h"
 
 #include <algorithm>
+#include <iterator>
 #include <map>
 
+#include "devhost/oracle.h"
 #include "row_memory.h"
 
 namespace tests {
@@ -33,7 +35,7 @@ void AddColours(std::vector<Case>& cases) {
       cases.push_back({.from = from, .to = to});
     }
   }
-  for (const char* from : {"ARGB", "RGB", "BGRA"}) {
+  for (const char* from : {"ARGB", "RGB", "BGRA", "Y"}) {
     for (const char* mask : {"ARGB", "RGB", "BGRA"}) {
       for (const char* to : {"MRGB", "MBGR", "RGBM", "BGRM"}) {
         cases.push_back({.from = from, .to = to, .mask = mask});
@@ -100,25 +102,22 @@ std::vector<Case> AllCases() {
   return cases;
 }
 
-Reference::Reference(const Case& test) : test_(test) {
-  source_ = {.layout = test.from, .width = 1, .height = 1, .pixelBytes = test.fromStep};
-  mask_ = {.layout = test.mask, .width = 1, .height = 1, .pixelBytes = std::ssize(test.mask)};
+void ConvertRow(const Case& test, const std::uint8_t* source, const std::uint8_t* mask, std::ptrdiff_t width,
+                std::uint8_t* destination) {
+  oracle::Buffer from{.layout = test.from, .width = 1, .height = 1, .pixelBytes = test.fromStep};
+  const oracle::Buffer of{.layout = test.mask, .width = 1, .height = 1, .pixelBytes = std::ssize(test.mask)};
   if (test.weights != nullptr) {
-    std::ranges::copy(test.weights->values, source_.weights.emplace().begin());
+    std::ranges::copy(test.weights->values, from.weights.emplace().begin());
   }
   if (test.tables != nullptr) {
-    auto& palettes = source_.palettes.emplace();
-    for (std::size_t i = 0; i < palettes.size(); ++i) {
-      palettes[i].emplace(std::begin(test.tables->values[i]), std::end(test.tables->values[i]));
-    }
+    from.palettes.emplace();
+    std::ranges::transform(test.tables->values, from.palettes->begin(), [](const auto& values) {
+      return std::vector<std::int32_t>(std::begin(values), std::end(values));
+    });
   }
-}
-
-void Reference::Write(const std::uint8_t* source, const std::uint8_t* mask, std::ptrdiff_t width,
-                      std::uint8_t* destination) const {
   for (std::ptrdiff_t x = 0; x < width; ++x) {
-    const oracle::Colour maskColour = test_.HasMask() ? mask_.At(mask, x, 0) : oracle::Colour{};
-    oracle::WritePixel(test_.to, source_.At(source, x, 0), kFill, maskColour, destination + x * test_.toStep);
+    oracle::WritePixel(test.to, from.At(source, x, 0), kFill,
+                       test.HasMask() ? of.At(mask, x, 0) : oracle::Colour{}, destination + x * test.toStep);
   }
 }
 

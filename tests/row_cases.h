@@ -6,7 +6,6 @@
 #include <string>
 #include <vector>
 
-#include "devhost/oracle.h"
 #include "pixels/converter.h"
 
 namespace tests {
@@ -31,15 +30,7 @@ struct Case {
 std::vector<Case> AllCases();
 
 /// What a case makes of a row, pixel by pixel.
-class Reference {
- public:
-  explicit Reference(const Case& test);
-  void Write(const std::uint8_t* source, const std::uint8_t* mask, std::ptrdiff_t width,
-             std::uint8_t* destination) const;
-
- private:
-  Case test_;
-  oracle::Buffer source_, mask_;
-};
+void ConvertRow(const Case& test, const std::uint8_t* source, const std::uint8_t* mask, std::ptrdiff_t width,
+                std::uint8_t* destination);
 
 }  // namespace tests

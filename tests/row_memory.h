@@ -23,7 +23,7 @@ inline Bytes NoiseBytes(std::size_t count, std::uint64_t seed) {
 }
 
 inline constexpr std::size_t kRows = 3;  // that are converted at once
-using RowStarts = std::array<const std::uint8_t*, kRows>;
+using RowContents = std::array<Bytes, kRows>;
 
 enum class Stride : std::uint8_t { kApart, kBackwards, kTable, kGap, kPacked };
 inline constexpr const char* kStrideNames[] = {"apart", "backwards", "in a table", "with gaps", "packed"};
@@ -34,62 +34,70 @@ struct Placement {
   bool atEnd;
   std::ptrdiff_t distance;
   Stride stride;
+
+  std::string Text() const {
+    return std::string(atEnd ? "ends " : "begins ") + std::to_string(distance) +
+           " bytes from a page without access, rows " + kStrideNames[static_cast<int>(stride)];
+  }
 };
 
-/// The bytes of a row, and how far rows that share a room are from each other.
-struct RowShape {
-  std::ptrdiff_t extent, packed, gap;
-};
-
-/// The rows of a source, a mask or a destination. Of three rooms, all between pages without access, packed
-/// rows and rows with gaps share one; other rows have one each.
+/// The rows of a source, a mask or a destination, which are windows of longer ones. Of three rooms, all
+/// between pages without access, packed rows and rows with gaps share one; other rows have one each.
 class RowMemory {
  public:
-  RowMemory() {
-    for (std::size_t room = 0; room < kRows; ++room) {
-      std::ranges::copy(Surroundings(), memory_.Row(room));
+  static constexpr std::ptrdiff_t kPixels = 960;  // of the longer rows
+
+  /// Pixels of `pixelBytes` bytes, `step` bytes from one to the next.
+  RowMemory(std::ptrdiff_t step, std::ptrdiff_t pixelBytes, std::uint64_t seed)
+      : step_(step), pixelBytes_(pixelBytes) {
+    for (std::size_t row = 0; row < kRows; ++row) {
+      std::ranges::copy(Surroundings(), memory_.Row(row));
+      before[row] = NoiseBytes(static_cast<std::size_t>(kPixels * step + 8), seed + 10000 * row);
     }
+    after = before;
   }
 
-  void Place(const Placement& placement, const RowShape& shape) {
+  /// Makes room for the windows of `width` pixels that begin at pixel `first`. `gap` is what is between two
+  /// rows that share a room.
+  void Place(const Placement& placement, std::ptrdiff_t width, std::ptrdiff_t first, std::ptrdiff_t gap) {
     static constexpr std::size_t kRooms[kStrides][kRows] = {
         {0, 1, 2}, {2, 1, 0}, {1, 2, 0}, {1, 1, 1}, {1, 1, 1}};
     for (const Row& row : rows_) {
-      std::copy_n(OfSurroundings(row, row.start), extent_, row.start);
+      std::copy_n(OfSurroundings(row, row.start), bytes_, row.start);
     }
-    extent_ = shape.extent;
+    bytes_ = width == 0 ? 0 : (width - 1) * step_ + pixelBytes_;
+    offset_ = first * step_;
     stride_ = placement.stride;
     const bool isShared = stride_ >= Stride::kGap;
-    const std::ptrdiff_t step = isShared ? shape.packed + (stride_ == Stride::kGap ? shape.gap : 0) : 0;
-    const std::ptrdiff_t bytes = 2 * step + extent_;
+    const std::ptrdiff_t distance = isShared ? width * step_ + (stride_ == Stride::kGap ? gap : 0) : 0;
+    const std::ptrdiff_t length = 2 * distance + bytes_;
     for (std::size_t i = 0; i < kRows; ++i) {
       std::uint8_t* room = memory_.Row(kRooms[static_cast<std::size_t>(stride_)][i]);
       std::uint8_t* roomEnd = room + RoomSize();
       std::uint8_t* start =
-          placement.atEnd ? roomEnd - bytes - placement.distance : room + placement.distance;
-      start += static_cast<std::ptrdiff_t>(i) * step;
+          placement.atEnd ? roomEnd - length - placement.distance : room + placement.distance;
+      start += static_cast<std::ptrdiff_t>(i) * distance;
       rows_[i] = {room, start, isShared && i > 0 ? start : std::max(room, start - kMargin),
-                  isShared && i + 1 < kRows ? start + step : std::min(roomEnd, start + extent_ + kMargin)};
+                  isShared && i + 1 < kRows ? start + distance : std::min(roomEnd, start + bytes_ + kMargin)};
       table_[i] = start - kTableOffset;
     }
   }
 
-  void Write(const RowStarts& bytes) {
+  void Write(const RowContents& contents) {
     for (std::size_t i = 0; i < kRows; ++i) {
-      std::memcpy(rows_[i].start, bytes[i], static_cast<std::size_t>(extent_));
+      std::memcpy(rows_[i].start, &contents[i][0] + offset_, static_cast<std::size_t>(bytes_));
     }
   }
 
-  /// Says where the rows first differ from `expected`, or what surrounds them from what it was. Empty:
-  /// nowhere.
-  std::string Difference(const RowStarts& expected) const {
+  /// Says where the rows first differ from `after`, or what surrounds them from what it was. Empty: nowhere.
+  std::string Difference() const {
     std::string text;
     for (std::size_t i = 0; i < kRows && text.empty(); ++i) {
       const Row& row = rows_[i];
-      const std::uint8_t* rowEnd = row.start + extent_;
+      const std::uint8_t* end = row.start + bytes_;
       text = Compare(row, row.begin, OfSurroundings(row, row.begin), row.start - row.begin) +
-             Compare(row, row.start, expected[i], extent_) +
-             Compare(row, rowEnd, OfSurroundings(row, rowEnd), row.end - rowEnd);
+             Compare(row, row.start, &after[i][0] + offset_, bytes_) +
+             Compare(row, end, OfSurroundings(row, end), row.end - end);
     }
     return text;
   }
@@ -100,6 +108,8 @@ class RowMemory {
     }
     return {.first = rows_[0].start, .step = rows_[1].start - rows_[0].start};
   }
+
+  RowContents before, after;  // a conversion
 
  private:
   static constexpr std::ptrdiff_t kMargin = 64;  // bytes around a row that are compared as well
@@ -138,9 +148,10 @@ class RowMemory {
 
   devhost::Memory memory_{
       {.rows = kRows, .rowLength = static_cast<std::size_t>(RoomSize()), .guarded = true}};
+  std::ptrdiff_t step_, pixelBytes_;
   std::array<Row, kRows> rows_ = {};
   std::array<std::uint8_t*, kRows> table_ = {};
-  std::ptrdiff_t extent_ = 0;
+  std::ptrdiff_t bytes_ = 0, offset_ = 0;
   Stride stride_ = Stride::kApart;
 };
 
