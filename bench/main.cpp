@@ -50,16 +50,20 @@ Result Measure(const Case& one, const std::vector<std::string>& plugins) {
   return {one, stage.task().Traffic(), {stage.contestants.begin(), stage.contestants.end()}};
 }
 
-/// Tells how far it is, or what it has found, case by case.
+void WriteProgress(const Result& result) {
+  std::cerr << result.one.Name() << ":\n";
+  for (const Timing& timing : result.timings) {
+    const double times = timing.seconds / result.Seconds();
+    std::cerr << "  " << timing.name << ": " << timing.seconds * 1e6 << " µs, × " << times << "\n";
+  }
+}
+
 std::vector<Result> MeasureCases(const std::string& filter, const std::vector<std::string>& plugins) {
   std::vector<Result> results;
   for (const Case& one : Cases()) {
-    if (one.Name().find(filter) == std::string::npos) {
-      continue;
-    }
-    results.push_back(Measure(one, plugins));
-    for (const Timing& timing : results.back().timings) {
-      std::cerr << one.Name() << ": " << timing.name << " " << timing.seconds * 1e6 << " µs\n";
+    if (one.Name().find(filter) != std::string::npos) {
+      results.push_back(Measure(one, plugins));
+      WriteProgress(results.back());
     }
   }
   return results;

@@ -6,7 +6,6 @@
 #include <ctime>
 #include <fstream>
 #include <ostream>
-#include <ranges>
 #include <set>
 
 #include "pixels/targets.h"
@@ -120,29 +119,24 @@ std::optional<double> Result::Times(Role role) const {
 }
 
 void Report::WriteTables(std::ostream& page) const {
-  std::vector<Column> large;
-  std::vector<Column> small;
+  std::vector<Column> besideOthers;
+  std::vector<Column> alone;
   for (const auto& [text, role] :
        {std::pair("share of memcpy, ", Role::kMemcpy), {"× fastest peer, ", Role::kPeer}}) {
-    for (const Size& size : Sizes() | std::views::filter(&Size::isComparedWithOthers)) {
-      large.push_back({text + size.Name(), &size, TimesOf(role)});
+    for (const Size& size : Sizes()) {
+      if (size.isComparedWithOthers) {
+        besideOthers.push_back({text + size.Name(), &size, TimesOf(role)});
+      }
     }
   }
   for (const Size& size : Sizes()) {
-    if (size.width == 16) {
-      small.push_back(
-          {"µs a call, " + size.Name(), &size, [](const Result& one) { return one.Seconds() * 1e6; }});
-    } else if (!size.isComparedWithOthers) {
-      small.push_back({"rate over that of 640 × 480, " + size.Name(), &size,
-                       [this](const Result& one) { return RateOverVga(one); }});
-    }
+    alone.push_back({size.Name(), &size, [](const Result& result) { return result.Seconds() * 1e6; }});
   }
   page << "Measured on: " << Machine() << "\n";
-  WriteFamilies(page, large, true);
-  page << "\nCases in which a peer is ahead by more than 5 %:\n\n";
-  WriteSlowerThanPeers(page);
-  page << "\nSmall pictures, and odd rows that begin at odd addresses:\n";
-  WriteFamilies(page, small, false);
+  WriteFamilies(page, besideOthers, true);
+  WriteSlowerCases(page, Role::kPeer);
+  page << "\nMicroseconds a call; the buffer of 641 × 479 pixels begins at an odd address and has gaps:\n";
+  WriteFamilies(page, alone, false);
 }
 
 void Report::WriteComparison(std::ostream& page) const {
@@ -150,8 +144,19 @@ void Report::WriteComparison(std::ostream& page) const {
   for (const Size& size : Sizes()) {
     columns.push_back({size.Name(), &size, TimesOf(Role::kOtherPlugin)});
   }
-  page << "Times the other plug-in; in bold where it is slower than that by more than 5 %.\n";
+  page << "How many times as fast as the other plug-in:\n";
   WriteFamilies(page, columns, false);
+  WriteSlowerCases(page, Role::kOtherPlugin);
+  page << "\nFamilies below " << Number(kLevel) << ":\n\n";
+  for (const Results& family : ByFamily(results_)) {
+    for (const Column& column : columns) {
+      const auto mean = Mean(family, *column.size, column.figure);
+      if (mean && *mean < kLevel) {
+        page << "- " << family.front()->one.row->family << ", " << column.name << ": " << Number(mean)
+             << "\n";
+      }
+    }
+  }
 }
 
 void Report::WriteFamilies(std::ostream& page, const std::vector<Column>& columns, bool withPeers) const {
@@ -170,38 +175,28 @@ void Report::WriteFamilies(std::ostream& page, const std::vector<Column>& column
   }
 }
 
-void Report::WriteSlowerThanPeers(std::ostream& page) const {
+void Report::WriteSlowerCases(std::ostream& page, Role role) const {
+  page << "\nCases below " << Number(kLevel) << ":\n\n";
   for (const Result& result : results_) {
-    const auto times = result.Times(Role::kPeer);
+    const auto times = result.Times(role);
     if (times && *times < kLevel) {
-      page << "- " << result.one.Name() << ": " << Number(times) << " times "
-           << result.Fastest(Role::kPeer)->name << "\n";
+      page << "- " << result.one.Name() << ": " << Number(times) << " times " << result.Fastest(role)->name
+           << "\n";
     }
   }
-}
-
-std::optional<double> Report::RateOverVga(const Result& result) const {
-  for (const Result& other : results_) {
-    if (other.one.size->width == 640 && other.one.row == result.one.row &&
-        other.one.pixelType == result.one.pixelType) {
-      return result.traffic / result.Seconds() / (other.traffic / other.Seconds());
-    }
-  }
-  return std::nullopt;
 }
 
 void WriteTargets(const std::vector<TargetsResult>& results, std::ostream& page) {
   std::vector<std::string> columns = {"µs of the loop"};
-  for (const Timing& timing : results.front().timings | std::views::drop(1)) {
+  for (const Timing& timing : results.front().targets) {
     columns.push_back("× " + timing.name);
   }
   page << "\nThe kernels of each target, times a plain loop, 640 × 480:\n";
   WriteHead(page, columns);
   for (const TargetsResult& result : results) {
-    const double loop = result.timings.front().seconds;
-    page << "| " << result.kind << " | " << Number(loop * 1e6) << " |";
-    for (const Timing& timing : result.timings | std::views::drop(1)) {
-      page << " " << Number(loop / timing.seconds) << " |";
+    page << "| " << result.kind << " | " << Number(result.loop.seconds * 1e6) << " |";
+    for (const Timing& timing : result.targets) {
+      page << " " << Number(result.loop.seconds / timing.seconds) << " |";
     }
     page << "\n";
   }

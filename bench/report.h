@@ -32,7 +32,7 @@ class Report {
   /// The machine, and the plug-in beside memcpy and the peers.
   void WriteTables(std::ostream& page) const;
 
-  /// The plug-in beside the other one.
+  /// The plug-in beside the other one, and where it is slower.
   void WriteComparison(std::ostream& page) const;
 
  private:
@@ -44,8 +44,7 @@ class Report {
   };
 
   void WriteFamilies(std::ostream& page, const std::vector<Column>& columns, bool withPeers) const;
-  void WriteSlowerThanPeers(std::ostream& page) const;
-  std::optional<double> RateOverVga(const Result& result) const;
+  void WriteSlowerCases(std::ostream& page, Role role) const;
 
   std::vector<Result> results_;
 };

@@ -57,9 +57,9 @@ devhost::Ref<REALpictureStruct> NewPicture(devhost::Host& host, const Size& size
 }
 
 std::vector<std::int32_t> SomePalette(std::int32_t step) {
-  std::vector<std::int32_t> values;
-  for (std::int32_t gray = 0; gray < 256; ++gray) {
-    values.push_back(gray * step % 256);
+  std::vector<std::int32_t> values(256);
+  for (std::size_t gray = 0; gray < values.size(); ++gray) {
+    values[gray] = static_cast<std::int32_t>(gray) * step % 256;
   }
   return values;
 }

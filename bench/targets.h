@@ -8,10 +8,11 @@
 
 namespace bench {
 
-/// One kind of conversion, of 640 × 480 pixels: the loop first, then the targets that the CPU has.
+/// One kind of conversion, of 640 × 480 pixels.
 struct TargetsResult {
   std::string kind;
-  std::vector<Timing> timings;
+  Timing loop;
+  std::vector<Timing> targets;  // those that the CPU has
 };
 
 /// Throws std::runtime_error if a kernel and its loop do not give the same bytes.
