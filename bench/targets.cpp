@@ -6,7 +6,7 @@
 #include <random>
 #include <stdexcept>
 
-#include "pixels/convert.h"
+#include "pixels/conversion.h"
 #include "pixels/converter.h"
 #include "pixels/targets.h"
 
