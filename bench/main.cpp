@@ -71,11 +71,11 @@ std::vector<Result> MeasureCases(const std::string& filter, const std::vector<st
 
 void Run(const Options& options) {
   const std::vector<std::string> plugins = PluginsOf(options);
-  const Report report(MeasureCases(options.at("--filter"), plugins));
+  const std::vector<Result> results = MeasureCases(options.at("--filter"), plugins);
   if (plugins.size() > 1) {
-    return report.WriteComparison(std::cout);
+    return WriteComparison(results, std::cout);
   }
-  report.WriteTables(std::cout);
+  WriteTables(results, std::cout);
   WriteTargets(MeasureTargets(), std::cout);
 }
 

@@ -5,6 +5,7 @@
 #include <cstdio>
 #include <ctime>
 #include <fstream>
+#include <functional>
 #include <ostream>
 #include <set>
 
@@ -69,8 +70,9 @@ std::vector<Results> ByFamily(const std::vector<Result>& results) {
   return families;
 }
 
+using Figure = std::function<std::optional<double>(const Result&)>;
+
 /// The geometric mean over the cases that have the figure.
-template <typename Figure>
 std::optional<double> Mean(const Results& family, const Size& size, const Figure& figure) {
   double sum = 0;
   int count = 0;
@@ -97,8 +99,43 @@ std::string FastestPeers(const Results& family) {
   return text;
 }
 
-auto TimesOf(Role role) {
+Figure TimesOf(Role role) {
   return [role](const Result& result) { return result.Times(role); };
+}
+
+/// What is told of each family, at one size.
+struct Column {
+  std::string name;
+  const Size* size;
+  Figure figure;
+};
+
+void WriteFamilies(const std::vector<Result>& results, const std::vector<Column>& columns, bool withPeers,
+                   std::ostream& page) {
+  std::vector<std::string> names;
+  std::ranges::transform(columns, std::back_inserter(names), &Column::name);
+  WriteHead(page, names, withPeers ? "fastest peers" : "");
+  for (const Results& family : ByFamily(results)) {
+    page << "| " << family.front()->one.row->family << " |";
+    for (const Column& column : columns) {
+      page << " " << Number(Mean(family, *column.size, column.figure)) << " |";
+    }
+    if (withPeers) {
+      page << " " << FastestPeers(family) << " |";
+    }
+    page << "\n";
+  }
+}
+
+void WriteSlowerCases(const std::vector<Result>& results, Role role, std::ostream& page) {
+  page << "\nCases below " << Number(kLevel) << ":\n\n";
+  for (const Result& result : results) {
+    const auto times = result.Times(role);
+    if (times && *times < kLevel) {
+      page << "- " << result.one.Name() << ": " << Number(times) << " times " << result.Fastest(role)->name
+           << "\n";
+    }
+  }
 }
 
 }  // namespace
@@ -118,7 +155,7 @@ std::optional<double> Result::Times(Role role) const {
   return fastest == nullptr ? std::nullopt : std::optional(fastest->seconds / Seconds());
 }
 
-void Report::WriteTables(std::ostream& page) const {
+void WriteTables(const std::vector<Result>& results, std::ostream& page) {
   std::vector<Column> besideOthers;
   std::vector<Column> alone;
   for (const auto& [text, role] :
@@ -133,22 +170,22 @@ void Report::WriteTables(std::ostream& page) const {
     alone.push_back({size.Name(), &size, [](const Result& result) { return result.Seconds() * 1e6; }});
   }
   page << "Measured on: " << Machine() << "\n";
-  WriteFamilies(page, besideOthers, true);
-  WriteSlowerCases(page, Role::kPeer);
+  WriteFamilies(results, besideOthers, true, page);
+  WriteSlowerCases(results, Role::kPeer, page);
   page << "\nMicroseconds a call; the buffer of 641 × 479 pixels begins at an odd address and has gaps:\n";
-  WriteFamilies(page, alone, false);
+  WriteFamilies(results, alone, false, page);
 }
 
-void Report::WriteComparison(std::ostream& page) const {
+void WriteComparison(const std::vector<Result>& results, std::ostream& page) {
   std::vector<Column> columns;
   for (const Size& size : Sizes()) {
     columns.push_back({size.Name(), &size, TimesOf(Role::kOtherPlugin)});
   }
   page << "How many times as fast as the other plug-in:\n";
-  WriteFamilies(page, columns, false);
-  WriteSlowerCases(page, Role::kOtherPlugin);
+  WriteFamilies(results, columns, false, page);
+  WriteSlowerCases(results, Role::kOtherPlugin, page);
   page << "\nFamilies below " << Number(kLevel) << ":\n\n";
-  for (const Results& family : ByFamily(results_)) {
+  for (const Results& family : ByFamily(results)) {
     for (const Column& column : columns) {
       const auto mean = Mean(family, *column.size, column.figure);
       if (mean && *mean < kLevel) {
@@ -159,39 +196,12 @@ void Report::WriteComparison(std::ostream& page) const {
   }
 }
 
-void Report::WriteFamilies(std::ostream& page, const std::vector<Column>& columns, bool withPeers) const {
-  std::vector<std::string> names;
-  std::ranges::transform(columns, std::back_inserter(names), &Column::name);
-  WriteHead(page, names, withPeers ? "fastest peers" : "");
-  for (const Results& family : ByFamily(results_)) {
-    page << "| " << family.front()->one.row->family << " |";
-    for (const Column& column : columns) {
-      page << " " << Number(Mean(family, *column.size, column.figure)) << " |";
-    }
-    if (withPeers) {
-      page << " " << FastestPeers(family) << " |";
-    }
-    page << "\n";
-  }
-}
-
-void Report::WriteSlowerCases(std::ostream& page, Role role) const {
-  page << "\nCases below " << Number(kLevel) << ":\n\n";
-  for (const Result& result : results_) {
-    const auto times = result.Times(role);
-    if (times && *times < kLevel) {
-      page << "- " << result.one.Name() << ": " << Number(times) << " times " << result.Fastest(role)->name
-           << "\n";
-    }
-  }
-}
-
 void WriteTargets(const std::vector<TargetsResult>& results, std::ostream& page) {
   std::vector<std::string> columns = {"µs of the loop"};
   for (const Timing& timing : results.front().targets) {
     columns.push_back("× " + timing.name);
   }
-  page << "\nThe kernels of each target, times a plain loop, 640 × 480:\n";
+  page << "\nHow many times as fast as a loop for that conversion alone each target is, 640 × 480:\n";
   WriteHead(page, columns);
   for (const TargetsResult& result : results) {
     page << "| " << result.kind << " | " << Number(result.loop.seconds * 1e6) << " |";

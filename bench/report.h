@@ -1,7 +1,6 @@
 // What a run has found, as tables.
 #pragma once
 
-#include <functional>
 #include <iosfwd>
 #include <optional>
 #include <string>
@@ -25,29 +24,11 @@ struct Result {
   std::optional<double> Times(Role role) const;
 };
 
-class Report {
- public:
-  explicit Report(std::vector<Result> results) : results_(std::move(results)) {}
+/// The machine, and the plug-in beside memcpy and the peers.
+void WriteTables(const std::vector<Result>& results, std::ostream& page);
 
-  /// The machine, and the plug-in beside memcpy and the peers.
-  void WriteTables(std::ostream& page) const;
-
-  /// The plug-in beside the other one, and where it is slower.
-  void WriteComparison(std::ostream& page) const;
-
- private:
-  using Figure = std::function<std::optional<double>(const Result&)>;
-  struct Column {
-    std::string name;
-    const Size* size;
-    Figure figure;
-  };
-
-  void WriteFamilies(std::ostream& page, const std::vector<Column>& columns, bool withPeers) const;
-  void WriteSlowerCases(std::ostream& page, Role role) const;
-
-  std::vector<Result> results_;
-};
+/// The plug-in beside the other one, and where it is slower.
+void WriteComparison(const std::vector<Result>& results, std::ostream& page);
 
 void WriteTargets(const std::vector<TargetsResult>& results, std::ostream& page);
 

@@ -244,19 +244,20 @@ void Stage::Check(Contestant& contestant) const {
   std::memset(task_.destination.first, kBefore,
               rows * static_cast<std::size_t>(task_.destination.rowStep) + rowBytes);
   TakeFirstTurn(contestant);
-  for (int y = 0; y < task_.height && contestant.hasSameBytes; ++y) {
-    CheckRow(contestant, y);
+  const bool isChecked = contestant.hasSameBytes;
+  for (int y = 0; y < task_.height && isChecked; ++y) {
+    contestant.hasSameBytes &= IsRowSame(contestant, y);
   }
 }
 
 /// Only peers may write other bytes, and only where no channel is.
-void Stage::CheckRow(Contestant& contestant, int y) const {
+bool Stage::IsRowSame(const Contestant& contestant, int y) const {
   const std::string& layout = task_.destination.layout;
   const std::size_t rowBytes = expected_.size() / static_cast<std::size_t>(task_.height);
   const std::uint8_t* actual = task_.destination.first + std::ptrdiff_t{y} * task_.destination.rowStep;
   const std::uint8_t* expected = expected_.data() + static_cast<std::size_t>(y) * rowBytes;
   if (std::memcmp(actual, expected, rowBytes) == 0) {
-    return;
+    return true;
   }
   for (std::size_t i = 0; i < rowBytes; ++i) {
     const bool mayDiffer = contestant.role == Role::kPeer && !IsChannel(layout[i % layout.size()]);
@@ -265,7 +266,7 @@ void Stage::CheckRow(Contestant& contestant, int y) const {
                                std::to_string(i) + " in row " + std::to_string(y));
     }
   }
-  contestant.hasSameBytes = false;
+  return false;
 }
 
 }  // namespace bench

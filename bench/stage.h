@@ -44,7 +44,7 @@ class Stage {
 
   /// Lets `contestant` work, and compares all rows.
   void Check(Contestant& contestant) const;
-  void CheckRow(Contestant& contestant, int y) const;
+  bool IsRowSame(const Contestant& contestant, int y) const;
 
   const Case one_;
   devhost::Host host_;
