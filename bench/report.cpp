@@ -8,6 +8,7 @@
 #include <functional>
 #include <ostream>
 #include <set>
+#include <utility>
 
 #include "pixels/targets.h"
 
@@ -41,19 +42,23 @@ std::string Machine() {
          date;
 }
 
-/// The first column and, with its name, a last one are texts; all others are numbers.
-void WriteHead(std::ostream& page, const std::vector<std::string>& columns, const std::string& last = "") {
-  page << "\n| conversion |";
-  std::string rule = "\n| --- |";
-  for (const std::string& column : columns) {
-    page << " " << column << " |";
+using Line = std::vector<std::string>;
+
+/// The first of `lines` is the head. All but the first column are numbers.
+void WriteTable(const std::vector<Line>& lines, std::ostream& page) {
+  std::string rule = "| --- |";
+  for (std::size_t i = 1; i < lines.front().size(); ++i) {
     rule += " ---: |";
   }
-  if (!last.empty()) {
-    page << " " << last << " |";
-    rule += " --- |";
+  rule += "\n";
+  page << "\n";
+  for (const Line& line : lines) {
+    page << "|";
+    for (const std::string& cell : line) {
+      page << " " << cell << " |";
+    }
+    page << "\n" << std::exchange(rule, "");
   }
-  page << rule << "\n";
 }
 
 using Results = std::vector<const Result*>;
@@ -112,19 +117,23 @@ struct Column {
 
 void WriteFamilies(const std::vector<Result>& results, const std::vector<Column>& columns, bool withPeers,
                    std::ostream& page) {
-  std::vector<std::string> names;
-  std::ranges::transform(columns, std::back_inserter(names), &Column::name);
-  WriteHead(page, names, withPeers ? "fastest peers" : "");
+  std::vector<Line> lines = {{"conversion"}};
+  for (const Column& column : columns) {
+    lines.front().push_back(column.name);
+  }
   for (const Results& family : ByFamily(results)) {
-    page << "| " << family.front()->one.row->family << " |";
+    Line& line = lines.emplace_back(Line{family.front()->one.row->family});
     for (const Column& column : columns) {
-      page << " " << Number(Mean(family, *column.size, column.figure)) << " |";
+      line.push_back(Number(Mean(family, *column.size, column.figure)));
     }
     if (withPeers) {
-      page << " " << FastestPeers(family) << " |";
+      line.push_back(FastestPeers(family));
     }
-    page << "\n";
   }
+  if (withPeers) {
+    lines.front().emplace_back("fastest peers");
+  }
+  WriteTable(lines, page);
 }
 
 void WriteSlowerCases(const std::vector<Result>& results, Role role, std::ostream& page) {
@@ -197,19 +206,18 @@ void WriteComparison(const std::vector<Result>& results, std::ostream& page) {
 }
 
 void WriteTargets(const std::vector<TargetsResult>& results, std::ostream& page) {
-  std::vector<std::string> columns = {"µs of the loop"};
+  std::vector<Line> lines = {{"conversion", "µs of the loop"}};
   for (const Timing& timing : results.front().targets) {
-    columns.push_back("× " + timing.name);
+    lines.front().push_back("× " + timing.name);
+  }
+  for (const TargetsResult& result : results) {
+    Line& line = lines.emplace_back(Line{result.kind, Number(result.loop.seconds * 1e6)});
+    for (const Timing& timing : result.targets) {
+      line.push_back(Number(result.loop.seconds / timing.seconds));
+    }
   }
   page << "\nHow many times as fast as a loop for that conversion alone each target is, 640 × 480:\n";
-  WriteHead(page, columns);
-  for (const TargetsResult& result : results) {
-    page << "| " << result.kind << " | " << Number(result.loop.seconds * 1e6) << " |";
-    for (const Timing& timing : result.targets) {
-      page << " " << Number(result.loop.seconds / timing.seconds) << " |";
-    }
-    page << "\n";
-  }
+  WriteTable(lines, page);
 }
 
 }  // namespace bench

@@ -116,25 +116,6 @@ std::vector<std::uint8_t> RandomBytes(std::size_t count) {
   return bytes;
 }
 
-/// Packed rows, as wide as any kind has them.
-struct Arenas {
-  static constexpr std::size_t kBytes = kWidth * kHeight * 4;
-
-  std::vector<std::uint8_t> source = RandomBytes(kBytes);
-  std::vector<std::uint8_t> mask = RandomBytes(kBytes);
-  std::vector<std::uint8_t> destination = RandomBytes(kBytes);
-
-  Rows RowsFor(const Conversion& conversion) {
-    Rows rows{};
-    rows.source = {source.data(), kWidth * conversion.fromStep};
-    rows.mask = {mask.data(), kWidth * 4};
-    rows.destination = {destination.data(), kWidth * conversion.toStep};
-    rows.width = kWidth;
-    rows.count = kHeight;
-    return rows;
-  }
-};
-
 /// The loop first.
 std::vector<Contestant> ContestantsFor(const Kind& kind, const Rows& rows) {
   std::vector<Contestant> contestants;
@@ -148,16 +129,24 @@ std::vector<Contestant> ContestantsFor(const Kind& kind, const Rows& rows) {
   return contestants;
 }
 
-TargetsResult Measure(const Kind& kind, Arenas& arenas) {
-  const Rows rows = arenas.RowsFor(kind.conversion);
+TargetsResult Measure(const Kind& kind) {
+  const auto bytes = [](std::ptrdiff_t step) { return static_cast<std::size_t>(kWidth * kHeight * step); };
+  const Conversion& conversion = kind.conversion;
+  const std::vector<std::uint8_t> source = RandomBytes(bytes(conversion.fromStep));
+  const std::vector<std::uint8_t> mask = RandomBytes(bytes(4));
+  std::vector<std::uint8_t> destination(bytes(conversion.toStep));
+  const Rows rows = {.destination = {destination.data(), kWidth * conversion.toStep},
+                     .source = {source.data(), kWidth * conversion.fromStep},
+                     .mask = {mask.data(), kWidth * 4},
+                     .width = kWidth,
+                     .count = kHeight};
   std::vector<Contestant> contestants = ContestantsFor(kind, rows);
   std::vector<std::uint8_t> expected;
   for (Contestant& contestant : contestants) {
-    std::ranges::fill(arenas.destination, std::uint8_t{0});
+    std::ranges::fill(destination, std::uint8_t{0});
     TakeFirstTurn(contestant);
-    if (expected.empty()) {
-      expected = arenas.destination;
-    } else if (arenas.destination != expected) {
+    expected = expected.empty() ? destination : expected;
+    if (destination != expected) {
       throw std::runtime_error(kind.name + (": a wrong result of " + contestant.name));
     }
   }
@@ -171,10 +160,9 @@ std::vector<TargetsResult> MeasureTargets() {
   const ChannelWeights weights = {{300, 200, 100}};
   const auto tables = std::make_unique<ChannelTables>();
   std::ranges::copy(RandomBytes(sizeof *tables), &tables->values[0][0]);
-  Arenas arenas;
   std::vector<TargetsResult> results;
   for (const Kind& kind : Kinds(weights, *tables)) {
-    results.push_back(Measure(kind, arenas));
+    results.push_back(Measure(kind));
   }
   return results;
 }
