@@ -39,7 +39,27 @@ void ExpectCut(const std::array<New, Count>& records, void* table, std::uint32_t
   }
 }
 
-TEST(OldRecords, OfModulesAreCutAllOrNone) {
+/// Brings `definition` into its old form, which takes so many allocations; all of them or none.
+template <typename Definition>
+void TakeOldForm(Definition& definition, int allocations) {
+  const auto* methods = definition.common.methods;
+  rastel::CurrentREALControlVersion = 10;
+  EXPECT_TRUE(rastel::TakeFormForHost(definition));
+  EXPECT_EQ(10, definition.common.version);
+  EXPECT_EQ(methods, definition.common.methods) << "as it is";
+  rastel::CurrentREALControlVersion = 9;
+  const std::size_t inUse = CallocsInUse();
+  for (int calls = 0; calls < allocations; ++calls) {
+    const FailingCallocs failing(calls);
+    EXPECT_FALSE(rastel::TakeFormForHost(definition));
+    EXPECT_EQ(methods, definition.common.methods);
+    EXPECT_EQ(inUse, CallocsInUse());
+  }
+  EXPECT_TRUE(rastel::TakeFormForHost(definition));
+  EXPECT_EQ(9, definition.common.version);
+}
+
+TEST(OldRecords, OfModulesAreCut) {
   auto methods = Filled<REALmethodDefinition, 3>(1);
   auto records4 = Filled<HostRecord<5>, 2>(2);
   auto properties = Filled<REALproperty, 4>(3);
@@ -49,19 +69,7 @@ TEST(OldRecords, OfModulesAreCutAllOrNone) {
   OldModuleDefinition& form = module.common;
   form = {13,           "Name", methods.data(),   3, records4.data(), 2, properties.data(), 4,
           rows8.data(), 1,      records10.data(), 5};
-  rastel::CurrentREALControlVersion = 10;
-  EXPECT_TRUE(rastel::TakeFormForHost(module)) << "as it is";
-  EXPECT_EQ(methods.data(), form.methods);
-  rastel::CurrentREALControlVersion = 9;
-  const std::size_t inUse = CallocsInUse();
-  for (int calls = 0; calls < 6; ++calls) {
-    const FailingCallocs failing(calls);
-    EXPECT_FALSE(rastel::TakeFormForHost(module));
-    EXPECT_EQ(methods.data(), form.methods);
-    EXPECT_EQ(inUse, CallocsInUse());
-  }
-  ASSERT_TRUE(rastel::TakeFormForHost(module));
-  EXPECT_EQ(9, form.version);
+  TakeOldForm(module, 6);
   EXPECT_STREQ("Name", form.name);
   ExpectCut<OldMethodRow>(methods, form.methods, form.methodCount);
   ExpectCut<HostRecord<3>>(records4, form.records4, form.count5);
@@ -75,18 +83,15 @@ TEST(OldRecords, KeepCountsWithoutTables) {
   REALmethodDefinition row{};
   HostRecord<7> unused{};
   REALmoduleDefinition module{};
-  module.common.propertyCount = 4;
-  module.common.rows8 = &row;
-  module.common.count9 = kTooMany;
-  module.common.records10 = &unused;
-  const CBuffer<OldModuleDefinition> old(rastel::FixModule(&module));
-  ASSERT_NE(nullptr, old);
+  OldModuleDefinition& form = module.common;
+  form = {.propertyCount = 4, .rows8 = &row, .count9 = kTooMany, .records10 = &unused};
+  TakeOldForm(module, 1);
   EXPECT_EQ((std::array{0U, 4U, kTooMany, 0U}),
-            (std::array{old->methodCount, old->propertyCount, old->count9, old->count11}));
-  EXPECT_EQ(nullptr, old->methods);
-  EXPECT_EQ(nullptr, old->properties);
-  EXPECT_EQ(nullptr, old->rows8);
-  EXPECT_EQ(nullptr, old->records10);
+            (std::array{form.methodCount, form.propertyCount, form.count9, form.count11}));
+  EXPECT_EQ(nullptr, form.methods);
+  EXPECT_EQ(nullptr, form.properties);
+  EXPECT_EQ(nullptr, form.rows8);
+  EXPECT_EQ(nullptr, form.records10);
 }
 
 TEST(OldRecords, OfPropertiesAreCut) {
@@ -98,7 +103,6 @@ TEST(OldRecords, OfPropertiesAreCut) {
 }
 
 TEST(OldRecords, OfClassesAreCut) {
-  rastel::CurrentREALControlVersion = 9;
   auto properties = Filled<REALproperty, 2>(1);
   auto methods = Filled<REALmethodDefinition, 3>(2);
   auto events = Filled<HostRecord<4>, 3>(3);
@@ -106,51 +110,48 @@ TEST(OldRecords, OfClassesAreCut) {
   auto sharedProperties = Filled<REALproperty, 1>(5);
   auto sharedMethods = Filled<REALmethodDefinition, 2>(6);
   REALclassDefinition definition{};
-  definition.common = {.version = 13,
-                       .name = "Picture",
-                       .words2to6 = {1, 2, 3, 4, 5},
-                       .properties = properties.data(),
-                       .propertyCount = 2,
-                       .methods = methods.data(),
-                       .methodCount = 3,
-                       .events = events.data(),
-                       .eventCount = 3,
-                       .words13to17 = {6, 7, 8, 9, 10},
-                       .records18 = records18.data(),
-                       .count19 = 4,
-                       .flags = 0x1234,
-                       .sharedProperties = sharedProperties.data(),
-                       .sharedPropertyCount = 1,
-                       .sharedMethods = sharedMethods.data(),
-                       .sharedMethodCount = 2};
+  OldClassDefinition& form = definition.common;
+  form = {13,
+          "Picture",
+          {1, 2, 3, 4, 5},
+          properties.data(),
+          2,
+          methods.data(),
+          3,
+          events.data(),
+          3,
+          {6, 7, 8, 9, 10},
+          records18.data(),
+          4,
+          0x1234,
+          sharedProperties.data(),
+          1,
+          sharedMethods.data(),
+          2};
   const auto originalEvents = events;
-  const std::size_t inUse = CallocsInUse();
   for (int calls = 0; calls < 7; ++calls) {
     const FailingCallocs failing(calls);
     EXPECT_EQ(nullptr, rastel::FixClass(definition));
     EXPECT_EQ(0, std::memcmp(&originalEvents, &events, sizeof events)) << "they lead nowhere";
-    EXPECT_EQ(inUse, CallocsInUse());
   }
-  const CBuffer<OldClassDefinition> old(rastel::FixClass(definition));
-  ASSERT_NE(nullptr, old);
-  EXPECT_EQ(9, old->version);
-  EXPECT_STREQ("Picture", old->name);
-  EXPECT_EQ(0, std::memcmp(old->words2to6, definition.common.words2to6, sizeof old->words2to6));
-  EXPECT_TRUE(std::ranges::equal(std::array{6, 7, 8, 0, 0}, old->words13to17));
-  EXPECT_EQ(0x1234U, old->flags);
+  TakeOldForm(definition, 7);
+  EXPECT_STREQ("Picture", form.name);
+  EXPECT_TRUE(std::ranges::equal(std::array{1, 2, 3, 4, 5}, form.words2to6));
+  EXPECT_TRUE(std::ranges::equal(std::array{6, 7, 8, 0, 0}, form.words13to17));
+  EXPECT_EQ(0x1234U, form.flags);
   // Each event now leads to its own copy.
-  auto* cut = reinterpret_cast<HostRecord<2>*>(old->events);
+  auto* cut = reinterpret_cast<HostRecord<2>*>(form.events);
   for (std::size_t i = 0; i < events.size(); ++i) {
     const auto& words = originalEvents[i].words;
     EXPECT_TRUE(std::ranges::equal(
         std::array{words[0], reinterpret_cast<HostWord>(&cut[i]), words[2], words[3]}, events[i].words));
   }
-  ExpectCut<HostRecord<2>>(originalEvents, old->events, old->eventCount);
-  ExpectCut<OldProperty>(properties, old->properties, old->propertyCount);
-  ExpectCut<OldMethodRow>(methods, old->methods, old->methodCount);
-  ExpectCut<HostRecord<3>>(records18, old->records18, old->count19);
-  ExpectCut<OldProperty>(sharedProperties, old->sharedProperties, old->sharedPropertyCount);
-  ExpectCut<OldMethodRow>(sharedMethods, old->sharedMethods, old->sharedMethodCount);
+  ExpectCut<HostRecord<2>>(originalEvents, form.events, form.eventCount);
+  ExpectCut<OldProperty>(properties, form.properties, form.propertyCount);
+  ExpectCut<OldMethodRow>(methods, form.methods, form.methodCount);
+  ExpectCut<HostRecord<3>>(records18, form.records18, form.count19);
+  ExpectCut<OldProperty>(sharedProperties, form.sharedProperties, form.sharedPropertyCount);
+  ExpectCut<OldMethodRow>(sharedMethods, form.sharedMethods, form.sharedMethodCount);
 }
 
 }  // namespace

@@ -1,19 +1,14 @@
 // Declarations rewritten for modules, and the modules.
-#include <gtest/gtest.h>
-
 #include <algorithm>
 #include <array>
-#include <memory>
 #include <stdexcept>
-#include <string>
 #include <string_view>
 #include <utility>
-#include <vector>
 
 #include "aliased_memory.h"
-#include "host/entries.h"
 #include "registration/declarations.h"
 #include "registration/tables.h"
+#include "unit_host.h"
 #include "unit_memory.h"
 
 extern "C" void REALPluginMain(Resolver resolver);
@@ -94,7 +89,7 @@ void* ResolveForModules(const char* name) {
 /// What a plug-in with this class registers, as far as the host lets it.
 std::vector<const OldModuleDefinition*> ModulesFor(const OldClassDefinition& picture) {
   const OldClassDefinition own = std::exchange(rastel::pictureClass.common, picture);
-  std::construct_at(&rastel::REALRegisterModule);
+  Unbind(rastel::REALGetRBVersion, rastel::RegisterPluginVersion, rastel::REALRegisterModule);
   const std::size_t known = allModules.size();
   try {
     REALPluginMain(ResolveForModules);
@@ -103,11 +98,9 @@ std::vector<const OldModuleDefinition*> ModulesFor(const OldClassDefinition& pic
     EXPECT_TRUE(hostThrows);
   }
   rastel::pictureClass.common = own;
-  std::construct_at(&rastel::REALRegisterModule);
   return {allModules.begin() + static_cast<std::ptrdiff_t>(known), allModules.end()};
 }
 
-/// Its rows are the module's own copies.
 std::vector<const OldModuleDefinition*> ModulesFor(std::vector<REALmethodDefinition> methods) {
   return ModulesFor({.name = "Picture",
                      .methods = methods.data(),
