@@ -161,13 +161,12 @@ class Edges {
       layout = alpha < 0 || alpha > 255 ? "BGRX" : "BGRA";
     }
     const auto length = static_cast<std::int64_t>(layout.size());
-    const oracle::BlockCopy copy{
-        .layout = layout,
-        .width = kSize,
-        .lines = oracle::LinesOf(Integer("StartLine"), Integer("EndLine"), kSize),
-        .offset = Integer("offset"),
-        .pixelBytes = method_.Has("PixelByteSize") ? Integer("PixelByteSize") : length,
-        .destRowBytes = Integer("DestRowBytes")};
+    const oracle::Copy copy{.layout = layout,
+                            .width = kSize,
+                            .lines = oracle::LinesOf(Integer("StartLine"), Integer("EndLine"), kSize),
+                            .offset = Integer("offset"),
+                            .pixelBytes = method_.Has("PixelByteSize") ? Integer("PixelByteSize") : length,
+                            .destRowBytes = Integer("DestRowBytes")};
     std::string expected = Expected();
     const oracle::Lines lines = copy.lines;
     std::vector<std::pair<std::int64_t, std::uint8_t>> written;
@@ -186,8 +185,9 @@ class Edges {
           if (channel != 'X') {
             const auto row = static_cast<std::int32_t>(y);
             const oracle::Colour mask = isMasked ? ColourAt(*mask_, x, row) : oracle::Colour{};
-            written.emplace_back(position + i, oracle::BlockByte(channel, ColourAt(*picture_, x, row),
-                                                                 Integer("AlphaValue"), mask, 0));
+            written.emplace_back(position + i,
+                                 oracle::ByteFor(channel, ColourAt(*picture_, x, row),
+                                                 static_cast<std::uint8_t>(Integer("AlphaValue")), mask, 0));
           }
         }
       }

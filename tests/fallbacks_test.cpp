@@ -67,7 +67,7 @@ TEST(Fallbacks, APictureThatIsNarrowerThanItSaysIsFilledAsFarAsItGoes) {
       const oracle::Buffer all{.layout = "RGB", .width = 3, .height = 2, .pixelBytes = 3};
       Bytes filled = expected;
       oracle::Write(all, block->bytes(), hostCase.pixelType, 3, filled);
-      const auto pixelBytes = static_cast<std::size_t>(oracle::PixelBytes(hostCase.pixelType));
+      const auto pixelBytes = oracle::PictureLayout(hostCase.pixelType).size();
       for (std::size_t i = 0; i < expected.size(); ++i) {
         const bool isInside = described.height > 0 && described.width == 2 && i / pixelBytes % 3 < 2;
         expected[i] = isInside ? filled[i] : expected[i];

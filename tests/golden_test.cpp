@@ -153,7 +153,7 @@ class GoldenCall {
     for (const std::string& row : Split(text, '/')) {
       rows.push_back(ParseHex(row));
     }
-    const auto pixelBytes = static_cast<std::size_t>(oracle::PixelBytes(host_.options().pixelType));
+    const auto pixelBytes = oracle::PictureLayout(host_.options().pixelType).size();
     const auto width = static_cast<std::int32_t>(rows[0].size() / pixelBytes);
     auto& picture = pictures_.emplace_back(host_.NewPicture(width, static_cast<std::int32_t>(rows.size())));
     for (std::int32_t y = 0; const Bytes& row : rows) {

@@ -5,8 +5,8 @@
 #include <memory>
 
 #include "crash_note.h"
+#include "devhost/oracle.h"
 #include "figures.h"
-#include "oracle.h"
 #include "row_memory.h"
 #include "support.h"
 

@@ -38,7 +38,18 @@ oracle::Colour ColourAt(REALpictureStruct& picture, std::int32_t x, std::int32_t
     const devhost::Pixel pixel = picture.At(x, y);
     return {pixel.red, pixel.green, pixel.blue};
   }
-  return oracle::ReadPicture(pixelType, picture.Row(y) + x * oracle::PixelBytes(pixelType));
+  const std::string_view layout = oracle::PictureLayout(pixelType);
+  return oracle::ReadPixel(layout, picture.Row(y) + x * std::ssize(layout));
+}
+
+oracle::Image ImageOf(REALpictureStruct& picture) {
+  oracle::Image image{.width = picture.width, .height = picture.height};
+  for (std::int32_t y = 0; y < picture.height; ++y) {
+    for (std::int32_t x = 0; x < picture.width; ++x) {
+      image.pixels.push_back(ColourAt(picture, x, y));
+    }
+  }
+  return image;
 }
 
 std::uint8_t Noise(std::uint64_t seed) {

@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "devhost/host.h"
-#include "oracle.h"
+#include "devhost/oracle.h"
 
 namespace tests {
 
@@ -52,6 +52,7 @@ int PixelTypeOf(devhost::PixelFormat format);
 
 /// What a reader of pixel (x, y) gets, on either of the ways to it.
 oracle::Colour ColourAt(REALpictureStruct& picture, std::int32_t x, std::int32_t y);
+oracle::Image ImageOf(REALpictureStruct& picture);
 
 /// Bytes without a pattern that a fault could repeat.
 std::uint8_t Noise(std::uint64_t seed);

@@ -76,16 +76,16 @@ class ToBuffer : public testing::TestWithParam<std::tuple<HostCase, std::size_t>
     return copy.littleEndian ? (keepsAlpha ? "BGRX" : "BGRA") : (keepsAlpha ? "XRGB" : "ARGB");
   }
 
-  oracle::BlockCopy BlockCopyOf(const Copy& copy) const {
+  oracle::Copy BlockCopyOf(const Copy& copy) const {
     const Size size = HasMask() ? copy.maskSize : copy.size;
-    oracle::BlockCopy blockCopy{.layout = LayoutFor(copy),
-                                .width = size.width,
-                                .lines = oracle::LinesOf(copy.startLine, copy.endLine, size.height)};
+    oracle::Copy blockCopy{.layout = LayoutFor(copy),
+                           .width = size.width,
+                           .lines = oracle::LinesOf(copy.startLine, copy.endLine, size.height)};
     blockCopy.offset = copy.offset;
     blockCopy.pixelBytes =
         method.Has("PixelByteSize") ? copy.pixelBytes : static_cast<std::int64_t>(method.layout.size());
     blockCopy.destRowBytes = copy.destRowBytes;
-    blockCopy.alpha = copy.alpha;
+    blockCopy.alpha = static_cast<std::uint8_t>(copy.alpha);
     return blockCopy;
   }
 
@@ -93,24 +93,11 @@ class ToBuffer : public testing::TestWithParam<std::tuple<HostCase, std::size_t>
     Ref<REALpictureStruct> source, mask;
   };
 
-  /// What the picture shows at a place that it may lack: black beyond its right edge, row 0 below its end.
-  static oracle::Colour SourceColour(REALpictureStruct& picture, std::int64_t x, std::int64_t y) {
-    if (x >= picture.width) {
-      return {0, 0, 0};
-    }
-    return ColourAt(picture, static_cast<std::int32_t>(x),
-                    static_cast<std::int32_t>(y < picture.height ? y : 0));
-  }
-
   /// What has to be in the block after the copy.
   void WriteExpected(const Copy& copy, const Pictures& pictures, Bytes& block) const {
-    const auto colourAt = [&](std::int64_t x, std::int64_t y) {
-      return SourceColour(*pictures.source, x, y);
-    };
-    const auto maskAt = [&](std::int64_t x, std::int64_t y) {
-      return HasMask() ? SourceColour(*pictures.mask, x, y) : oracle::Colour{};
-    };
-    oracle::Write(BlockCopyOf(copy), colourAt, maskAt, block);
+    oracle::Write(
+        BlockCopyOf(copy), ImageOf(*pictures.source), ImageOf(*pictures.mask),
+        [&](std::int64_t position) -> std::uint8_t& { return block.at(static_cast<std::size_t>(position)); });
   }
 
   Pictures MakePictures(const Copy& copy) {

@@ -283,7 +283,7 @@ bool HasDest(const HostCase&, const Method& method) {
 
 bool IsInPlace(const HostCase& host, const Method& method) {
   return method.Has("dest") && method.ReadsPtr() &&
-         oracle::PixelBytes(host.pixelType) == static_cast<int>(method.layout.size());
+         oracle::PictureLayout(host.pixelType).size() == method.layout.size();
 }
 
 INSTANTIATE_TEST_SUITE_P(, ToPicture,

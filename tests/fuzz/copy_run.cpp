@@ -39,7 +39,7 @@ class CopyRun final : public CallRun {
     copy_.offset = spec_.offset;
     copy_.pixelBytes = HasStep() ? spec_.pixelBytes : static_cast<std::int64_t>(copy_.layout.size());
     copy_.destRowBytes = spec_.destRowBytes;
-    copy_.alpha = spec_.alphaValue;
+    copy_.alpha = static_cast<std::uint8_t>(spec_.alphaValue);
     MakeBlock(copy_.BlockSize());
   }
 
@@ -103,25 +103,12 @@ class CopyRun final : public CallRun {
   REALpictureStruct* Locked() const override { return picture_.get(); }
   std::uint8_t* ChangedByte(REALpictureStruct*) const override { return block_->bytes(); }
 
-  /// What the picture shows at a place that it may lack: black beyond its right edge, row 0 below its end.
-  static oracle::Colour Shown(REALpictureStruct& picture, std::int64_t x, std::int64_t y) {
-    if (x >= picture.width) {
-      return {0, 0, 0};
-    }
-    return ColourAt(picture, static_cast<std::int32_t>(x),
-                    static_cast<std::int32_t>(y < picture.height ? y : 0));
-  }
-
   Bytes Copied(Bytes block, bool hasColours, bool hasAlpha) const {
-    oracle::Write(
-        copy_,
-        [&](std::int64_t x, std::int64_t y) {
-          return hasColours ? Shown(*picture_, x, y) : oracle::Colour{0, 0, 0};
-        },
-        [&](std::int64_t x, std::int64_t y) {
-          return hasAlpha && HasAlphaMask() ? Shown(*alpha_, x, y) : oracle::Colour{0, 0, 0};
-        },
-        block);
+    const oracle::Image picture = hasColours ? ImageOf(*picture_) : oracle::Image();
+    const oracle::Image mask = hasAlpha && HasAlphaMask() ? ImageOf(*alpha_) : oracle::Image();
+    oracle::Write(copy_, picture, mask, [&](std::int64_t position) -> std::uint8_t& {
+      return block[static_cast<std::size_t>(position)];
+    });
     return block;
   }
 
@@ -165,7 +152,7 @@ class CopyRun final : public CallRun {
 
   Ref<REALpictureStruct> picture_, alpha_;
   Bytes pictureBefore_;
-  oracle::BlockCopy copy_{};
+  oracle::Copy copy_{};
 };
 
 }  // namespace

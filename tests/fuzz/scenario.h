@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "devhost/host.h"
-#include "oracle.h"
+#include "devhost/oracle.h"
 
 namespace tests {
 
