@@ -32,9 +32,6 @@ Host::Host(HostOptions options) : options_(std::move(options)), state_(std::make
   if (current != nullptr) {
     throw HostError("there is a host already");
   }
-  if (options_.without.contains("RegisterPluginVersion")) {
-    throw HostError("every host has RegisterPluginVersion");
-  }
   for (const auto& name : options_.without) {
     if (!IsOffered(name)) {
       throw HostError(

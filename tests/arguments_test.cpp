@@ -1,108 +1,161 @@
-// Bad arguments: which one is reported, in each method's order, and that nothing else happens.
-#include "loaded_host.h"
-#include "methods.h"
-#include "support.h"
+// Bad arguments in each method's order, and arguments at the edges of what integers hold and of what methods
+// take, two at a time.
+#include <algorithm>
+#include <cmath>
+#include <limits>
+
+#include "call.h"
+#include "crash_note.h"
+#include "figures.h"
 
 namespace tests {
 namespace {
 
-using devhost::Value;
+constexpr Size kSize = {2, 2};
 
-struct BadArgument {
-  const char* parameter;
-  Value value;
-  const char* className;  // null: false without an exception
-  const char* message;
-};
-
-constexpr const char* kNil = "NilObjectException";
-constexpr const char* kUnsupported = "UnsupportedOperationException";
-
-/// A method's bad arguments in the order in which they are reported.
-std::vector<BadArgument> BadArgumentsOf(const Method& method) {
-  const BadArgument offset{"offset", std::int32_t{-1}, kUnsupported, "offset is too small. Must be >=0."};
-  if (method.result == "picture") {
-    return {{"source", nullptr, kNil, "Memoryblock is nil"},
-            {"width", std::int32_t{0}, kUnsupported, "width is too small. Must be >0."},
-            {"height", std::int32_t{-3}, kUnsupported, "height is too small. Must be >0."},
-            offset};
-  }
-  std::vector<BadArgument> bad = {{"EndLine", std::int32_t{-2}, nullptr, nullptr},
-                                  {"StartLine", std::int32_t{-1}, nullptr, nullptr},
-                                  {"DestRowBytes", std::int32_t{-1}, nullptr, nullptr},
-                                  {"self", nullptr, kNil, "Picture is nil"}};
-  const BadArgument block{"destination", nullptr, kNil, "Memoryblock is nil"};
-  const BadArgument mask{"MaskForAlpha", nullptr, kNil, "Mask Picture is nil"};
-  // The BGRA form alone looks at the mask before the block.
-  if (method.layout == "BGRM") {
-    bad.insert(bad.end(), {mask, block});
-  } else if (method.Has("MaskForAlpha")) {
-    bad.insert(bad.end(), {block, mask});
-  } else {
-    bad.push_back(block);
-  }
-  bad.push_back(offset);
-  return bad;
+/// A call with which any method succeeds.
+CallSpec SpecFor(const HostCase& hostCase) {
+  const std::vector<std::int32_t> elements = {1, 2, 300};
+  CallSpec spec{.picture = {kSize, hostCase.readFrom}, .mask = {kSize, hostCase.OwnFormat()}};
+  spec.dest = {{3, 3}, hostCase.OwnFormat()};
+  spec.flag = true;
+  spec.weights = {1, 1, 1};
+  spec.palettes = {elements, std::nullopt, elements};
+  spec.alpha = 1;
+  spec.yield = 1;
+  return spec;
 }
 
-class BadArguments : public testing::TestWithParam<std::size_t> {
- protected:
-  BadArguments() : method(AllMethods()[GetParam()]) {}
+TEST(BadArguments, AreReportedOneByOneAndInOrder) {
+  LoadedHost host;
+  for (const Method& method : host.all) {
+    const auto refusals = RefusalsOf(method);
+    for (std::size_t first = 0; first < refusals.size(); ++first) {
+      for (std::size_t second = first; second < refusals.size(); ++second) {
+        CallSpec spec = SpecFor(kDesktop);
+        for (const Refusal& refusal : {refusals[first], refusals[second]}) {
+          spec.instead.emplace_back(refusal.parameter, refusal.bad);
+        }
+        EXPECT_EQ("", Call(host, method, spec).Run()) << method.registration.declaration << "\n" << spec;
+      }
+    }
+  }
+}
 
-  Arguments GoodArguments() {
-    return ArgumentsFor(method, {picture.get(), mask.get(), picture.get(), block.get(), array.get(), 2, 2});
+struct Edge {
+  std::string parameter;
+  std::int32_t value;
+};
+
+/// The edges of an integer parameter: of what integers hold, of 0, and of what its method takes.
+std::vector<Edge> EdgesOf(const Method& method, const std::string& parameter) {
+  const auto packed = kSize.width * static_cast<std::int32_t>(method.layout.size());
+  const std::pair<std::string_view, std::int32_t> limits[] = {
+      {"offset", 4096}, {"width", 32767},         {"height", 32767},   {"StartLine", 2},     {"EndLine", 2},
+      {"Yield", 500},   {"DestRowBytes", packed}, {"AlphaValue", 255}, {"PixelByteSize", 4}, {"Red", 32767},
+      {"Blue", 256},    {"Green", 8421505}};
+  const auto limit =
+      std::ranges::find(limits, parameter, &std::pair<std::string_view, std::int32_t>::first)->second;
+  std::vector<Edge> edges;
+  for (const std::int32_t value : {std::numeric_limits<std::int32_t>::min(), -1, 0, 1, limit - 1, limit,
+                                   limit + 1, std::numeric_limits<std::int32_t>::max()}) {
+    edges.push_back({parameter, value});
+  }
+  return edges;
+}
+
+/// Each pair of edges of each pair of the method's integers.
+std::vector<std::pair<Edge, Edge>> EdgePairsOf(const Method& method) {
+  std::vector<Edge> edges;
+  for (const Parameter& parameter : method.parameters) {
+    if (parameter.type == rastel::abi::HostType::kInteger) {
+      std::ranges::copy(EdgesOf(method, parameter.name), std::back_inserter(edges));
+    }
+  }
+  std::vector<std::pair<Edge, Edge>> pairs;
+  for (const Edge& first : edges) {
+    for (const Edge& second : edges) {
+      if (first.parameter < second.parameter) {
+        pairs.emplace_back(first, second);
+      }
+    }
+  }
+  return pairs;
+}
+
+class Edges {
+ public:
+  /// As far as offsets, rows and pixels reach with the highest integers, where there are such addresses.
+  Edges() : memory_(Before(), Behind()) {
+    std::generate_n(memory_.bytes(), memory_.size(), [i = std::uint64_t{0}]() mutable { return Noise(i++); });
   }
 
-  void ExpectReported(const Arguments& arguments, const BadArgument& reported) {
-    const NothingLost watch(host);
-    host.trace.clear();
-    const auto result = Call(host, method, arguments);
-    EXPECT_EQ(nullptr, result.picture.get());
-    EXPECT_FALSE(result.boolean);
-    for (const char* entry : {"newPicture", "lockPictureDescription", "REALLockPictureDescription",
-                              "memoryBlockGetPtr", "RuntimeUBound", "PluginPictureGetType"}) {
-      EXPECT_EQ(0, CountCalls(host, entry)) << entry;
+  void Run(const HostCase& hostCase) {
+    LoadedHost host(hostCase.Options());
+    for (const Method& method : host.all) {
+      for (const auto& [first, second] : EdgePairsOf(method)) {
+        ++number_;
+        const std::string wanted = WantedPoint();
+        if (wanted.empty() ? Mix(Seed(), number_) % step != 0 : std::to_string(number_) != wanted) {
+          continue;
+        }
+        CallSpec spec = SpecFor(hostCase);
+        spec.instead = {{first.parameter, first.value}, {second.parameter, second.value}};
+        Check(host, method, spec, hostCase.name);
+      }
     }
-    if (reported.className == nullptr) {
-      EXPECT_FALSE(result.exception);
-      EXPECT_TRUE(host.trace.empty());
+  }
+
+  const std::uint64_t step = std::max<std::uint64_t>(1, std::llround(32 / Soak()));
+  int calls = 0, skipped = 0, failures = 0;
+
+ private:
+#if defined(RASTEL_EMULATED)
+  static constexpr bool kHasSpace = false;
+#else
+  static constexpr bool kHasSpace = sizeof(void*) == 8;
+#endif
+  static constexpr std::int64_t kMostPixels = 1 << 18;  // larger pictures have a test of their own
+  static std::int64_t Before() {
+    return kHasSpace ? std::int64_t{4} << 31 : 1 << 20;
+  }
+  static std::int64_t Behind() {
+    return kHasSpace ? std::int64_t{5} << 31 : 1 << 20;
+  }
+
+  void Check(devhost::Host& host, const Method& method, const CallSpec& spec, const char* hostName) {
+    host.trace.clear();
+    host.lookups.clear();
+    std::ostringstream text;
+    text << hostName << ", " << method.registration.declaration << ": " << spec
+         << "; repeat with: " << Repeat(std::to_string(number_), "EdgeArguments.AreTakenTwoByTwo");
+    const CrashNote note([&] { return text.str(); });
+    Call call(host, method, spec, &memory_);
+    if (!call.Fits(Before(), Behind(), kMostPixels)) {
+      ++skipped;
       return;
     }
-    ASSERT_TRUE(result.exception);
-    EXPECT_EQ(reported.className, result.exception->className);
-    EXPECT_EQ(reported.message, result.exception->message.value_or("(null)"));
-    EXPECT_EQ(0, result.exception->errorNumber);
-    EXPECT_EQ(1, CountCalls(host, "RuntimeRaiseException"));
-  }
-
-  LoadedHost host;
-  const Method method;
-  devhost::Ref<REALpictureStruct> picture = host.NewPicture(2, 2);
-  devhost::Ref<REALpictureStruct> mask = host.NewPicture(2, 2);
-  devhost::Ref<REALmemoryBlockStruct> block = host.NewMemoryBlock(64);
-  devhost::Ref<_REALarrayInteger> array = host.NewIntegerArray({1, 2});
-};
-
-TEST_P(BadArguments, AreReportedOneByOneAndInOrder) {
-  const auto good = Call(host, method, GoodArguments());
-  EXPECT_TRUE(good.boolean || good.picture.get() != nullptr);
-  const std::vector<BadArgument> bad = BadArgumentsOf(method);
-  for (std::size_t first = 0; first < bad.size(); ++first) {
-    for (std::size_t second = first; second < bad.size(); ++second) {
-      SCOPED_TRACE(testing::Message() << bad[first].parameter << " and " << bad[second].parameter);
-      Arguments arguments = GoodArguments();
-      arguments[bad[first].parameter] = bad[first].value;
-      arguments[bad[second].parameter] = bad[second].value;
-      ExpectReported(arguments, bad[first]);
+    ++calls;
+    if (const std::string verdict = call.Run(); !verdict.empty() && ++failures <= 20) {
+      ADD_FAILURE() << verdict << ": " << text.str();
     }
   }
-}
 
-std::string NameOf(const testing::TestParamInfo<std::size_t>& info) {
-  return TestName(AllMethods()[info.param], info.param + 1);
-}
+  AliasedMemory memory_;
+  std::uint64_t number_ = 0;
+};
 
-INSTANTIATE_TEST_SUITE_P(, BadArguments, testing::Range(std::size_t{0}, std::size_t{50}), NameOf);
+TEST(EdgeArguments, AreTakenTwoByTwo) {
+  Edges edges;
+  for (const HostCase& hostCase : {kDesktop, kDesktop24, kDesktop16, kConsole}) {
+    edges.Run(hostCase);
+  }
+  Figure("argument_edges")
+      .Add("calls", edges.calls)
+      .Add("failures", edges.failures)
+      .Add("skipped", edges.skipped)
+      .Add("one_of", edges.step);
+}
 
 }  // namespace
 }  // namespace tests

@@ -1,7 +1,7 @@
 // What methods give on hosts that lack something.
 #include <tuple>
 
-#include "loaded_host.h"
+#include "methods.h"
 #include "support.h"
 
 namespace tests {

@@ -9,9 +9,14 @@
 namespace tests {
 namespace {
 
+using devhost::Fault;
+using devhost::Names;
 using Kind = Fault::Kind;
 
 constexpr HostCase kHosts[] = {kDesktop, kDesktop24, kDesktop16, kDesktopBitmap, kConsole, kUnknown};
+
+constexpr std::size_t kMethods = 50;
+constexpr std::size_t kPictureMethods = 18;  // the first of them
 
 /// True if the host's pictures are read through copies.
 bool CopiesPictures(const HostCase& hostCase) {
@@ -29,21 +34,19 @@ class Points {
         trialStep_(std::max<std::uint64_t>(1, std::llround(std::size(kHosts) / Soak()))),
         step_(std::max<std::uint64_t>(1, std::llround(step / std::max(1.0, Soak() / std::size(kHosts))))) {}
 
-  using Faults = std::vector<Fault>;
+  using Troubles = std::vector<Trouble>;
 
   /// Runs what `make` gives for each trial: all methods on all hosts.
-  void Run(const std::function<Faults(const Trial&)>& make) {
-    const auto methods = AllMethods();
-    for (std::size_t i = 0; i < methods.size(); ++i) {
-      const std::string name = TestName(methods[i], i + 1);
+  void Run(const std::function<Troubles(const Trial&)>& make) {
+    for (std::size_t i = 0; i < kMethods; ++i) {
       trials_ = i;
       for (const HostCase& hostCase : kHosts) {
-        RunTrial(hostCase, Situation::kPlain, methods[i], name, make);
-        if (CopiesPictures(hostCase) && methods[i].result == "boolean") {
-          RunTrial(hostCase, Situation::kMasked, methods[i], name, make);
+        RunTrial(hostCase, Situation::kPlain, i, make);
+        if (CopiesPictures(hostCase) && i < kPictureMethods) {
+          RunTrial(hostCase, Situation::kMasked, i, make);
         }
         if (hostCase.name == std::string_view(kDesktop.name)) {
-          RunTrial(hostCase, Situation::kBadArgument, methods[i], name, make);
+          RunTrial(hostCase, Situation::kBadArgument, i, make);
         }
       }
     }
@@ -52,19 +55,17 @@ class Points {
   /// Adds what all figures of this kind have.
   void AddTo(Figure& figure) const {
     figure.Add("points", count).Add("reached", reached).Add("failures", failures).Add("ended", ended);
-    figure.Add("methods", AllMethods().size())
-        .Add("hosts", std::size(kHosts))
-        .Add("one_of", trialStep_ * step_);
+    figure.Add("methods", kMethods).Add("hosts", std::size(kHosts)).Add("one_of", trialStep_ * step_);
   }
 
   int count = 0, reached = 0, failures = 0, ended = 0;
 
  private:
-  void RunTrial(const HostCase& hostCase, Situation situation, const Method& method, const std::string& name,
-                const std::function<Faults(const Trial&)>& make) {
+  void RunTrial(const HostCase& hostCase, Situation situation, std::size_t method,
+                const std::function<Troubles(const Trial&)>& make) {
     constexpr const char* kSituations[] = {"plain", "masked", "bad"};
-    const std::string place =
-        std::string(hostCase.name) + "/" + kSituations[static_cast<int>(situation)] + "/" + name + "/";
+    const std::string place = std::string(hostCase.name) + "/" + kSituations[static_cast<int>(situation)] +
+                              "/" + std::to_string(method + 1) + "/";
     const std::string wanted = WantedPoint();
     if (!wanted.empty() && !wanted.starts_with(place)) {
       return;
@@ -73,13 +74,13 @@ class Points {
       return;
     }
     Trial trial(hostCase, situation, method);
-    Faults faults = make(trial);
-    std::erase_if(faults, [&](const Fault& fault) {
-      return wanted.empty() ? Mix(Seed(), ++number_) % step_ != 0 : place + fault.Text() != wanted;
+    Troubles troubles = make(trial);
+    std::erase_if(troubles, [&](const Trouble& trouble) {
+      return wanted.empty() ? Mix(Seed(), ++number_) % step_ != 0 : place + trouble.Text() != wanted;
     });
-    const auto verdicts = trial.Run(faults);
-    for (std::size_t i = 0; i < faults.size(); ++i) {
-      Count(place + faults[i].Text(), verdicts[i]);
+    const auto verdicts = trial.Run(troubles);
+    for (std::size_t i = 0; i < troubles.size(); ++i) {
+      Count(place + troubles[i].Text(), verdicts[i]);
     }
   }
 
@@ -100,16 +101,16 @@ class Points {
 TEST(Faults, OfHostCalls) {
   Points points("Faults.OfHostCalls", 4);
   points.Run([](const Trial& trial) {
-    std::vector<Fault> faults;
+    std::vector<Trouble> troubles;
     for (const Kind kind : {Kind::kFails, Kind::kThrows}) {
       for (const bool once : {true, false}) {
         // The last one is the call that is not made any more.
         for (int n = 0; n <= trial.calls(); ++n) {
-          faults.push_back({.kind = kind, .from = n, .once = once});
+          troubles.push_back({.fault = {.kind = kind, .from = n, .once = once, .mayEnd = once}});
         }
       }
     }
-    return faults;
+    return troubles;
   });
   Figure figure("host_calls");
   points.AddTo(figure);
@@ -123,10 +124,10 @@ bool CanBeMissing(const Names& names) {
 TEST(Faults, OfMissingEntries) {
   Points points("Faults.OfMissingEntries", 4);
   points.Run([](const Trial& trial) {
-    std::vector<Fault> faults;
+    std::vector<Trouble> troubles;
     const auto add = [&](const Names& missing) {
       if (CanBeMissing(missing)) {
-        faults.push_back({.kind = Kind::kMissing, .missing = missing});
+        troubles.push_back({.fault = {.kind = Kind::kMissing, .missing = missing}});
       }
     };
     const Names& all = trial.names();
@@ -140,7 +141,7 @@ TEST(Faults, OfMissingEntries) {
       add(others);
     }
     add(all);
-    return faults;
+    return troubles;
   });
   Figure figure("missing_entries");
   points.AddTo(figure);
@@ -149,17 +150,17 @@ TEST(Faults, OfMissingEntries) {
 TEST(Faults, OfAllocationsInMethods) {
   Points points("Faults.OfAllocationsInMethods", 1);
   points.Run([](const Trial& trial) {
-    std::vector<Fault> faults;
+    std::vector<Trouble> troubles;
     for (const bool once : {true, false}) {
       for (int n = 0; n <= trial.allocations(); ++n) {
-        faults.push_back({.memoryFrom = n, .memoryOnce = once});
+        troubles.push_back({.memoryFrom = n, .memoryOnce = once});
       }
       // Methods allocate where a host's array is not as long as it said.
       for (int n = 0; trial.names().contains("RuntimeUBound") && n <= trial.calls(); ++n) {
-        faults.push_back({.kind = Kind::kFails, .from = n, .memoryFrom = 0, .memoryOnce = once});
+        troubles.push_back({.fault = {.kind = Kind::kFails, .from = n}, .memoryFrom = 0, .memoryOnce = once});
       }
     }
-    return faults;
+    return troubles;
   });
   Figure figure("allocations_in_methods");
   points.AddTo(figure);
@@ -214,7 +215,7 @@ std::string RegisterWithout(double version, int failFrom, bool once, Verdict& ve
   devhost::HostOptions options;
   options.version = version;
   devhost::Host host(options);
-  WatchedPlugin plugin;
+  Plugin plugin;
   handedOver.clear();
   plugin.failFrom = failFrom;
   plugin.failsOnce = once;
@@ -269,33 +270,6 @@ TEST(Faults, OfAllocationsInTheRegistration) {
       .Add("points", points)
       .Add("failures", failures)
       .Add("versions", std::size(kVersions));
-}
-
-// Faults that are built in, to see that they are found.
-
-TEST(FaultSaboteurs, OfLocksAreCaught) {
-  const Method& method = PictureMethods().front();
-  for (const HostCase& hostCase : kHosts) {
-    SCOPED_TRACE(hostCase.name);
-    Trial trial(hostCase, Situation::kPlain, method);
-    const auto missing = [](devhost::Host&, REALpictureStruct&, std::string_view entry) {
-      return entry == "unlockPictureDescription" ? devhost::Reaction::kFail : devhost::Reaction::kAct;
-    };
-    const auto twice = [](devhost::Host&, REALpictureStruct& picture, std::string_view entry) {
-      static bool isSecond = false;
-      if (entry == "unlockPictureDescription" && !isSecond) {
-        isSecond = true;
-        void* unlock = devhost::Host::Resolve("unlockPictureDescription");
-        reinterpret_cast<void (*)(REALpictureStruct*)>(unlock)(&picture);
-        isSecond = false;
-      }
-      return devhost::Reaction::kAct;
-    };
-    const auto verdicts = trial.Run({{}, {.sabotage = missing}, {.sabotage = twice}});
-    EXPECT_STREQ("", verdicts[0].failure);
-    EXPECT_STRNE("", verdicts[1].failure);
-    EXPECT_STRNE("", verdicts[2].failure);
-  }
 }
 
 }  // namespace

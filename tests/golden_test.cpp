@@ -5,7 +5,7 @@
 #include <set>
 #include <stdexcept>
 
-#include "loaded_host.h"
+#include "methods.h"
 #include "support.h"
 
 namespace tests {

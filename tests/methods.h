@@ -1,59 +1,45 @@
-// The 50 methods as the host's programmers know them, and calls of them with arguments by name.
+// The methods as the plug-in registers them.
 #pragma once
 
-#include <map>
 #include <string>
 #include <string_view>
 #include <vector>
 
+#include "abi/declaration.h"
 #include "devhost/host.h"
 
 namespace tests {
 
-struct Method {
+struct Parameter {
   std::string name;
-  std::string parameters;  // as declared
-  std::string result;      // "picture" or "boolean"
-  /// The bytes of a pixel in the buffer: R, G, B; A: alpha; M: alpha from the mask; X: left alone; Y: gray.
+  rastel::abi::HostType type;
+};
+
+struct Method {
+  explicit Method(const devhost::Registration& registered);
+
+  devhost::Registration registration;
+  std::string name;
+  /// The letters of a pixel's bytes, as the oracle has them.
   std::string layout;
+  /// The picture of a method of Picture is the first one, "ref".
+  std::vector<Parameter> parameters;
+  bool copies;  // a picture into a block; else it makes a picture
 
-  std::string Declaration() const { return name + "(" + parameters + ") as " + result; }
   bool Has(std::string_view parameter) const;
-  /// As declared: "self" is none of them, and arrays are called "Red()".
-  std::vector<std::string> ParameterNames() const;
-  bool ReadsPtr() const { return parameters.find("source as Ptr") != std::string::npos; }
+  bool Has(std::string_view parameter, rastel::abi::HostType type) const;
+  bool HasWeights() const { return Has("Red", rastel::abi::HostType::kInteger); }
+  bool HasPalettes() const { return Has("Red", rastel::abi::HostType::kIntegerArray); }
 };
 
-/// The 32 global methods, which make pictures, in the order of registration.
-const std::vector<Method>& GlobalMethods();
+/// All methods that `host` knows, in the order of their registration: on a complete host the 18 of Picture,
+/// which fill memory blocks, and then the 32 global ones, which make pictures.
+std::vector<Method> MethodsOf(const devhost::Host& host);
 
-/// The 18 methods of Picture, which fill memory blocks, likewise.
-const std::vector<Method>& PictureMethods();
-
-/// Both: those of Picture come first.
-const std::vector<Method>& AllMethods();
-
-/// Arguments by the names of the parameters; "self" is the picture of a method of Picture.
-using Arguments = std::map<std::string, devhost::Value>;
-
-/// What a call is about.
-struct CallObjects {
-  REALpictureStruct* picture;
-  REALpictureStruct* mask;
-  REALpictureStruct* dest;
-  REALmemoryBlockStruct* block;  // source or destination
-  _REALarrayInteger* array;      // of red and of what is declared as Green
-  std::int32_t width, height;
+/// The plug-in's file in a host that has just loaded it.
+struct LoadedHost : devhost::Host {
+  explicit LoadedHost(devhost::HostOptions options = {});
+  const std::vector<Method> all;
 };
-
-/// Arguments with which any method succeeds: all of the picture, from the block's first byte, with a yield
-/// after the first row.
-Arguments ArgumentsFor(const Method& method, const CallObjects& objects);
-
-/// Calls exactly that overload.
-devhost::CallResult Call(devhost::Host& host, const Method& method, const Arguments& arguments);
-
-/// A name for a test: "12_CopyRGBtoMemoryblockKVZ".
-std::string TestName(const Method& method, std::size_t number);
 
 }  // namespace tests

@@ -28,6 +28,18 @@ struct HostCase {
     options.pixelType = pixelType;
     return options;
   }
+  /// Rows and blocks between pages without access.
+  devhost::HostOptions GuardedOptions() const {
+    devhost::HostOptions options = Options();
+    options.guarded = true;
+    return options;
+  }
+  /// Of the pictures that the host makes.
+  devhost::PixelFormat OwnFormat() const {
+    return pixelType == 13   ? devhost::PixelFormat::kWorld32
+           : pixelType == 12 ? devhost::PixelFormat::kWorld24
+                             : devhost::PixelFormat::kBitmap;
+  }
 };
 
 inline void PrintTo(const HostCase& hostCase, std::ostream* stream) {

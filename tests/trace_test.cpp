@@ -4,16 +4,15 @@
 #include <memory>
 #include <set>
 
-#include "loaded_host.h"
+#include "devhost/faults.h"
+#include "methods.h"
 #include "support.h"
-#include "trial.h"
 
 namespace tests {
 namespace {
 
-using devhost::Kind;
+using devhost::Fault;
 using devhost::PixelFormat;
-using devhost::Reaction;
 
 constexpr const char* kDraw =
     "DrawPicture(Image as Picture, x as Integer, y as Integer, w as Integer, h as Integer, sx as Integer = "
@@ -45,13 +44,11 @@ class Trace : public testing::Test {
   }
 
   /// The entry `throwing` throws at its first call; `failing` does nothing.
-  void LetFail(std::string throwing, const std::string& failing = "") {
-    throwing_ = std::move(throwing);
-    host->onEntry = [this, failing](std::string_view entry) {
-      return entry == throwing_ ? throw HostFault(std::exchange(throwing_, ""))
-             : entry == failing ? Reaction::kFail
-                                : Reaction::kAct;
-    };
+  void LetFail(const std::string& throwing, const std::string& failing = "none") {
+    injection_ = std::make_unique<devhost::Injection>(
+        *host, std::vector<Fault>{{.kind = Fault::Kind::kThrows, .entry = throwing},
+                                  {.kind = Fault::Kind::kFails, .entry = failing, .once = false}});
+    host->onEntry = std::ref(*injection_);
   }
 
   bool ToBlock(REALpictureStruct& picture) {
@@ -62,7 +59,7 @@ class Trace : public testing::Test {
   std::unique_ptr<LoadedHost> host;
 
  private:
-  std::string throwing_;
+  std::unique_ptr<devhost::Injection> injection_;
 };
 
 /// A world of `depth` bits is opened as far as its depth is known.
@@ -229,7 +226,7 @@ TEST_F(Trace, UnlocksAfterAFailedLockBefore2012Only) {
     host.reset();
     Start(console);
     const auto picture = host->NewPicture(3, 2);
-    LetFail("", "REALLockPictureDescription");
+    LetFail("none", "REALLockPictureDescription");
     EXPECT_FALSE(ToBlock(*picture));
     Lines expected = kConsoleClasses + Lines{"PluginPictureGetType(picture#1) = 2",
                                              "REALLockPictureDescription(picture#1, address, 10) = 0"};
@@ -255,7 +252,7 @@ TEST_F(Trace, RefusesUnusableBitmapsAndUnlocksThem) {
     EXPECT_EQ("unlockPictureDescription(picture#1)", Calls(*host).back());
     EXPECT_EQ(0, picture->descriptionLocks);
     LetFail("unlockPictureDescription");
-    EXPECT_THROW(ToBlock(*picture), HostFault);
+    EXPECT_THROW(ToBlock(*picture), devhost::HostFault);
   }
 }
 
@@ -263,14 +260,14 @@ TEST_F(Trace, UnlocksWorldsWithoutAddressesFromTheInsideOut) {
   const Lines expected = {"UnlockPixels(pixels of picture#1)", "unlockPictureDescription(picture#1)"};
   Start(kDesktop);
   const auto picture = host->NewPicture(3, 2);
-  LetFail("", "GetPixBaseAddr");
+  LetFail("none", "GetPixBaseAddr");
   EXPECT_FALSE(ToBlock(*picture));
   const Lines calls = Calls(*host);
   EXPECT_EQ(expected, Lines(calls.end() - 2, calls.end()));
   // Exceptions pass there, too.
   for (const char* entry : {"UnlockPixels", "unlockPictureDescription"}) {
     LetFail(entry, "GetPixBaseAddr");
-    EXPECT_THROW(ToBlock(*picture), HostFault);
+    EXPECT_THROW(ToBlock(*picture), devhost::HostFault);
   }
 }
 

@@ -158,7 +158,7 @@ Run Call(Host& host, const CallOptions& options, const Arguments& arguments, std
     }
   } catch (const HostError& error) {
     throw Failure(Status::kUsage, error.what());
-  } catch (const HostException& exception) {
+  } catch (const HostFault& exception) {
     run.exception = exception.what();
   }
   return run;

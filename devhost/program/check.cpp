@@ -87,7 +87,7 @@ void TryToLoad(const CheckOptions& options) {
         } catch (const Failure& failure) {
           std::cout << failure.what();
           return static_cast<int>(failure.status);
-        } catch (const HostException&) {
+        } catch (const HostFault&) {
           // Some check may get on with it.
         }
         return 0;

@@ -17,7 +17,7 @@ std::string SizeText(Size size) {
 }
 
 /// A palette that every byte has a value in, some of them out of range, or a short one, or nil.
-Palette RandomPalette(Noise& noise) {
+oracle::Palette RandomPalette(Noise& noise) {
   const std::int32_t kind = noise.From(0, 3);
   if (kind == 0) {
     return std::nullopt;

@@ -122,14 +122,14 @@ Outcome Subject::CallOnce(std::optional<Upset> upset) {
         return Reaction::kAct;
       }
       if (upset->throws) {
-        throw HostException("the host's entry " + std::string(entry) + " threw");
+        throw HostFault("the host's entry " + std::string(entry) + " threw");
       }
       return Reaction::kFail;
     };
   }
   try {
     outcome.raised = host.Call(form_.method, ArgumentsOf(form_, plan, scene)).exception;
-  } catch (const HostException&) {
+  } catch (const HostFault&) {
     outcome.passed = true;
   }
   host.onEntry = nullptr;

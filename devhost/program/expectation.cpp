@@ -9,12 +9,27 @@
 namespace devhost::program {
 namespace {
 
-/// Beyond a row's end a picture reads as black; rows past its last are its row 0.
-Rgba SourcePixel(const Image& picture, std::int32_t x, std::int32_t y) {
-  if (x >= picture.width) {
-    return {0, 0, 0, 0};
+oracle::Image AsReference(const Image& image) {
+  oracle::Image reference{.width = image.width, .height = image.height};
+  for (const Rgba& pixel : image.pixels) {
+    reference.pixels.push_back({pixel.red, pixel.green, pixel.blue});
   }
-  return picture.At(x, y < picture.height ? y : 0);
+  return reference;
+}
+
+/// The layout that the copy writes, letter by letter.
+std::string LettersOf(const Layout& layout, const CopyBack& copy) {
+  std::string letters(static_cast<std::size_t>(layout.pixelBytes), 'X');
+  const auto put = [&](int position, char letter) {
+    if (position >= 0) {
+      letters[static_cast<std::size_t>(position)] = letter;
+    }
+  };
+  put(layout.red, 'R');
+  put(layout.blue, 'B');
+  put(layout.green, 'G');  // last: a gray byte is read from green
+  put(layout.fourthByte, copy.mask != nullptr ? 'M' : copy.alpha ? 'A' : 'X');
+  return letters;
 }
 
 std::string PixelText(std::int64_t x, std::int64_t y) {
@@ -54,36 +69,26 @@ std::vector<std::uint8_t> ExpectedBuffer(const Image& picture, const Layout& lay
   const Image& sized = copy.mask != nullptr ? *copy.mask : picture;
   const BufferShape shape = ShapeOf({sized.width, sized.height}, layout, copy.band, copy.stride);
   std::vector<std::uint8_t> buffer(static_cast<std::size_t>(shape.Bytes()), untouched);
-  for (std::int32_t row = 0; row < shape.rows; ++row) {
-    const std::int32_t y = shape.first + row;
-    std::uint8_t* bytes = buffer.data() + row * shape.stride;
-    for (std::int32_t x = 0; x < shape.width; ++x) {
-      PutColours(SourcePixel(picture, x, y), layout, bytes);
-      if (copy.mask != nullptr) {
-        bytes[layout.fourthByte] = static_cast<std::uint8_t>(255 - copy.mask->At(x, y).green);
-      } else if (copy.alpha) {
-        bytes[layout.fourthByte] = *copy.alpha;
-      }
-      bytes += layout.pixelBytes;
-    }
-  }
+  const oracle::Copy written{.layout = LettersOf(layout, copy),
+                             .width = shape.width,
+                             .lines = {shape.first, shape.first + shape.rows - 1},
+                             .pixelBytes = layout.pixelBytes,
+                             .destRowBytes = shape.stride,
+                             .alpha = copy.alpha.value_or(0)};
+  oracle::Write(
+      written, AsReference(picture), AsReference(sized),
+      [&](std::int64_t position) -> std::uint8_t& { return buffer[static_cast<std::size_t>(position)]; });
   return buffer;
 }
 
-Rgba Weighted(std::uint8_t gray, const std::array<std::int32_t, 3>& weights) {
-  const auto weigh = [&](std::int32_t weight) {
-    const auto product = static_cast<std::int32_t>(static_cast<std::uint32_t>(std::int64_t{gray} * weight));
-    return static_cast<std::uint8_t>(std::clamp(product / 256, 0, 255));
-  };
-  return {weigh(weights[0]), weigh(weights[1]), weigh(weights[2]), 255};
+Rgba Weighted(std::uint8_t gray, const oracle::Weights& weights) {
+  return {oracle::Weigh(gray, weights[0]), oracle::Weigh(gray, weights[1]), oracle::Weigh(gray, weights[2]),
+          255};
 }
 
-Rgba LookedUp(std::uint8_t gray, const std::array<Palette, 3>& palettes) {
-  const auto lookUp = [&](const Palette& palette) {
-    const bool has = palette && gray < palette->size();
-    return static_cast<std::uint8_t>(has ? std::clamp((*palette)[gray], 0, 255) : 0);
-  };
-  return {lookUp(palettes[0]), lookUp(palettes[1]), lookUp(palettes[2]), 255};
+Rgba LookedUp(std::uint8_t gray, const oracle::Palettes& palettes) {
+  return {oracle::LookUp(gray, palettes[0]), oracle::LookUp(gray, palettes[1]),
+          oracle::LookUp(gray, palettes[2]), 255};
 }
 
 std::string ImageDifference::Text() const {

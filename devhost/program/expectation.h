@@ -1,14 +1,13 @@
-// What a picture and a buffer must hold after a conversion: computed here pixel by pixel, apart from the
-// plug-in, to be held against what the plug-in did.
+// What a picture and a buffer must hold after a conversion, to be held against what the plug-in did.
 #pragma once
 
-#include <array>
 #include <cstdint>
 #include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
 
+#include "devhost/oracle.h"
 #include "devhost/program/image.h"
 #include "devhost/program/layout.h"
 #include "devhost/program/text.h"
@@ -19,8 +18,6 @@ namespace devhost::program {
 /// pixel is `fourth`. With `destination`, which must be large enough, the pixels beyond `shown` keep what it
 /// holds.
 Image ExpectedPicture(const Image& shown, bool flip, std::uint8_t fourth, const Image* destination);
-
-using Palette = std::optional<std::vector<std::int32_t>>;
 
 /// How a picture is copied to a buffer.
 struct CopyBack {
@@ -48,10 +45,9 @@ std::vector<std::uint8_t> ExpectedBuffer(const Image& picture, const Layout& lay
                                          std::uint8_t untouched);
 
 /// The three channels that a gray value is turned into, by a weight or an array for each: the value times the
-/// weight over 256, or the element at the value, clamped to bytes. The product wraps in 32 bits; an array
-/// gives 0 beyond its end, as does nil.
-Rgba Weighted(std::uint8_t gray, const std::array<std::int32_t, 3>& weights);
-Rgba LookedUp(std::uint8_t gray, const std::array<Palette, 3>& palettes);
+/// weight over 256, or the element at the value.
+Rgba Weighted(std::uint8_t gray, const oracle::Weights& weights);
+Rgba LookedUp(std::uint8_t gray, const oracle::Palettes& palettes);
 
 /// How two images of one size differ.
 struct ImageDifference {

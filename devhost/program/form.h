@@ -47,7 +47,7 @@ struct Plan {
   bool flag = false;          // FlipVertically or LittleEndian
   Size otherSize{3, 2};       // of the mask, or of the picture to fill
   std::array<std::int32_t, 3> weights{256, 100, -7};
-  std::array<Palette, 3> palettes{std::vector{3, 300, -1}, std::nullopt, std::vector{9, 8}};
+  oracle::Palettes palettes{std::vector{3, 300, -1}, std::nullopt, std::vector{9, 8}};
 };
 
 /// The layout of the buffer that a call with this plan reads or writes.

@@ -55,14 +55,17 @@ HostOptions OptionsFrom(const HostSettings& settings) {
   return options;
 }
 
+const char* OptionOf(const Fault& fault) {
+  return fault.kind == Fault::Kind::kThrows ? "--throw" : "--fail";
+}
+
 /// Throws Failure if a fault is about what no plug-in can call.
 void CheckFaults(const std::vector<Fault>& faults) {
   const auto known = Host::EntryNames();
   for (const Fault& fault : faults) {
     if (std::ranges::find(known, fault.entry) == known.end()) {
-      throw Failure(Status::kUsage, std::string(fault.throws ? "--throw" : "--fail") +
-                                        ": expected what a plug-in calls, got '" + fault.entry + "'" +
-                                        Nearest(fault.entry, known));
+      throw Failure(Status::kUsage, std::string(OptionOf(fault)) + ": expected what a plug-in calls, got '" +
+                                        fault.entry + "'" + Nearest(fault.entry, known));
     }
   }
 }
@@ -81,17 +84,8 @@ void Arm(Host& host, const std::vector<Fault>& faults) {
     return;
   }
   // Shared, since the host asks a copy of the function.
-  host.onEntry = [left = std::make_shared<std::vector<Fault>>(faults)](std::string_view entry) {
-    Reaction reaction = Reaction::kAct;
-    for (Fault& fault : *left) {
-      if (fault.entry == entry && fault.number > 0 && --fault.number == 0) {
-        if (fault.throws) {
-          throw HostException("the host's entry " + fault.entry + " threw, as --throw wants");
-        }
-        reaction = Reaction::kFail;
-      }
-    }
-    return reaction;
+  host.onEntry = [injection = std::make_shared<Injection>(host, faults)](std::string_view entry) {
+    return (*injection)(entry);
   };
 }
 
@@ -147,7 +141,7 @@ std::string WordsOf(const HostSettings& settings) {
     words << " --without '" << entry << "'";
   }
   for (const Fault& fault : settings.faults) {
-    words << (fault.throws ? " --throw " : " --fail ") << fault.entry << '@' << fault.number;
+    words << ' ' << OptionOf(fault) << ' ' << fault.entry << '@' << fault.from + 1;
   }
   return words.str();
 }

@@ -4,27 +4,14 @@
 #include <memory>
 #include <optional>
 #include <set>
-#include <stdexcept>
 #include <string>
 #include <string_view>
 #include <vector>
 
-#include "devhost/host.h"
+#include "devhost/faults.h"
 #include "devhost/program/image.h"
 
 namespace devhost::program {
-
-/// A host call that goes wrong: the `number`th one of `entry` since the plug-in was loaded, from 1.
-struct Fault {
-  std::string entry;
-  std::int32_t number;
-  bool throws;  // else the call does nothing and gives null, 0 or false
-};
-
-/// What Fault::throws throws; it passes through the plug-in.
-struct HostException : std::runtime_error {
-  using std::runtime_error::runtime_error;
-};
 
 /// What the command line says of the host.
 struct HostSettings {
@@ -42,7 +29,7 @@ struct HostSettings {
 inline constexpr const char* kKindNames[] = {"desktop", "console", "web", "unknown"};
 
 /// A host with the plug-in loaded. Throws Failure: kUsage if the settings contradict each other or name what
-/// no host has, kNoPlugin if there is no plug-in or it cannot be loaded; and HostException.
+/// no host has, kNoPlugin if there is no plug-in or it cannot be loaded; and HostFault.
 std::unique_ptr<Host> OpenHost(const HostSettings& settings);
 
 /// The settings as words of a command line, each after a blank.

@@ -98,11 +98,13 @@ Kind ParseKind(std::string_view what, std::string_view text) {
 
 Fault ParseFault(std::string_view what, std::string_view text) {
   const auto at = text.find('@');
-  Fault fault{std::string(text.substr(0, at)), 0, what == "--throw"};
-  if (at == std::string_view::npos || !Read(text.substr(at + 1), fault.number) || fault.number < 1) {
+  std::int32_t number = 0;
+  if (at == std::string_view::npos || !Read(text.substr(at + 1), number) || number < 1) {
     Expected(what, "ENTRY@N with N from 1, such as newPicture@10", text);
   }
-  return fault;
+  return {.kind = what == "--throw" ? Fault::Kind::kThrows : Fault::Kind::kFails,
+          .entry = std::string(text.substr(0, at)),
+          .from = number - 1};
 }
 
 std::vector<std::int32_t> ParseIntegers(std::string_view what, std::string_view text) {

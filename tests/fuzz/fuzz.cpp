@@ -12,12 +12,11 @@ extern "C" const char* __asan_default_options() {
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   // Never destroyed, as the plug-in never leaves.
-  static auto& runner = *new tests::ScenarioRunner(RASTEL_PLUGIN);
+  static auto& runner = *new tests::ScenarioRunner();
   const tests::Scenario scenario = tests::Decode({data, size});
-  try {
-    runner.Run(scenario);
-  } catch (const tests::ScenarioFailure& failure) {
-    std::cerr << failure.what() << "\n" << scenario << std::endl;
+  const std::string verdict = runner.Run(scenario);
+  if (!verdict.empty()) {
+    std::cerr << verdict << "\n" << scenario << std::endl;
     std::abort();
   }
   return 0;

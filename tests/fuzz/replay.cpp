@@ -1,10 +1,12 @@
 // Runs scenarios once: those of a corpus, a file with one input in hexadecimal digits on each line, or those
 // told by the arguments in the same way. Each is printed first, so that the last one printed is the one that
 // failed.
-//   rastel_replay [--sabotage NAME] CORPUS | INPUT…
+//   rastel_replay CORPUS | INPUT…
 #include <charconv>
 #include <fstream>
 #include <iostream>
+#include <optional>
+#include <stdexcept>
 
 #include "fuzz/runner.h"
 
@@ -43,23 +45,17 @@ int Replay(tests::ScenarioRunner& runner, const std::vector<std::string>& inputs
     }
     std::cerr << digits << std::endl;
     const tests::Scenario scenario = tests::Decode(*input);
-    try {
-      runner.Run(scenario);
-    } catch (const tests::ScenarioFailure& failure) {
+    const std::string verdict = runner.Run(scenario);
+    if (!verdict.empty()) {
       ++failures;
-      std::cerr << failure.what() << "\n"
-                << scenario << "\nRepeat: " << RASTEL_REPLAY << " " << digits << std::endl;
+      std::cerr << verdict << "\n" << scenario << "\nRepeat: " << RASTEL_REPLAY << " " << digits << std::endl;
     }
   }
   return failures;
 }
 
 int Main(std::vector<std::string> arguments) {
-  tests::ScenarioRunner runner(RASTEL_PLUGIN);
-  if (arguments.size() > 1 && arguments[0] == "--sabotage") {
-    runner.sabotage = arguments[1];
-    arguments.erase(arguments.begin(), arguments.begin() + 2);
-  }
+  tests::ScenarioRunner runner;
   if (arguments.size() == 1 && !ParseInput(arguments[0])) {
     arguments = ReadLines(arguments[0]);
   }

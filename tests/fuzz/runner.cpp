@@ -1,7 +1,6 @@
 #include "fuzz/runner.h"
 
-#include "fuzz/call_run.h"
-#include "fuzz/faulty_host.h"
+#include <functional>
 
 namespace tests {
 
@@ -12,8 +11,8 @@ namespace {
 /// What a host is as far as a plug-in learns it while it registers.
 std::string KeyOf(const devhost::HostOptions& options) {
   std::string key = std::to_string(options.version);
-  for (const char* entry :
-       {"REALGetRBVersion", "PluginRegisterMethod", "PluginRegisterClassExtension", "PluginRegisterModule"}) {
+  for (const char* entry : {"REALGetRBVersion", "RegisterPluginVersion", "PluginRegisterMethod",
+                            "PluginRegisterClassExtension", "PluginRegisterModule"}) {
     key += options.without.contains(entry) ? '-' : '+';
   }
   return key;
@@ -21,37 +20,40 @@ std::string KeyOf(const devhost::HostOptions& options) {
 
 }  // namespace
 
-ScenarioRunner::ScenarioRunner(const std::string& path) : image_(path), fresh_(image_.Save()) {}
-
 const ScenarioRunner::Registered& ScenarioRunner::RegisteredWith(Host& host) {
-  Registered& registered = registered_[KeyOf(host.options())];
-  if (registered.methods.empty()) {
-    image_.Restore(fresh_);
-    image_.Start(&Host::Resolve);
-    registered.image = image_.Save();
-    registered.methods.resize(AllMethods().size());
-    std::size_t next[] = {PictureMethods().size(), 0};
-    for (const devhost::Registration& method : host.methods()) {
-      registered.methods.at(next[method.extendsPicture ? 1 : 0]++) = method;
-    }
+  const auto [found, isNew] = registered_.try_emplace(KeyOf(host.options()));
+  Registered& registered = found->second;
+  if (isNew) {
+    plugin_.Restore(fresh_);
+    plugin_.Register(&Host::Resolve);
+    registered.state = plugin_.Save();
+    registered.methods = MethodsOf(host);
   }
   return registered;
 }
 
-void ScenarioRunner::Run(const Scenario& scenario) {
+std::string ScenarioRunner::Run(const Scenario& scenario) {
   Host host(scenario.options);
   host.clock.ticksPerReading = scenario.ticksPerReading;
   host.clock.nanosecondsPerReading = scenario.ticksPerReading * 1'000'000;
   const Registered& registered = RegisteredWith(host);
-  image_.Restore(registered.image);
-  const FaultyHost fault(host, scenario.fault, sabotage == "kept-lock");
-  for (const CallSpec& call : scenario.calls) {
-    if (const auto& method = registered.methods[call.method]) {
-      const bool copies = AllMethods()[call.method].result == "boolean";
-      const auto run = (copies ? MakeCopyRun : MakeMakingRun)(host, call, fault);
-      run->Run(*method, sabotage);
+  plugin_.Restore(registered.state);
+  devhost::Injection injection(host, {scenario.fault});
+  if (scenario.fault.kind != devhost::Fault::Kind::kNone) {
+    host.onEntry = std::ref(injection);
+  }
+  const auto live = plugin_.live.size();
+  for (const auto& [number, spec] : scenario.calls) {
+    if (registered.methods.empty()) {
+      break;
+    }
+    const Method& method = registered.methods[number % registered.methods.size()];
+    const std::string verdict = Call(host, method, spec).Run(&injection);
+    if (!verdict.empty() || plugin_.live.size() != live) {
+      return method.registration.declaration + ": " + (verdict.empty() ? "memory was not freed" : verdict);
     }
   }
+  return "";
 }
 
 }  // namespace tests

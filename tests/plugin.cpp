@@ -1,4 +1,4 @@
-#include "watched_plugin.h"
+#include "plugin.h"
 
 #include <dlfcn.h>
 #include <elf.h>
@@ -9,40 +9,42 @@
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
+#include <fstream>
+#include <iterator>
 #include <new>
 #include <stdexcept>
 #include <string_view>
 
 namespace tests {
 
-WatchedPlugin* WatchedPlugin::current = nullptr;
+Plugin* Plugin::current = nullptr;
 
 namespace {
 
 void* Counted(void* memory) {
-  WatchedPlugin::current->live.insert(memory);
+  Plugin::current->live.insert(memory);
   return memory;
 }
 
 void* WatchedMalloc(std::size_t size) {
-  return WatchedPlugin::current->ShouldFail() ? nullptr : Counted(std::malloc(size));
+  return Plugin::current->ShouldFail() ? nullptr : Counted(std::malloc(size));
 }
 
 void* WatchedCalloc(std::size_t count, std::size_t size) {
-  return WatchedPlugin::current->ShouldFail() ? nullptr : Counted(std::calloc(count, size));
+  return Plugin::current->ShouldFail() ? nullptr : Counted(std::calloc(count, size));
 }
 
 char* WatchedStrdup(const char* text) {
-  return WatchedPlugin::current->ShouldFail() ? nullptr : static_cast<char*>(Counted(strdup(text)));
+  return Plugin::current->ShouldFail() ? nullptr : static_cast<char*>(Counted(strdup(text)));
 }
 
 void WatchedFree(void* memory) {
-  WatchedPlugin::current->live.erase(memory);
+  Plugin::current->live.erase(memory);
   std::free(memory);
 }
 
 void* WatchedNew(std::size_t size) {
-  if (WatchedPlugin::current->ShouldFail()) {
+  if (Plugin::current->ShouldFail()) {
     throw std::bad_alloc();
   }
   return Counted(std::malloc(size));
@@ -75,91 +77,22 @@ __attribute__((no_sanitize("address"))) void CopyData(std::uint8_t* to, const st
   }
 }
 
+const link_map& MapOf(void* library) {
+  link_map* map = nullptr;
+  if (dlinfo(library, RTLD_DI_LINKMAP, &map) != 0) {
+    throw std::runtime_error("the plug-in's file does not tell where it is");
+  }
+  return *map;
+}
+
 #if __SIZEOF_POINTER__ == 8
 constexpr auto kSymbolShift = 32;
 #else
 constexpr auto kSymbolShift = 8;
 #endif
 
-}  // namespace
-
-WatchedPlugin::WatchedPlugin() : library_(dlopen(RASTEL_PLUGIN, RTLD_NOW | RTLD_LOCAL)) {
-  if (library_ == nullptr || current != nullptr) {
-    throw std::runtime_error("the plug-in cannot be loaded");
-  }
-  current = this;
-  WatchImports();
-}
-
-WatchedPlugin::~WatchedPlugin() {
-  dlclose(library_);
-  current = nullptr;
-}
-
-void WatchedPlugin::Register(Resolver resolver) const {
-  reinterpret_cast<void (*)(Resolver)>(dlsym(library_, "REALPluginMain"))(resolver);
-}
-
-bool WatchedPlugin::ShouldFail() {
-  const int number = allocations++;
-  return failsOnce ? number == failFrom : number >= failFrom;
-}
-
-void WatchedPlugin::Save() {
-  link_map* map = nullptr;
-  dlinfo(library_, RTLD_DI_LINKMAP, &map);
-  const auto* file = reinterpret_cast<const ElfW(Ehdr)*>(map->l_addr);
-  const auto* headers = reinterpret_cast<const ElfW(Phdr)*>(map->l_addr + file->e_phoff);
-  ElfW(Addr) readOnlyEnd = 0;
-  for (int i = 0; i < file->e_phnum; ++i) {
-    if (headers[i].p_type == PT_GNU_RELRO) {
-      readOnlyEnd = headers[i].p_vaddr + headers[i].p_memsz;
-    }
-  }
-  saved_.clear();
-  for (int i = 0; i < file->e_phnum; ++i) {
-    if (headers[i].p_type == PT_LOAD && (headers[i].p_flags & PF_W) != 0) {
-      const ElfW(Addr) first = std::max(headers[i].p_vaddr, readOnlyEnd);
-      auto* start = reinterpret_cast<std::uint8_t*>(map->l_addr + first);
-      std::vector<std::uint8_t> bytes(headers[i].p_vaddr + headers[i].p_memsz - first);
-      CopyData(bytes.data(), start, bytes.size());
-      saved_.emplace_back(start, std::move(bytes));
-    }
-  }
-}
-
-void WatchedPlugin::Restore() const {
-  for (const auto& [start, bytes] : saved_) {
-    CopyData(start, bytes.data(), bytes.size());
-  }
-}
-
-/// Goes through the relocations of the loaded file.
-void WatchedPlugin::WatchImports() {
-  link_map* map = nullptr;
-  dlinfo(library_, RTLD_DI_LINKMAP, &map);
-  ElfW(Addr) tables[DT_JMPREL + 1] = {};
-  for (const ElfW(Dyn)* entry = map->l_ld; entry->d_tag != DT_NULL; ++entry) {
-    if (entry->d_tag >= 0 && entry->d_tag <= DT_JMPREL) {
-      tables[entry->d_tag] = entry->d_un.d_ptr;
-    }
-  }
-  const auto* symbols = reinterpret_cast<const ElfW(Sym)*>(tables[DT_SYMTAB]);
-  const auto* names = reinterpret_cast<const char*>(tables[DT_STRTAB]);
-  const auto watch = [&](ElfW(Addr) start, std::size_t bytes, std::size_t each) {
-    for (std::size_t at = 0; each != 0 && at + each <= bytes; at += each) {
-      const auto* entry = reinterpret_cast<const ElfW(Rel)*>(start + at);  // a Rela starts like a Rel
-      const char* name = names + symbols[entry->r_info >> kSymbolShift].st_name;
-      importsWatched += WatchImport(name, reinterpret_cast<void**>(map->l_addr + entry->r_offset)) ? 1 : 0;
-    }
-  };
-  const bool hasAddends = tables[DT_RELAENT] != 0;
-  watch(hasAddends ? tables[DT_RELA] : tables[DT_REL], hasAddends ? tables[DT_RELASZ] : tables[DT_RELSZ],
-        hasAddends ? tables[DT_RELAENT] : tables[DT_RELENT]);
-  watch(tables[DT_JMPREL], tables[DT_PLTRELSZ], hasAddends ? sizeof(ElfW(Rela)) : sizeof(ElfW(Rel)));
-}
-
-bool WatchedPlugin::WatchImport(const char* name, void** slot) {
+/// Lets the import `name`, whose address is in `slot`, lead to a counting function, if there is one.
+void WatchImport(std::string_view name, void** slot) {
   for (const std::string_view unwatched : kUnwatched) {
     if (name == unwatched) {
       throw std::runtime_error("the plug-in allocates in a way that is not counted: " + std::string(name));
@@ -171,10 +104,90 @@ bool WatchedPlugin::WatchImport(const char* name, void** slot) {
       void* start = reinterpret_cast<void*>(reinterpret_cast<std::uintptr_t>(slot) & ~(page - 1));
       mprotect(start, page, PROT_READ | PROT_WRITE);
       *slot = watched.function;
-      return true;
     }
   }
-  return false;
+}
+
+}  // namespace
+
+Plugin::Plugin() : library_(dlopen(RASTEL_PLUGIN, RTLD_NOW | RTLD_LOCAL)) {
+  if (library_ == nullptr || current != nullptr) {
+    throw std::runtime_error("the plug-in cannot be loaded");
+  }
+  current = this;
+  FindVariables();
+  WatchImports();
+}
+
+Plugin::~Plugin() {
+  dlclose(library_);
+  current = nullptr;
+}
+
+void Plugin::Register(Resolver resolver) const {
+  reinterpret_cast<void (*)(Resolver)>(dlsym(library_, "REALPluginMain"))(resolver);
+}
+
+bool Plugin::ShouldFail() {
+  const int number = allocations++;
+  return failsOnce ? number == failFrom : number >= failFrom;
+}
+
+/// The sections of variables; those of the compiler's own instruments have other names.
+void Plugin::FindVariables() {
+  std::ifstream file(RASTEL_PLUGIN, std::ios::binary);
+  const std::string bytes(std::istreambuf_iterator<char>(file.rdbuf()), {});
+  const auto* header = reinterpret_cast<const ElfW(Ehdr)*>(bytes.data());
+  const auto* sections = reinterpret_cast<const ElfW(Shdr)*>(bytes.data() + header->e_shoff);
+  const char* names = bytes.data() + sections[header->e_shstrndx].sh_offset;
+  for (int i = 0; i < header->e_shnum; ++i) {
+    const std::string_view name = names + sections[i].sh_name;
+    if (name == ".data" || name == ".bss") {
+      variables_.emplace_back(reinterpret_cast<std::uint8_t*>(MapOf(library_).l_addr + sections[i].sh_addr),
+                              sections[i].sh_size);
+    }
+  }
+}
+
+Plugin::State Plugin::Save() const {
+  State state;
+  for (const auto variables : variables_) {
+    state.resize(state.size() + variables.size());
+    CopyData(state.data() + state.size() - variables.size(), variables.data(), variables.size());
+  }
+  return state;
+}
+
+void Plugin::Restore(const State& state) const {
+  const std::uint8_t* from = state.data();
+  for (const auto variables : variables_) {
+    CopyData(variables.data(), from, variables.size());
+    from += variables.size();
+  }
+}
+
+/// Goes through the relocations of the loaded file.
+void Plugin::WatchImports() {
+  const link_map& map = MapOf(library_);
+  ElfW(Addr) tables[DT_JMPREL + 1] = {};
+  for (const ElfW(Dyn)* entry = map.l_ld; entry->d_tag != DT_NULL; ++entry) {
+    if (entry->d_tag >= 0 && entry->d_tag <= DT_JMPREL) {
+      tables[entry->d_tag] = entry->d_un.d_ptr;
+    }
+  }
+  const auto* symbols = reinterpret_cast<const ElfW(Sym)*>(tables[DT_SYMTAB]);
+  const auto* names = reinterpret_cast<const char*>(tables[DT_STRTAB]);
+  const auto watch = [&](ElfW(Addr) start, std::size_t bytes, std::size_t each) {
+    for (std::size_t at = 0; each != 0 && at + each <= bytes; at += each) {
+      const auto* entry = reinterpret_cast<const ElfW(Rel)*>(start + at);  // a Rela starts like a Rel
+      const char* name = names + symbols[entry->r_info >> kSymbolShift].st_name;
+      WatchImport(name, reinterpret_cast<void**>(map.l_addr + entry->r_offset));
+    }
+  };
+  const bool hasAddends = tables[DT_RELAENT] != 0;
+  watch(hasAddends ? tables[DT_RELA] : tables[DT_REL], hasAddends ? tables[DT_RELASZ] : tables[DT_RELSZ],
+        hasAddends ? tables[DT_RELAENT] : tables[DT_RELENT]);
+  watch(tables[DT_JMPREL], tables[DT_PLTRELSZ], hasAddends ? sizeof(ElfW(Rela)) : sizeof(ElfW(Rel)));
 }
 
 }  // namespace tests

@@ -1,0 +1,406 @@
+// What is wrong with what came of a call.
+#include <algorithm>
+#include <sstream>
+
+#include "call.h"
+
+namespace tests {
+namespace {
+
+using devhost::PixelFormat;
+
+/// What changes no result where it is missing.
+constexpr std::string_view kHarmless[] = {"SetGWorld",
+                                          "REALPictureClearCache",
+                                          "REALYieldToRB",
+                                          "memoryBlockGetSize",
+                                          "PluginPictureGetType",
+                                          "pluginObjectType",
+                                          "REALUnlockString",
+                                          "REALUnlockObject",
+                                          "UnlockPixels",
+                                          "unlockPictureDescription"};
+
+bool IsHarmless(std::string_view name) {
+  return std::ranges::find(kHarmless, name) != std::end(kHarmless);
+}
+
+bool IsWorld(PixelFormat format) {
+  return format == PixelFormat::kWorld32 || format == PixelFormat::kWorld24;
+}
+
+std::string Text(const char* what, const Bytes& expected, const Bytes& actual) {
+  const auto same = SameBytes(expected, actual);
+  return same ? "" : std::string(what) + ": " + same.message();
+}
+
+/// The first of some verdicts that says anything.
+std::string First(std::initializer_list<std::string> verdicts) {
+  for (const std::string& verdict : verdicts) {
+    if (!verdict.empty()) {
+      return verdict;
+    }
+  }
+  return "";
+}
+
+std::string Misplaced(const char* where, std::ptrdiff_t index) {
+  return "byte " + std::to_string(index) + " of " + where + " is neither as before nor as it has to become";
+}
+
+}  // namespace
+
+struct Call::Outcome {
+  devhost::CallResult result;
+  bool isDest = false;  // the picture returned is the one passed
+  bool threw = false;
+  bool swallowed = false;  // an exception of the host
+
+  bool Succeeded() const { return result.picture || isDest || result.boolean; }
+};
+
+std::string Call::Run(const devhost::Injection* faults) {
+  Refill();
+  faults_ = faults;
+  before_ = host_.CurrentBalance();
+  traceBefore_ = host_.trace.size();
+  complaintsBefore_ = host_.complaints.size();
+  Outcome outcome = Invoke();
+  std::string verdict = First({JudgeRaised(outcome), JudgeSuccess(outcome), JudgeRefused(),
+                               method_.copies ? JudgeCopy(outcome) : JudgePicture(outcome),
+                               JudgeSources(outcome.result.picture.get())});
+  outcome.result.picture.reset();
+  if (memory_ != nullptr) {
+    std::ranges::copy(blockBefore_, memory_->bytes());
+  }
+  return verdict.empty() ? JudgeBalance() : verdict;
+}
+
+Call::Outcome Call::Invoke() {
+  std::vector<devhost::Value> arguments;
+  for (const Parameter& parameter : method_.parameters) {
+    arguments.push_back(Argument(parameter));
+  }
+  const int thrownBefore = faults_ == nullptr ? 0 : faults_->thrown;
+  Outcome outcome;
+  try {
+    outcome.result = host_.Call(method_.registration, arguments);
+  } catch (const devhost::HostFault&) {
+    outcome.threw = true;
+  }
+  outcome.swallowed = !outcome.threw && faults_ != nullptr && faults_->thrown > thrownBefore;
+  outcome.isDest = dest && outcome.result.picture.get() == dest.get();
+  if (outcome.isDest && host_.Lacks("REALLockObject")) {
+    outcome.result.picture.release();  // the reference that should have come with it was never counted
+  }
+  return outcome;
+}
+
+// What was expected, and what else is allowed.
+
+bool Call::Misses(std::string_view name) const {
+  return host_.Lacks(name) || (faults_ != nullptr && faults_->hit.contains(name));
+}
+
+bool Call::MissesAny(std::initializer_list<std::string_view> names) const {
+  return std::ranges::any_of(names, [this](std::string_view name) { return Misses(name); });
+}
+
+bool Call::IsInDoubt() const {
+  const bool isHit = faults_ != nullptr && !faults_->hit.empty();
+  return isHit || !host_.options().without.empty() || !host_.hidden.empty() || !ArePicturesUsable();
+}
+
+/// True if the host reads pictures of that kind through a copy.
+bool Call::IsCopied(const PictureSpec& read) const {
+  return host_.options().kind == devhost::Kind::kDesktop && !IsWorld(read.format);
+}
+
+/// True if the plug-in can do with such a picture whatever the host offers. A copy has to have pixels.
+bool Call::IsReadable(const PictureSpec& read) const {
+  if (host_.options().kind != devhost::Kind::kDesktop) {
+    return read.format == PixelFormat::kBitmap;
+  }
+  return !IsCopied(read) || (read.size.width > 0 && read.size.height > 0);
+}
+
+bool Call::ArePicturesUsable() const {
+  const bool isMaskUsable = !method_.Has("MaskForAlpha") || IsReadable(spec_.mask);
+  return !method_.copies || (IsReadable(spec_.picture) && isMaskUsable);
+}
+
+bool Call::IsDestLargeEnough() const {
+  return dest->width >= buffer_.width && dest->height >= buffer_.height;
+}
+
+bool Call::IsDestUsed() const {
+  const bool isWritable = spec_.destType == 2 || spec_.destType == 4;
+  const bool isDesktop = host_.options().kind == devhost::Kind::kDesktop;
+  return dest && isWritable && IsDestLargeEnough() &&
+         (isDesktop ? IsWorld(dest->format) : dest->format == PixelFormat::kBitmap);
+}
+
+/// True if all rows of pictures may be taken for the first one.
+bool Call::MayHaveOneRow() const {
+  return MissesAny({"GetPixRowBytes", "CFBundleGetFunctionPointerForName"});
+}
+
+/// True if pixels may hold anything: a picture with a mask is drawn with it, or elements of palettes are
+/// missing.
+bool Call::MayHoldAnything() const {
+  return method_.copies
+             ? spec_.isMasked && MissesAny({"REALGetPictureMask", "REALLoadObjectMethod"})
+             : MayHaveOneRow() || (method_.HasPalettes() &&
+                                   MissesAny({"RuntimeUBound", "PluginIntegerArrayGetProc",
+                                              "RuntimeArrayDirectGetGetProc", "IntegerArrayGetter"}));
+}
+
+/// True if a copy that pictures are read through may have stayed black.
+bool Call::MayBeBlack() const {
+  const auto draws = [](const std::string& name) { return name.starts_with("DrawPicture"); };
+  const auto& options = host_.options();
+  return MissesAny({"pluginPictureGraphicsGetter", "REALLoadObjectMethod", "DrawPicture",
+                    "REALLockPictureDescription"}) ||
+         std::ranges::any_of(host_.hidden, draws) || std::ranges::any_of(options.without, draws) ||
+         !ArePicturesUsable();
+}
+
+bool Call::HasReasonToFail() const {
+  const auto isReason = [](const std::string& name) { return !IsHarmless(name); };
+  return (faults_ != nullptr && !faults_->hit.empty()) || std::ranges::any_of(host_.hidden, isReason) ||
+         std::ranges::any_of(host_.options().without, isReason) || !ArePicturesUsable();
+}
+
+Bytes Call::Copied(Bytes bytes, const oracle::Image& from, const oracle::Image& alpha,
+                   oracle::Lines lines) const {
+  oracle::Copy copy = copy_;
+  copy.lines = lines;
+  oracle::Write(copy, from, alpha, [&](std::int64_t position) -> std::uint8_t& {
+    return bytes[memory_ != nullptr ? memory_->Place(position) : static_cast<std::size_t>(position)];
+  });
+  return bytes;
+}
+
+Bytes Call::Written(const REALpictureStruct& to, Bytes bytes) const {
+  const std::uint8_t* source = memory_ != nullptr ? memory_->base() : blockBefore_.data();
+  oracle::Write(buffer_, source, PixelTypeOf(to.format), to.width, bytes);
+  return bytes;
+}
+
+// Verdicts.
+
+std::string Call::JudgeRaised(const Outcome& outcome) const {
+  const bool isGuarded = MissesAny({"REALBuildString", "REALSetStringEncoding"});
+  if (outcome.threw && !IsInDoubt()) {
+    return "an exception of the host without a fault";
+  }
+  if (outcome.swallowed && !isGuarded) {
+    return "the host's exception was swallowed";
+  }
+  const bool isExpected = refusal_ && refusal_->className != nullptr;
+  const auto& raised = outcome.result.exception;
+  if (!raised) {
+    const bool isExcused = outcome.threw || MissesAny({"RuntimeRaiseException", "PluginNewInstance"});
+    return isExpected && !isExcused ? "nothing was raised" : "";
+  }
+  const std::string text = "raised: " + raised->className + ", " + raised->message.value_or("(null)");
+  if (!isExpected) {
+    // An array whose bound changes from one call to the next.
+    const bool isOutOfBounds = raised->className == "OutOfBoundsException" && Misses("RuntimeUBound");
+    return isOutOfBounds || (isGuarded && IsInDoubt()) ? "" : text;
+  }
+  const bool isRight = raised->className == refusal_->className ||
+                       (raised->className == "RuntimeException" && Misses("PluginNewInstance"));
+  const bool hasMessage = raised->message ? raised->message == refusal_->message : IsInDoubt();
+  return isRight && hasMessage && raised->errorNumber == 0 ? "" : text;
+}
+
+std::string Call::JudgeSuccess(const Outcome& outcome) const {
+  if (outcome.Succeeded()) {
+    return CanSucceed() ? "" : "it succeeded with arguments that it has to refuse";
+  }
+  return CanSucceed() && !outcome.threw && !HasReasonToFail() ? "it failed without a reason" : "";
+}
+
+/// A call that is refused on a good host looks at nothing.
+std::string Call::JudgeRefused() const {
+  if (CanSucceed() || IsInDoubt() || !host_.options().recorded) {
+    return "";
+  }
+  if (refusal_ && refusal_->className == nullptr) {
+    return host_.trace.size() == traceBefore_ ? "" : "a call of the host though nothing is to be done";
+  }
+  int raised = 0;
+  for (std::size_t i = traceBefore_; i < host_.trace.size(); ++i) {
+    const std::string& entry = host_.trace[i].entry;
+    for (const char* early :
+         {"newPicture", "lockPictureDescription", "REALLockPictureDescription", "PluginPictureGetType"}) {
+      if (entry == early) {
+        return "a call of " + entry + " though the arguments are refused";
+      }
+    }
+    if (refusal_ && (entry == "memoryBlockGetPtr" || entry == "RuntimeUBound")) {
+      return "a call of " + entry + " though the arguments are refused";
+    }
+    raised += entry == "RuntimeRaiseException" ? 1 : 0;
+  }
+  return raised == (refusal_ ? 1 : 0) ? "" : std::to_string(raised) + " exceptions were raised";
+}
+
+std::string Call::JudgeCopy(const Outcome& outcome) const {
+  const Bytes now = BlockBytes();
+  if (!outcome.result.boolean && !outcome.threw) {
+    return Text("the block, though nothing was copied", blockBefore_, now);
+  }
+  if (outcome.threw || MayHoldAnything() || MayBeBlack() || MayHaveOneRow()) {
+    return JudgePartialCopy(now);
+  }
+  return Text("the block", Copied(blockBefore_, shown_, shownByMask_, copy_.lines), now);
+}
+
+/// What may have been read of a picture.
+std::vector<oracle::Image> Call::Readings(const oracle::Image& image) const {
+  std::vector<oracle::Image> readings = {image};
+  if (MayBeBlack()) {
+    readings.emplace_back();
+  }
+  if (MayHaveOneRow()) {
+    oracle::Image& repeated = readings.emplace_back(image);
+    for (std::size_t i = 0; i < repeated.pixels.size(); ++i) {
+      repeated.pixels[i] = image.pixels[i % static_cast<std::size_t>(image.width)];
+    }
+  }
+  return readings;
+}
+
+/// A copy that did not come to its end, or of pictures that could not be read as they are: each byte is as
+/// before, or as it had to become when one of the rows was copied.
+std::string Call::JudgePartialCopy(const Bytes& now) const {
+  std::vector<bool> isRight(now.size());
+  const auto allow = [&](const Bytes& bytes) {
+    for (std::size_t i = 0; i < now.size(); ++i) {
+      isRight[i] = isRight[i] || now[i] == bytes[i];
+    }
+  };
+  allow(blockBefore_);
+  const auto masks = Readings(shownByMask_);
+  for (const oracle::Image& from : Readings(shown_)) {
+    for (const oracle::Image& alpha : masks) {
+      for (std::int64_t last = copy_.lines.first; last <= copy_.lines.last; ++last) {
+        allow(Copied(blockBefore_, from, alpha, {copy_.lines.first, last}));
+      }
+    }
+  }
+  if (MayHoldAnything()) {
+    // What is written is the same whatever was there before.
+    const Bytes onZeros = Copied(Bytes(now.size(), 0), shown_, shownByMask_, copy_.lines);
+    const Bytes onOnes = Copied(Bytes(now.size(), 255), shown_, shownByMask_, copy_.lines);
+    for (std::size_t i = 0; i < now.size(); ++i) {
+      isRight[i] = isRight[i] || onZeros[i] == onOnes[i];
+    }
+  }
+  const auto wrong = std::ranges::find(isRight, false);
+  return wrong == isRight.end() ? "" : Misplaced("the block", wrong - isRight.begin());
+}
+
+std::string Call::JudgePicture(const Outcome& outcome) const {
+  const auto* made = outcome.result.picture.get();
+  const bool isNew = made != nullptr && !outcome.isDest;
+  return First({isNew ? JudgeMade(*outcome.result.picture) : "", dest ? JudgeDest(outcome) : ""});
+}
+
+std::string Call::JudgeMade(REALpictureStruct& made) const {
+  if (made.width != buffer_.width || made.height != buffer_.height) {
+    return "a picture of a wrong size";
+  }
+  if (!IsInDoubt() && (made.references != 1 || PixelTypeOf(made.format) != host_.options().pixelType)) {
+    return "a picture with too many references or of a wrong type";
+  }
+  const Bytes now = BytesOf(made);
+  return MayHoldAnything() ? "" : Text("the picture", Written(made, now), now);
+}
+
+std::string Call::JudgeDest(const Outcome& outcome) const {
+  const Bytes now = BytesOf(*dest);
+  if (outcome.isDest && !IsDestUsed()) {
+    return "dest was used";
+  }
+  if (!IsInDoubt()) {
+    const bool isDue = IsDestUsed() && CanSucceed();
+    return isDue && !outcome.isDest ? "dest was not used"
+                                    : Text("dest", isDue ? Written(*dest, destBefore_) : destBefore_, now);
+  }
+  if (!CanSucceed() || !IsDestLargeEnough() || PixelTypeOf(dest->format) == 0) {
+    return Text("dest, though of no use", destBefore_, now);
+  }
+  const Bytes written = Written(*dest, destBefore_);
+  if (outcome.isDest && !MayHoldAnything()) {
+    return Text("dest", written, now);
+  }
+  const Bytes onZeros = Written(*dest, Bytes(now.size(), 0));
+  const Bytes onOnes = Written(*dest, Bytes(now.size(), 255));
+  for (std::size_t i = 0; i < now.size(); ++i) {
+    const bool isAllowed = now[i] == written[i] || (MayHoldAnything() && onZeros[i] == onOnes[i]);
+    if (now[i] != destBefore_[i] && !isAllowed) {
+      return Misplaced("dest", static_cast<std::ptrdiff_t>(i));
+    }
+  }
+  return "";
+}
+
+std::string Call::JudgeSources(REALpictureStruct* made) const {
+  for (const REALpictureStruct* each : {picture.get(), mask.get(), dest.get(), made}) {
+    if (each != nullptr && !each->SurroundingsIntact()) {
+      return "bytes around a picture were written";
+    }
+  }
+  if (!block->SurroundingsIntact()) {
+    return "bytes around the block were written";
+  }
+  if (picture && (picture->mask != maskBefore_ || BytesOf(*picture) != pictureBefore_)) {
+    return "the picture or its mask was changed";
+  }
+  return method_.copies || memory_ != nullptr ? "" : Text("the buffer", blockBefore_, BlockBytes());
+}
+
+/// Each copy of a world of an unsupported depth leads to one.
+int Call::StraysDue() const {
+  if (!method_.copies || host_.options().kind != devhost::Kind::kDesktop || !CanSucceed()) {
+    return 0;
+  }
+  const auto isDue = [](const PictureSpec& read) { return read.format == PixelFormat::kWorld16 ? 1 : 0; };
+  return isDue(spec_.picture) + (method_.Has("MaskForAlpha") ? isDue(spec_.mask) : 0);
+}
+
+/// True if something that gives back is missing.
+bool Call::LosesByNature() const {
+  const auto isRelease = [](const std::string& name) { return devhost::IsRelease(name); };
+  return std::ranges::any_of(host_.hidden, isRelease) ||
+         std::ranges::any_of(host_.options().without, isRelease);
+}
+
+std::string Call::JudgeBalance() const {
+  devhost::Balance after = host_.CurrentBalance();
+  const int strays = after.strayUnlocks - before_.strayUnlocks - straysMeanwhile;
+  if (IsInDoubt() ? strays < 0 || strays > 2 : strays != StraysDue()) {
+    return std::to_string(strays) + " pixel maps were unlocked that were not locked";
+  }
+  after.strayUnlocks = before_.strayUnlocks;
+  const bool isMore = after.objects >= before_.objects && after.references >= before_.references &&
+                      after.descriptionLocks >= before_.descriptionLocks &&
+                      after.pixelLocks >= before_.pixelLocks;
+  if (LosesByNature() ? !isMore : after != before_) {
+    std::ostringstream text;
+    text << before_ << " became " << after;
+    return text.str();
+  }
+  for (std::size_t i = complaintsBefore_; i < host_.complaints.size(); ++i) {
+    const std::string& complaint = host_.complaints[i];
+    if (!LosesByNature() || complaint.find("died while it was locked") == std::string::npos) {
+      return "the host complains: " + complaint;
+    }
+  }
+  return "";
+}
+
+}  // namespace tests
