@@ -266,7 +266,10 @@ void Call::Refill() {
       block->bytes()[i] = static_cast<std::uint8_t>(block->bytes()[i] % length);
     }
   }
-  blockBefore_ = BlockBytes();
+  if (memory_ == nullptr || method_.copies) {
+    const auto bytes = BlockBytes();
+    blockBefore_.assign(bytes.begin(), bytes.end());
+  }
   if (dest) {
     FillWithNoise(*dest, 99);
     destBefore_ = BytesOf(*dest);
@@ -277,8 +280,9 @@ void Call::Refill() {
   }
 }
 
-Bytes Call::BlockBytes() const {
-  return memory_ != nullptr ? Bytes(memory_->bytes(), memory_->bytes() + memory_->size()) : BytesOf(*block);
+std::span<std::uint8_t> Call::BlockBytes() const {
+  return memory_ != nullptr ? std::span(memory_->bytes(), memory_->size())
+                            : std::span(block->bytes(), static_cast<std::size_t>(block->size));
 }
 
 bool Call::IsTooLarge() const {

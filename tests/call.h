@@ -3,6 +3,7 @@
 #pragma once
 
 #include <optional>
+#include <span>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -109,10 +110,10 @@ class Call {
   // What happened.
   void MakeObjects();
   void Refill();
-  Bytes BlockBytes() const;
+  std::span<std::uint8_t> BlockBytes() const;
   Outcome Invoke();
-  bool Misses(std::string_view name) const;
-  bool MissesAny(std::initializer_list<std::string_view> names) const;
+  void LearnTroubles();
+  bool LostAny(std::initializer_list<const char*> names) const;
   bool IsInDoubt() const;
   bool MayHaveOneRow() const;
   bool MayHoldAnything() const;
@@ -123,11 +124,12 @@ class Call {
   int StraysDue() const;
 
   // The verdict.
+  std::string Judge(const Outcome& outcome) const;
   std::string JudgeRaised(const Outcome& outcome) const;
   std::string JudgeSuccess(const Outcome& outcome) const;
   std::string JudgeRefused() const;
   std::string JudgeCopy(const Outcome& outcome) const;
-  std::string JudgePartialCopy(const Bytes& now) const;
+  std::string JudgePartialCopy() const;
   std::string JudgePicture(const Outcome& outcome) const;
   std::string JudgeMade(REALpictureStruct& made) const;
   std::string JudgeDest(const Outcome& outcome) const;
@@ -148,6 +150,8 @@ class Call {
   devhost::Balance before_;
   std::size_t traceBefore_ = 0, complaintsBefore_ = 0;
   const devhost::Injection* faults_ = nullptr;
+  devhost::Names missing_;  // what the host lacks
+  devhost::Names lost_;     // and what it failed in
 };
 
 }  // namespace tests

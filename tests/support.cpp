@@ -81,14 +81,15 @@ Bytes BytesOf(REALpictureStruct& picture) {
   return bytes;
 }
 
-testing::AssertionResult SameBytes(const Bytes& expected, const Bytes& actual) {
+testing::AssertionResult SameBytes(std::span<const std::uint8_t> expected,
+                                   std::span<const std::uint8_t> actual) {
   if (expected.size() != actual.size()) {
     return testing::AssertionFailure() << actual.size() << " bytes instead of " << expected.size();
   }
-  const auto [wanted, found] = std::mismatch(expected.begin(), expected.end(), actual.begin());
-  if (wanted == expected.end()) {
+  if (std::ranges::equal(expected, actual)) {
     return testing::AssertionSuccess();
   }
+  const auto [wanted, found] = std::mismatch(expected.begin(), expected.end(), actual.begin());
   return testing::AssertionFailure() << "byte " << wanted - expected.begin() << " of " << expected.size()
                                      << " is " << int{*found} << " instead of " << int{*wanted};
 }

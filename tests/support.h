@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <span>
 #include <string>
 #include <vector>
 
@@ -76,7 +77,8 @@ Bytes BytesOf(REALmemoryBlockStruct& block);
 Bytes BytesOf(REALpictureStruct& picture);
 
 /// Says where the first difference is.
-testing::AssertionResult SameBytes(const Bytes& expected, const Bytes& actual);
+testing::AssertionResult SameBytes(std::span<const std::uint8_t> expected,
+                                   std::span<const std::uint8_t> actual);
 
 /// The calls of the trace as texts, without those that find the legacy framework. Objects are numbered anew
 /// for each kind, in the order in which they appear.

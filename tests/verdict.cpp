@@ -7,41 +7,9 @@
 namespace tests {
 namespace {
 
-using devhost::PixelFormat;
-
-/// What changes no result where it is missing.
-constexpr std::string_view kHarmless[] = {"SetGWorld",
-                                          "REALPictureClearCache",
-                                          "REALYieldToRB",
-                                          "memoryBlockGetSize",
-                                          "PluginPictureGetType",
-                                          "pluginObjectType",
-                                          "REALUnlockString",
-                                          "REALUnlockObject",
-                                          "UnlockPixels",
-                                          "unlockPictureDescription"};
-
-bool IsHarmless(std::string_view name) {
-  return std::ranges::find(kHarmless, name) != std::end(kHarmless);
-}
-
-bool IsWorld(PixelFormat format) {
-  return format == PixelFormat::kWorld32 || format == PixelFormat::kWorld24;
-}
-
-std::string Text(const char* what, const Bytes& expected, const Bytes& actual) {
+std::string Text(const char* what, const Bytes& expected, std::span<const std::uint8_t> actual) {
   const auto same = SameBytes(expected, actual);
   return same ? "" : std::string(what) + ": " + same.message();
-}
-
-/// The first of some verdicts that says anything.
-std::string First(std::initializer_list<std::string> verdicts) {
-  for (const std::string& verdict : verdicts) {
-    if (!verdict.empty()) {
-      return verdict;
-    }
-  }
-  return "";
 }
 
 std::string Misplaced(const char* where, std::ptrdiff_t index) {
@@ -66,14 +34,27 @@ std::string Call::Run(const devhost::Injection* faults) {
   traceBefore_ = host_.trace.size();
   complaintsBefore_ = host_.complaints.size();
   Outcome outcome = Invoke();
-  std::string verdict = First({JudgeRaised(outcome), JudgeSuccess(outcome), JudgeRefused(),
-                               method_.copies ? JudgeCopy(outcome) : JudgePicture(outcome),
-                               JudgeSources(outcome.result.picture.get())});
+  LearnTroubles();
+  std::string verdict = Judge(outcome);
   outcome.result.picture.reset();
-  if (memory_ != nullptr) {
+  if (memory_ != nullptr && outcome.result.boolean) {
     std::ranges::copy(blockBefore_, memory_->bytes());
   }
   return verdict.empty() ? JudgeBalance() : verdict;
+}
+
+std::string Call::Judge(const Outcome& outcome) const {
+  std::string verdict = JudgeRaised(outcome);
+  if (verdict.empty()) {
+    verdict = JudgeSuccess(outcome);
+  }
+  if (verdict.empty()) {
+    verdict = JudgeRefused();
+  }
+  if (verdict.empty()) {
+    verdict = method_.copies ? JudgeCopy(outcome) : JudgePicture(outcome);
+  }
+  return verdict.empty() ? JudgeSources(outcome.result.picture.get()) : verdict;
 }
 
 Call::Outcome Call::Invoke() {
@@ -96,101 +77,8 @@ Call::Outcome Call::Invoke() {
   return outcome;
 }
 
-// What was expected, and what else is allowed.
-
-bool Call::Misses(std::string_view name) const {
-  return host_.Lacks(name) || (faults_ != nullptr && faults_->hit.contains(name));
-}
-
-bool Call::MissesAny(std::initializer_list<std::string_view> names) const {
-  return std::ranges::any_of(names, [this](std::string_view name) { return Misses(name); });
-}
-
-bool Call::IsInDoubt() const {
-  const bool isHit = faults_ != nullptr && !faults_->hit.empty();
-  return isHit || !host_.options().without.empty() || !host_.hidden.empty() || !ArePicturesUsable();
-}
-
-/// True if the host reads pictures of that kind through a copy.
-bool Call::IsCopied(const PictureSpec& read) const {
-  return host_.options().kind == devhost::Kind::kDesktop && !IsWorld(read.format);
-}
-
-/// True if the plug-in can do with such a picture whatever the host offers. A copy has to have pixels.
-bool Call::IsReadable(const PictureSpec& read) const {
-  if (host_.options().kind != devhost::Kind::kDesktop) {
-    return read.format == PixelFormat::kBitmap;
-  }
-  return !IsCopied(read) || (read.size.width > 0 && read.size.height > 0);
-}
-
-bool Call::ArePicturesUsable() const {
-  const bool isMaskUsable = !method_.Has("MaskForAlpha") || IsReadable(spec_.mask);
-  return !method_.copies || (IsReadable(spec_.picture) && isMaskUsable);
-}
-
-bool Call::IsDestLargeEnough() const {
-  return dest->width >= buffer_.width && dest->height >= buffer_.height;
-}
-
-bool Call::IsDestUsed() const {
-  const bool isWritable = spec_.destType == 2 || spec_.destType == 4;
-  const bool isDesktop = host_.options().kind == devhost::Kind::kDesktop;
-  return dest && isWritable && IsDestLargeEnough() &&
-         (isDesktop ? IsWorld(dest->format) : dest->format == PixelFormat::kBitmap);
-}
-
-/// True if all rows of pictures may be taken for the first one.
-bool Call::MayHaveOneRow() const {
-  return MissesAny({"GetPixRowBytes", "CFBundleGetFunctionPointerForName"});
-}
-
-/// True if pixels may hold anything: a picture with a mask is drawn with it, or elements of palettes are
-/// missing.
-bool Call::MayHoldAnything() const {
-  return method_.copies
-             ? spec_.isMasked && MissesAny({"REALGetPictureMask", "REALLoadObjectMethod"})
-             : MayHaveOneRow() || (method_.HasPalettes() &&
-                                   MissesAny({"RuntimeUBound", "PluginIntegerArrayGetProc",
-                                              "RuntimeArrayDirectGetGetProc", "IntegerArrayGetter"}));
-}
-
-/// True if a copy that pictures are read through may have stayed black.
-bool Call::MayBeBlack() const {
-  const auto draws = [](const std::string& name) { return name.starts_with("DrawPicture"); };
-  const auto& options = host_.options();
-  return MissesAny({"pluginPictureGraphicsGetter", "REALLoadObjectMethod", "DrawPicture",
-                    "REALLockPictureDescription"}) ||
-         std::ranges::any_of(host_.hidden, draws) || std::ranges::any_of(options.without, draws) ||
-         !ArePicturesUsable();
-}
-
-bool Call::HasReasonToFail() const {
-  const auto isReason = [](const std::string& name) { return !IsHarmless(name); };
-  return (faults_ != nullptr && !faults_->hit.empty()) || std::ranges::any_of(host_.hidden, isReason) ||
-         std::ranges::any_of(host_.options().without, isReason) || !ArePicturesUsable();
-}
-
-Bytes Call::Copied(Bytes bytes, const oracle::Image& from, const oracle::Image& alpha,
-                   oracle::Lines lines) const {
-  oracle::Copy copy = copy_;
-  copy.lines = lines;
-  oracle::Write(copy, from, alpha, [&](std::int64_t position) -> std::uint8_t& {
-    return bytes[memory_ != nullptr ? memory_->Place(position) : static_cast<std::size_t>(position)];
-  });
-  return bytes;
-}
-
-Bytes Call::Written(const REALpictureStruct& to, Bytes bytes) const {
-  const std::uint8_t* source = memory_ != nullptr ? memory_->base() : blockBefore_.data();
-  oracle::Write(buffer_, source, PixelTypeOf(to.format), to.width, bytes);
-  return bytes;
-}
-
-// Verdicts.
-
 std::string Call::JudgeRaised(const Outcome& outcome) const {
-  const bool isGuarded = MissesAny({"REALBuildString", "REALSetStringEncoding"});
+  const bool isGuarded = LostAny({"REALBuildString", "REALSetStringEncoding"});
   if (outcome.threw && !IsInDoubt()) {
     return "an exception of the host without a fault";
   }
@@ -200,17 +88,17 @@ std::string Call::JudgeRaised(const Outcome& outcome) const {
   const bool isExpected = refusal_ && refusal_->className != nullptr;
   const auto& raised = outcome.result.exception;
   if (!raised) {
-    const bool isExcused = outcome.threw || MissesAny({"RuntimeRaiseException", "PluginNewInstance"});
+    const bool isExcused = outcome.threw || LostAny({"RuntimeRaiseException", "PluginNewInstance"});
     return isExpected && !isExcused ? "nothing was raised" : "";
   }
   const std::string text = "raised: " + raised->className + ", " + raised->message.value_or("(null)");
   if (!isExpected) {
     // An array whose bound changes from one call to the next.
-    const bool isOutOfBounds = raised->className == "OutOfBoundsException" && Misses("RuntimeUBound");
+    const bool isOutOfBounds = raised->className == "OutOfBoundsException" && LostAny({"RuntimeUBound"});
     return isOutOfBounds || (isGuarded && IsInDoubt()) ? "" : text;
   }
   const bool isRight = raised->className == refusal_->className ||
-                       (raised->className == "RuntimeException" && Misses("PluginNewInstance"));
+                       (raised->className == "RuntimeException" && LostAny({"PluginNewInstance"}));
   const bool hasMessage = raised->message ? raised->message == refusal_->message : IsInDoubt();
   return isRight && hasMessage && raised->errorNumber == 0 ? "" : text;
 }
@@ -248,34 +136,19 @@ std::string Call::JudgeRefused() const {
 }
 
 std::string Call::JudgeCopy(const Outcome& outcome) const {
-  const Bytes now = BlockBytes();
-  if (!outcome.result.boolean && !outcome.threw) {
-    return Text("the block, though nothing was copied", blockBefore_, now);
+  if (!CanSucceed() || (!outcome.result.boolean && !outcome.threw)) {
+    return Text("the block, though nothing was copied", blockBefore_, BlockBytes());
   }
   if (outcome.threw || MayHoldAnything() || MayBeBlack() || MayHaveOneRow()) {
-    return JudgePartialCopy(now);
+    return JudgePartialCopy();
   }
-  return Text("the block", Copied(blockBefore_, shown_, shownByMask_, copy_.lines), now);
-}
-
-/// What may have been read of a picture.
-std::vector<oracle::Image> Call::Readings(const oracle::Image& image) const {
-  std::vector<oracle::Image> readings = {image};
-  if (MayBeBlack()) {
-    readings.emplace_back();
-  }
-  if (MayHaveOneRow()) {
-    oracle::Image& repeated = readings.emplace_back(image);
-    for (std::size_t i = 0; i < repeated.pixels.size(); ++i) {
-      repeated.pixels[i] = image.pixels[i % static_cast<std::size_t>(image.width)];
-    }
-  }
-  return readings;
+  return Text("the block", Copied(blockBefore_, shown_, shownByMask_, copy_.lines), BlockBytes());
 }
 
 /// A copy that did not come to its end, or of pictures that could not be read as they are: each byte is as
 /// before, or as it had to become when one of the rows was copied.
-std::string Call::JudgePartialCopy(const Bytes& now) const {
+std::string Call::JudgePartialCopy() const {
+  const auto now = BlockBytes();
   std::vector<bool> isRight(now.size());
   const auto allow = [&](const Bytes& bytes) {
     for (std::size_t i = 0; i < now.size(); ++i) {
@@ -304,9 +177,9 @@ std::string Call::JudgePartialCopy(const Bytes& now) const {
 }
 
 std::string Call::JudgePicture(const Outcome& outcome) const {
-  const auto* made = outcome.result.picture.get();
-  const bool isNew = made != nullptr && !outcome.isDest;
-  return First({isNew ? JudgeMade(*outcome.result.picture) : "", dest ? JudgeDest(outcome) : ""});
+  const bool isNew = outcome.result.picture && !outcome.isDest;
+  const std::string verdict = isNew ? JudgeMade(*outcome.result.picture) : "";
+  return verdict.empty() && dest ? JudgeDest(outcome) : verdict;
 }
 
 std::string Call::JudgeMade(REALpictureStruct& made) const {
@@ -361,22 +234,6 @@ std::string Call::JudgeSources(REALpictureStruct* made) const {
     return "the picture or its mask was changed";
   }
   return method_.copies || memory_ != nullptr ? "" : Text("the buffer", blockBefore_, BlockBytes());
-}
-
-/// Each copy of a world of an unsupported depth leads to one.
-int Call::StraysDue() const {
-  if (!method_.copies || host_.options().kind != devhost::Kind::kDesktop || !CanSucceed()) {
-    return 0;
-  }
-  const auto isDue = [](const PictureSpec& read) { return read.format == PixelFormat::kWorld16 ? 1 : 0; };
-  return isDue(spec_.picture) + (method_.Has("MaskForAlpha") ? isDue(spec_.mask) : 0);
-}
-
-/// True if something that gives back is missing.
-bool Call::LosesByNature() const {
-  const auto isRelease = [](const std::string& name) { return devhost::IsRelease(name); };
-  return std::ranges::any_of(host_.hidden, isRelease) ||
-         std::ranges::any_of(host_.options().without, isRelease);
 }
 
 std::string Call::JudgeBalance() const {
