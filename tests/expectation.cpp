@@ -71,11 +71,19 @@ bool Call::IsDestLargeEnough() const {
   return dest->width >= buffer_.width && dest->height >= buffer_.height;
 }
 
+/// True if the picture passed as dest is to be filled, or may be where the host does not tell what it is.
 bool Call::IsDestUsed() const {
-  const bool isWritable = spec_.destType == 2 || spec_.destType == 4;
+  if (!dest || !IsDestLargeEnough()) {
+    return false;
+  }
+  const bool isWritable =
+      spec_.destType == 2 || spec_.destType == 4 || missing_.contains("PluginPictureGetType");
+  const bool isBitmap = dest->format == PixelFormat::kBitmap;
+  if (LostAny({"pluginObjectType"})) {
+    return isWritable && (isBitmap || IsWorld(dest->format));
+  }
   const bool isDesktop = host_.options().kind == devhost::Kind::kDesktop;
-  return dest && isWritable && IsDestLargeEnough() &&
-         (isDesktop ? IsWorld(dest->format) : dest->format == PixelFormat::kBitmap);
+  return isWritable && (isDesktop ? IsWorld(dest->format) : isBitmap);
 }
 
 /// True if all rows of pictures may be taken for the first one.

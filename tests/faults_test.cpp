@@ -18,12 +18,6 @@ constexpr HostCase kHosts[] = {kDesktop, kDesktop24, kDesktop16, kDesktopBitmap,
 constexpr std::size_t kMethods = 50;
 constexpr std::size_t kPictureMethods = 18;  // the first of them
 
-/// True if the host's pictures are read through copies.
-bool CopiesPictures(const HostCase& hostCase) {
-  return PixelTypeOf(hostCase.readFrom) == 0 || hostCase.name == std::string_view(kDesktopBitmap.name) ||
-         hostCase.name == std::string_view(kUnknown.name);
-}
-
 /// Points of many trials: each is run if it is drawn, counted, and reported if it fails.
 class Points {
  public:
@@ -42,7 +36,7 @@ class Points {
       trials_ = i;
       for (const HostCase& hostCase : kHosts) {
         RunTrial(hostCase, Situation::kPlain, i, make);
-        if (CopiesPictures(hostCase) && i < kPictureMethods) {
+        if (hostCase.ReadsThroughCopies() && i < kPictureMethods) {
           RunTrial(hostCase, Situation::kMasked, i, make);
         }
         if (hostCase.name == std::string_view(kDesktop.name)) {

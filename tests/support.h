@@ -35,6 +35,11 @@ struct HostCase {
     options.guarded = true;
     return options;
   }
+  /// True if a first call reads the host's pictures through copies.
+  bool ReadsThroughCopies() const {
+    return kind == devhost::Kind::kUnknown || readFrom == devhost::PixelFormat::kWorld16 ||
+           (kind == devhost::Kind::kDesktop && readFrom == devhost::PixelFormat::kBitmap);
+  }
   /// Of the pictures that the host makes.
   devhost::PixelFormat OwnFormat() const {
     return pixelType == 13   ? devhost::PixelFormat::kWorld32

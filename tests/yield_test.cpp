@@ -109,8 +109,7 @@ class Reentry {
   void ChangePicture() {
     const auto other = host_.NewPicture(kWidth, kHeight, hostCase_.readFrom);
     FillWithNoise(*other, static_cast<std::uint64_t>(yields_));
-    const bool isCopied = PixelTypeOf(hostCase_.readFrom) == 0 || hostCase_.name == kDesktopBitmap.name;
-    call_.ChangePicture(*other, yields_, !isCopied);
+    call_.ChangePicture(*other, yields_, !hostCase_.ReadsThroughCopies());
   }
 
   /// The application forgets the picture and the mask that are being read.
