@@ -125,7 +125,7 @@ TEST(Strings, HoldTwoUnitsForEveryCodePoint) {
     const FailingCallocs failing(needsMemory ? 2 : 0);
     EXPECT_EQ(expected, Make(bytes, kUtf32).first);
     EXPECT_EQ(expected, Make(bytes + "xyz", kUtf32).first);
-    EXPECT_EQ(needsMemory ? (2 * count + 1) * sizeof(char16_t) : 0U, LargestCallocBytes());
+    EXPECT_EQ(needsMemory ? (2 * count + 1) * sizeof(char16_t) : 0U, Callocs::largestBytes);
     EXPECT_EQ(needsMemory ? "(null)" : expected, Make(bytes, kUtf32).first);
   }
 }
