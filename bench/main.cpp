@@ -1,112 +1,92 @@
-// Measures the plug-in's file beside the limit, its peers and the kernels of every target.
-#include <benchmark/benchmark.h>
-
-#include <algorithm>
-#include <chrono>
+// Measures the plug-in's file beside memcpy and the peers, and the kernels of every target beside plain
+// loops; or beside another plug-in's file.
 #include <cstdlib>
-#include <fstream>
+#include <exception>
+#include <filesystem>
 #include <iostream>
-#include <random>
+#include <map>
 #include <stdexcept>
 
 #include "bench/cases.h"
 #include "bench/report.h"
 #include "bench/stage.h"
+#include "bench/targets.h"
 
 namespace {
 
 using namespace bench;
 
-/// Whoever has taken longer in one case rests until the next.
-constexpr double kMostSeconds = 0.4;
+constexpr const char* kUsage =
+    "usage: rastel_bench [--plugin FILE] [--against FILE] [--filter TEXT]\n"
+    "  --plugin   the plug-in to measure, instead of the one that was built\n"
+    "  --against  another plug-in, which alone takes turns with it\n"
+    "  --filter   only cases whose name contains TEXT\n";
 
-double Seconds(const Contestant& contestant, int calls) {
-  using Clock = std::chrono::steady_clock;
-  if (calls > 1) {
-    contestant.run();  // what fits the caches is in them
-  }
-  const auto start = Clock::now();
-  for (int call = 0; call < calls; ++call) {
-    contestant.run();
-  }
-  return std::chrono::duration<double>(Clock::now() - start).count() / calls;
-}
+using Options = std::map<std::string, std::string>;
 
-/// All contestants take one turn in each round, in an order of its own, and keep their least time. A round is
-/// an iteration of the framework; the time it sees is the plug-in's least so far.
-void RunCase(benchmark::State& state, const Case& one, std::vector<Result>& results) {
-  const Stage stage(one, RASTEL_PLUGIN);
-  Result result{one, stage.traffic(), {}};
-  std::vector<std::size_t> order;
-  std::vector<double> left;
-  for (const Contestant& contestant : stage.contestants()) {
-    result.timings.push_back({contestant.role, contestant.name, contestant.hasSameBytes, contestant.seconds});
-    left.push_back(kMostSeconds - contestant.seconds);
-    order.push_back(order.size());
-  }
-  std::minstd_rand random(1);
-  for ([[maybe_unused]] const auto& round : state) {
-    std::ranges::shuffle(order, random);
-    for (const std::size_t turn : order) {
-      if (left[turn] < 0) {
-        continue;
-      }
-      const double seconds = Seconds(stage.contestants()[turn], one.size->calls);
-      left[turn] -= seconds * one.size->calls;
-      result.timings[turn].seconds = std::min(result.timings[turn].seconds, seconds);
+Options ParseOptions(int argumentCount, char** arguments) {
+  Options options = {{"--plugin", RASTEL_PLUGIN}, {"--against", ""}, {"--filter", ""}};
+  for (int i = 1; i < argumentCount; i += 2) {
+    const auto option = options.find(arguments[i]);
+    if (option == options.end() || i + 1 == argumentCount) {
+      throw std::runtime_error(kUsage);
     }
-    state.SetIterationTime(result.Of(Role::kPlugin).seconds);
+    option->second = arguments[i + 1];
   }
-  const Timing& plugin = result.Of(Role::kPlugin);
-  state.counters["least_us"] = plugin.seconds * 1e6;
-  state.counters["of_limit"] = result.Share(plugin);
-  if (const Timing* peer = result.FastestPeer()) {
-    state.counters["times_peer"] = peer->seconds / plugin.seconds;
-    state.SetLabel(peer->name);
-  }
-  results.push_back(std::move(result));
+  return options;
 }
 
-void Write(const Report& report, const std::string& directory) {
-  std::ofstream conditions(directory + "/conditions.md");
-  Report::WriteConditions(conditions);
-  std::ofstream tables(directory + "/tables.md");
-  report.WriteTables(tables);
-  tables << "\n" << report.ClosingLine() << ".\n";
-  std::ofstream limit(directory + "/limit.tsv");
-  report.WritePlot(limit, false);
-  std::ofstream peer(directory + "/peer.tsv");
-  report.WritePlot(peer, true);
+std::vector<std::string> PluginsOf(const Options& options) {
+  std::vector<std::string> plugins = {std::filesystem::absolute(options.at("--plugin"))};
+  if (const std::string& other = options.at("--against"); !other.empty()) {
+    plugins.push_back(std::filesystem::absolute(other));
+  }
+  return plugins;
+}
+
+Result Measure(const Case& one, const std::vector<std::string>& plugins) {
+  Stage stage(one, plugins);
+  TakeTurns(stage.contestants);
+  return {one, stage.task().Traffic(), {stage.contestants.begin(), stage.contestants.end()}};
+}
+
+void WriteProgress(const Result& result) {
+  std::cerr << result.one.Name() << ":\n";
+  for (const Timing& timing : result.timings) {
+    const double times = timing.seconds / result.Seconds();
+    std::cerr << "  " << timing.name << ": " << timing.seconds * 1e6 << " µs, × " << times << "\n";
+  }
+}
+
+std::vector<Result> MeasureCases(const std::string& filter, const std::vector<std::string>& plugins) {
+  std::vector<Result> results;
+  for (const Case& one : Cases()) {
+    if (one.Name().find(filter) != std::string::npos) {
+      results.push_back(Measure(one, plugins));
+      WriteProgress(results.back());
+    }
+  }
+  return results;
+}
+
+void Run(const Options& options) {
+  const std::vector<std::string> plugins = PluginsOf(options);
+  const std::vector<Result> results = MeasureCases(options.at("--filter"), plugins);
+  if (plugins.size() > 1) {
+    return WriteComparison(results, std::cout);
+  }
+  WriteTables(results, std::cout);
+  WriteTargets(MeasureTargets(), std::cout);
 }
 
 }  // namespace
 
-/// rastel_bench [DIRECTORY] [--benchmark_…]: the parts of the page go to DIRECTORY, if given.
 int main(int argumentCount, char** arguments) {
-  benchmark::Initialize(&argumentCount, arguments);
-  std::vector<Result> results;
-  const std::vector<Case> cases = Cases();
-  for (const Case& one : cases) {
-    benchmark::RegisterBenchmark(one.Name().c_str(),
-                                 [&one, &results](benchmark::State& state) { RunCase(state, one, results); })
-        ->Iterations(one.size->rounds)
-        ->UseManualTime()
-        ->Unit(benchmark::kMicrosecond);
-  }
   try {
-    benchmark::RunSpecifiedBenchmarks();
+    Run(ParseOptions(argumentCount, arguments));
   } catch (const std::exception& error) {
-    std::cerr << "rastel_bench: " << error.what() << "\n";
+    std::cerr << error.what() << "\n";
     return EXIT_FAILURE;
   }
-  if (results.empty()) {
-    std::cerr << "rastel_bench: nothing was measured\n";
-    return EXIT_FAILURE;
-  }
-  const Report report(results);
-  if (argumentCount > 1) {
-    Write(report, arguments[1]);
-  }
-  std::cout << report.ClosingLine() << "\n";
   return EXIT_SUCCESS;
 }

@@ -1,55 +1,19 @@
-// The libraries that a user might take instead. Each is one source file, built where the library is found.
+// The libraries that a user might take instead. Each adds those of its functions that do `task`, which
+// outlives them.
 #pragma once
 
-#include <functional>
-#include <span>
-#include <string>
 #include <vector>
 
-#include "pixels/conversion.h"
+#include "bench/task.h"
+#include "bench/turns.h"
 
 namespace bench {
 
-/// Whether a peer answers for its bytes. Its alpha may differ in either case: the check finds that out.
-enum class Claim : unsigned char {
-  kSameColours,
-  kSameTraffic,  // it reads and writes the same memory, but no function of the library makes these bytes
-};
+/// Not the colours that are asked for, where no function of the library gives them.
+constexpr bool kOnlySameTraffic = false;
 
-struct Peer {
-  std::string name;
-  Claim claim;
-  std::function<void()> run;
-};
-
-/// What is to be converted. Outlives the peers made for it.
-struct PeerTask {
-  const rastel::pixels::Conversion& conversion;
-  const rastel::pixels::Rows& rows;
-
-  bool IsPlain() const {  // no lookup, and nothing is kept or comes from a mask
-    return conversion.weights == nullptr && conversion.tables == nullptr &&
-           conversion.rest == rastel::pixels::Rest::kFill;
-  }
-  bool IsGray() const { return conversion.from == rastel::pixels::Layout::kGray; }
-  int Width() const { return static_cast<int>(rows.width); }
-  int Height() const { return static_cast<int>(rows.count); }
-  int SourceStep() const { return static_cast<int>(rows.source.step); }
-  int DestinationStep() const { return static_cast<int>(rows.destination.step); }
-  int MaskStep() const { return static_cast<int>(rows.mask.step); }
-};
-
-/// One library: a global object of this type makes it take part.
-struct PeerLibrary {
-  using Adder = void (*)(const PeerTask& task, std::vector<Peer>& peers);
-
-  PeerLibrary(const char* libraryName, Adder adder);
-  static std::span<const PeerLibrary> All();
-
-  const char* name;
-  Adder add;
-};
-
-std::vector<Peer> PeersFor(const PeerTask& task);
+void AddYuv(const Task& task, std::vector<Contestant>& contestants);
+void AddSwscale(const Task& task, std::vector<Contestant>& contestants);
+void AddOpenCv(const Task& task, std::vector<Contestant>& contestants);
 
 }  // namespace bench

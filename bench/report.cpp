@@ -1,259 +1,223 @@
 #include "bench/report.h"
 
-#include <unistd.h>
-
 #include <algorithm>
-#include <array>
 #include <cmath>
 #include <cstdio>
 #include <ctime>
 #include <fstream>
+#include <functional>
 #include <ostream>
-#include <ranges>
-#include <string_view>
+#include <set>
+#include <utility>
 
-#include "bench/peers.h"
 #include "pixels/targets.h"
 
 namespace bench {
 namespace {
 
-std::string Number(double number) {
-  char text[32];
-  std::snprintf(text, sizeof text, "%.2f", number);
+/// Two measurements of the same code are apart by so much.
+constexpr double kLevel = 0.95;
+
+std::string Number(std::optional<double> number) {
+  char text[32] = "–";
+  if (number) {
+    std::snprintf(text, sizeof text, *number < 9.95 ? "%.2f" : "%.0f", *number);
+  }
   return text;
 }
 
-/// A figure in bold if it misses its goal.
-std::string Judged(double figure, bool isReached) {
-  std::string text = isReached ? "" : "**";
-  text += Number(figure) + text;
-  return text;
-}
-
-std::string Dimensions(const Size& size) {
-  return std::to_string(size.width) + " × " + std::to_string(size.height);
-}
-
-auto SizesWithLimit() {
-  return Sizes() | std::views::filter([](const Size& size) { return size.measure == Measure::kLimit; });
-}
-
-bool IsVga(const Size& size) {
-  return size.goal == &Goals::vga;
-}
-
-std::string Processor() {
+/// "AMD EPYC, kernels of avx2, GNU 12.2.0, 2026-11-25".
+std::string Machine() {
   std::ifstream info("/proc/cpuinfo");
+  std::string processor = "unnamed processor";
   for (std::string line; std::getline(info, line);) {
     if (line.starts_with("model name")) {
-      return line.substr(line.find(':') + 2);
+      processor = line.substr(line.find(':') + 2);
     }
   }
-  return "unknown";
+  const std::time_t now = std::time(nullptr);
+  char date[16];
+  std::strftime(date, sizeof date, "%Y-%m-%d", std::gmtime(&now));
+  return processor + ", kernels of " + rastel::pixels::BestTarget().name + ", " + RASTEL_COMPILER + ", " +
+         date;
 }
 
-std::string CacheSizes() {
-  constexpr std::pair<const char*, int> kCaches[] = {
-      {"L1 data", _SC_LEVEL1_DCACHE_SIZE}, {"L2", _SC_LEVEL2_CACHE_SIZE}, {"L3", _SC_LEVEL3_CACHE_SIZE}};
+using Line = std::vector<std::string>;
+
+/// The first of `lines` is the head. All but the first column are numbers.
+void WriteTable(const std::vector<Line>& lines, std::ostream& page) {
+  std::string rule = "| --- |";
+  for (std::size_t i = 1; i < lines.front().size(); ++i) {
+    rule += " ---: |";
+  }
+  rule += "\n";
+  page << "\n";
+  for (const Line& line : lines) {
+    page << "|";
+    for (const std::string& cell : line) {
+      page << " " << cell << " |";
+    }
+    page << "\n" << std::exchange(rule, "");
+  }
+}
+
+using Results = std::vector<const Result*>;
+
+/// Those of a family follow each other.
+std::vector<Results> ByFamily(const std::vector<Result>& results) {
+  std::vector<Results> families;
+  for (const Result& result : results) {
+    if (families.empty() || families.back().front()->one.row->family != std::string(result.one.row->family)) {
+      families.emplace_back();
+    }
+    families.back().push_back(&result);
+  }
+  return families;
+}
+
+using Figure = std::function<std::optional<double>(const Result&)>;
+
+/// The geometric mean over the cases that have the figure.
+std::optional<double> Mean(const Results& family, const Size& size, const Figure& figure) {
+  double sum = 0;
+  int count = 0;
+  for (const Result* result : family) {
+    const auto one = result->one.size == &size ? figure(*result) : std::nullopt;
+    sum += one ? std::log(*one) : 0;
+    count += one ? 1 : 0;
+  }
+  return count == 0 ? std::nullopt : std::optional(std::exp(sum / count));
+}
+
+/// Those that are the fastest for any case.
+std::string FastestPeers(const Results& family) {
+  std::set<std::string> names;
+  for (const Result* result : family) {
+    if (const Timing* peer = result->Fastest(Role::kPeer)) {
+      names.insert((peer->hasSameBytes ? "" : "≈ ") + peer->name);
+    }
+  }
   std::string text;
-  for (const auto& [name, key] : kCaches) {
-    const long size = sysconf(key);
-    text += text.empty() ? "" : ", ";
-    text += name;
-    text += " ";
-    text += size > 0 ? std::to_string(size / 1024) : "?";
-    text += " KiB";
+  for (const std::string& name : names) {
+    text += (text.empty() ? "" : ", ") + name;
   }
   return text;
+}
+
+Figure TimesOf(Role role) {
+  return [role](const Result& result) { return result.Times(role); };
+}
+
+/// What is told of each family, at one size.
+struct Column {
+  std::string name;
+  const Size* size;
+  Figure figure;
+};
+
+void WriteFamilies(const std::vector<Result>& results, const std::vector<Column>& columns, bool withPeers,
+                   std::ostream& page) {
+  std::vector<Line> lines = {{"conversion"}};
+  for (const Column& column : columns) {
+    lines.front().push_back(column.name);
+  }
+  for (const Results& family : ByFamily(results)) {
+    Line& line = lines.emplace_back(Line{family.front()->one.row->family});
+    for (const Column& column : columns) {
+      line.push_back(Number(Mean(family, *column.size, column.figure)));
+    }
+    if (withPeers) {
+      line.push_back(FastestPeers(family));
+    }
+  }
+  if (withPeers) {
+    lines.front().emplace_back("fastest peers");
+  }
+  WriteTable(lines, page);
+}
+
+void WriteSlowerCases(const std::vector<Result>& results, Role role, std::ostream& page) {
+  page << "\nCases below " << Number(kLevel) << ":\n\n";
+  for (const Result& result : results) {
+    const auto times = result.Times(role);
+    if (times && *times < kLevel) {
+      page << "- " << result.one.Name() << ": " << Number(times) << " times " << result.Fastest(role)->name
+           << "\n";
+    }
+  }
 }
 
 }  // namespace
 
-const Timing& Result::Of(Role role) const {
-  return *std::ranges::find(timings, role, &Timing::role);
-}
-
-const Timing* Result::FastestPeer() const {
+const Timing* Result::Fastest(Role role) const {
   const Timing* fastest = nullptr;
   for (const Timing& timing : timings) {
-    if (timing.role == Role::kPeer && (fastest == nullptr || timing.seconds < fastest->seconds)) {
+    if (timing.role == role && (fastest == nullptr || timing.seconds < fastest->seconds)) {
       fastest = &timing;
     }
   }
   return fastest;
 }
 
-double Report::RateAtVga(const Result& result) const {
-  const auto vga = std::ranges::find_if(results_, [&](const Result& other) {
-    return IsVga(*other.one.size) && other.one.family == result.one.family &&
-           other.one.pixelType == result.one.pixelType;
-  });
-  return vga == results_.end() ? result.Rate() : vga->Rate();
+std::optional<double> Result::Times(Role role) const {
+  const Timing* fastest = Fastest(role);
+  return fastest == nullptr ? std::nullopt : std::optional(fastest->seconds / Seconds());
 }
 
-double Report::Figure(const Result& result) const {
-  switch (result.one.size->measure) {
-    case Measure::kMicroseconds:
-      return result.Of(Role::kPlugin).seconds * 1e6;
-    case Measure::kRate:
-      return result.Rate() / RateAtVga(result);
-    default:
-      return result.Share(result.Of(Role::kPlugin));
-  }
-}
-
-double Report::Reached(const Result& result) const {
-  const double figure = Figure(result);
-  const double goal = GoalOf(result.one);
-  const double reached = result.one.size->measure == Measure::kMicroseconds ? goal / figure : figure / goal;
-  const Timing* peer = result.FastestPeer();
-  const double peerGoal = PeerGoalOf(result.one);
-  if (peer == nullptr || peerGoal == 0) {
-    return reached;
-  }
-  return std::min(reached, peer->seconds / result.Of(Role::kPlugin).seconds / peerGoal);
-}
-
-void Report::WriteConditions(std::ostream& page) {
-  const std::time_t now = std::time(nullptr);
-  char date[16];
-  std::strftime(date, sizeof date, "%Y-%m-%d", std::gmtime(&now));
-  page << "- CPU: " << Processor() << "; caches as the system tells them: " << CacheSizes() << "\n"
-       << "- Date: " << date << "\n- Compiler: " << RASTEL_COMPILER << "\n- Targets run:";
-  for (const rastel::pixels::Target& target : rastel::pixels::Targets()) {
-    page << " " << target.name << (target.isSupported() ? "" : " (not: the CPU has it not)");
-  }
-  page << "; the plug-in takes " << rastel::pixels::BestTarget().name << "\n- Peers:";
-  for (const PeerLibrary& library : PeerLibrary::All()) {
-    page << " " << library.name;
-  }
-  const std::string_view absent = RASTEL_ABSENT_PEERS;
-  page << (absent.empty() ? "" : "; left out, since not installed:") << absent << "\n";
-}
-
-void Report::WriteTables(std::ostream& page) const {
-  for (const Size& size : Sizes()) {
-    WriteTable(page, size);
-  }
-  for (const Size& size : Sizes()) {
-    if (size.withKernels) {
-      WriteKernels(page, size);
-    }
-  }
-}
-
-void Report::WriteTable(std::ostream& page, const Size& size) const {
-  const char* figure = size.measure == Measure::kLimit  ? "share of the limit"
-                       : size.measure == Measure::kRate ? "rate over that at 640 × 480"
-                                                        : "µs a call";
-  page << "\n## " << Dimensions(size);
-  if (size.offset != 0) {
-    page << ", the buffer " << size.offset << " byte off, rows that are copied out " << size.padding
-         << " bytes apart";
-  }
-  page << "\n\n| family | method | pixel type | " << figure
-       << " | goal | × fastest peer | goal | fastest peer | its share |\n"
-          "| --- | --- | ---: | ---: | ---: | ---: | ---: | --- | ---: |\n";
-  for (const Result& result : results_) {
-    if (result.one.size == &size) {
-      WriteRow(page, result);
-    }
-  }
-}
-
-void Report::WriteRow(std::ostream& page, const Result& result) const {
-  const Case& one = result.one;
-  const double figure = Figure(result);
-  const double goal = GoalOf(one);
-  const bool isUpperBound = one.size->measure == Measure::kMicroseconds;
-  page << "| " << one.family->name << " | " << one.family->method << " | " << one.pixelType << " | "
-       << Judged(figure, isUpperBound ? figure <= goal : figure >= goal) << " | " << Number(goal) << " | ";
-  const Timing* peer = result.FastestPeer();
-  if (peer == nullptr) {
-    page << "| | none | |\n";
-    return;
-  }
-  const double peerGoal = PeerGoalOf(one);
-  const double times = peer->seconds / result.Of(Role::kPlugin).seconds;
-  page << Judged(times, times >= peerGoal) << " | " << (peerGoal == 0 ? "" : Number(peerGoal)) << " | "
-       << (peer->hasSameBytes ? "" : "≈ ") << peer->name << " | " << Number(result.Share(*peer)) << " |\n";
-}
-
-void Report::WriteKernels(std::ostream& page, const Size& size) const {
-  page << "\n## The kernels of each target, " << Dimensions(size) << ", share of the limit\n\n"
-       << "| family | method | pixel type |";
-  std::string rule = "\n| --- | --- | ---: |";
-  for (const rastel::pixels::Target& target : rastel::pixels::Targets()) {
-    if (target.isSupported()) {
-      page << " " << target.name << " |";
-      rule += " ---: |";
-    }
-  }
-  page << " moves alone |" << rule << " ---: |\n";
-  for (const Result& result : results_) {
-    if (result.one.size != &size) {
-      continue;
-    }
-    page << "| " << result.one.family->name << " | " << result.one.family->method << " | "
-         << result.one.pixelType << " |";
-    for (const Timing& timing : result.timings) {
-      if (timing.role == Role::kKernel) {
-        page << " " << Number(result.Share(timing)) << " |";
+void WriteTables(const std::vector<Result>& results, std::ostream& page) {
+  std::vector<Column> besideOthers;
+  std::vector<Column> alone;
+  for (const auto& [text, role] :
+       {std::pair("share of memcpy, ", Role::kMemcpy), {"× fastest peer, ", Role::kPeer}}) {
+    for (const Size& size : Sizes()) {
+      if (size.isComparedWithOthers) {
+        besideOthers.push_back({text + size.Name(), &size, TimesOf(role)});
       }
     }
-    page << "\n";
   }
+  for (const Size& size : Sizes()) {
+    alone.push_back({size.Name(), &size, [](const Result& result) { return result.Seconds() * 1e6; }});
+  }
+  page << "Measured on: " << Machine() << "\n";
+  WriteFamilies(results, besideOthers, true, page);
+  WriteSlowerCases(results, Role::kPeer, page);
+  page << "\nMicroseconds a call; the buffer of 641 × 479 pixels begins at an odd address and has gaps:\n";
+  WriteFamilies(results, alone, false, page);
 }
 
-/// The geometric mean over the cases of `family` (null: of all) at `size`; 0 if there is none.
-double Report::Mean(const char* family, const Size& size, bool ofPeer) const {
-  double sum = 0;
-  int count = 0;
-  for (const Result& result : results_) {
-    const Timing* peer = result.FastestPeer();
-    const bool isOfFamily = family == nullptr || std::string_view(family) == result.one.family->name;
-    if (result.one.size == &size && isOfFamily && (!ofPeer || peer != nullptr)) {
-      const Timing& plugin = result.Of(Role::kPlugin);
-      sum += std::log(ofPeer ? peer->seconds / plugin.seconds : result.Share(plugin));
-      ++count;
-    }
+void WriteComparison(const std::vector<Result>& results, std::ostream& page) {
+  std::vector<Column> columns;
+  for (const Size& size : Sizes()) {
+    columns.push_back({size.Name(), &size, TimesOf(Role::kOtherPlugin)});
   }
-  return count == 0 ? 0 : std::exp(sum / count);
-}
-
-void Report::WritePlot(std::ostream& data, bool ofPeer) const {
-  data << "family";
-  for (const Size& size : SizesWithLimit()) {
-    data << "\t" << Dimensions(size);
-  }
-  std::string_view last;
-  for (const Family& family : Families()) {
-    if (last != family.name) {
-      data << "\n" << family.name;
-      for (const Size& size : SizesWithLimit()) {
-        data << "\t" << Number(Mean(family.name, size, ofPeer));
+  page << "How many times as fast as the other plug-in:\n";
+  WriteFamilies(results, columns, false, page);
+  WriteSlowerCases(results, Role::kOtherPlugin, page);
+  page << "\nFamilies below " << Number(kLevel) << ":\n\n";
+  for (const Results& family : ByFamily(results)) {
+    for (const Column& column : columns) {
+      const auto mean = Mean(family, *column.size, column.figure);
+      if (mean && *mean < kLevel) {
+        page << "- " << family.front()->one.row->family << ", " << column.name << ": " << Number(mean)
+             << "\n";
       }
     }
-    last = family.name;
   }
-  data << "\n";
 }
 
-std::string Report::ClosingLine() const {
-  const auto reached = [this](const Result& result) { return Reached(result); };
-  const auto atGoal = std::ranges::count_if(results_, [&](const Result& one) { return reached(one) >= 1; });
-  const Result& worst = *std::ranges::min_element(results_, {}, reached);
-  std::string line = std::to_string(atGoal) + " of " + std::to_string(results_.size()) +
-                     " cases at their goal; worst: " + worst.one.Name() + " at " + Number(Reached(worst)) +
-                     " of its goal; geometric means:";
-  const char* separator = " ";
-  for (const Size& size : SizesWithLimit()) {
-    line += std::string(separator) + size.Name() + " " + Number(Mean(nullptr, size, false)) +
-            " of the limit and " + Number(Mean(nullptr, size, true)) + " times the fastest peer";
-    separator = ", ";
+void WriteTargets(const std::vector<TargetsResult>& results, std::ostream& page) {
+  std::vector<Line> lines = {{"conversion", "µs of the loop"}};
+  for (const Timing& timing : results.front().targets) {
+    lines.front().push_back("× " + timing.name);
   }
-  return line;
+  for (const TargetsResult& result : results) {
+    Line& line = lines.emplace_back(Line{result.kind, Number(result.loop.seconds * 1e6)});
+    for (const Timing& timing : result.targets) {
+      line.push_back(Number(result.loop.seconds / timing.seconds));
+    }
+  }
+  page << "\nHow many times as fast as a loop for that conversion alone each target is, 640 × 480:\n";
+  WriteTable(lines, page);
 }
 
 }  // namespace bench

@@ -1,62 +1,35 @@
-// What a run has found, as a page, as data for plots, and as one line.
+// What a run has found, as tables.
 #pragma once
 
 #include <iosfwd>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "bench/cases.h"
-#include "bench/stage.h"
+#include "bench/targets.h"
+#include "bench/turns.h"
 
 namespace bench {
 
-/// The least time that one call of a contestant took, in seconds.
-struct Timing {
-  Role role;
-  std::string name;
-  bool hasSameBytes;
-  double seconds;
-};
-
 struct Result {
   Case one;
-  double traffic;  // bytes
-  std::vector<Timing> timings;
+  double traffic;               // bytes
+  std::vector<Timing> timings;  // the plug-in's first
 
-  const Timing& Of(Role role) const;
-  /// Null if no library has anything for it.
-  const Timing* FastestPeer() const;
-  double Share(const Timing& timing) const { return Of(Role::kLimit).seconds / timing.seconds; }
-  double Rate() const { return traffic / Of(Role::kPlugin).seconds; }
+  double Seconds() const { return timings.front().seconds; }
+  /// Null if no such contestant took part.
+  const Timing* Fastest(Role role) const;
+  /// How many times as fast as the fastest of `role` the plug-in is.
+  std::optional<double> Times(Role role) const;
 };
 
-class Report {
- public:
-  explicit Report(std::vector<Result> results) : results_(std::move(results)) {}
+/// The machine, and the plug-in beside memcpy and the peers.
+void WriteTables(const std::vector<Result>& results, std::ostream& page);
 
-  /// The tables, by size, and the kernels of all targets.
-  void WriteTables(std::ostream& page) const;
+/// The plug-in beside the other one, and where it is slower.
+void WriteComparison(const std::vector<Result>& results, std::ostream& page);
 
-  /// The machine and who took part.
-  static void WriteConditions(std::ostream& page);
-
-  /// For gnuplot: a family a line, its name and a column for each size that has a limit; geometric means over
-  /// the family's cases, of the shares of the limit or of the times the fastest peer.
-  void WritePlot(std::ostream& data, bool ofPeer) const;
-
-  std::string ClosingLine() const;
-
- private:
-  /// What a case reached, as a fraction of its goals: 1 is at the goal.
-  double Figure(const Result& result) const;
-  double Reached(const Result& result) const;
-  void WriteTable(std::ostream& page, const Size& size) const;
-  void WriteRow(std::ostream& page, const Result& result) const;
-  void WriteKernels(std::ostream& page, const Size& size) const;
-  double RateAtVga(const Result& result) const;
-  double Mean(const char* family, const Size& size, bool ofPeer) const;
-
-  std::vector<Result> results_;
-};
+void WriteTargets(const std::vector<TargetsResult>& results, std::ostream& page);
 
 }  // namespace bench

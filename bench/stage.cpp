@@ -1,28 +1,24 @@
 #include "bench/stage.h"
 
+#include <dlfcn.h>
+
 #include <algorithm>
-#include <chrono>
+#include <array>
 #include <cstring>
-#include <memory>
+#include <map>
 #include <random>
 #include <stdexcept>
-#include <tuple>
 
-#include "bench/reference.h"
-#include "picture/pixel_type.h"
-#include "pixels/converter.h"
-#include "pixels/targets.h"
-#include "to_buffer/methods.h"
-#include "to_picture/methods.h"
+#include "bench/peers.h"
 
 namespace bench {
 
-using namespace rastel::pixels;
+using rastel::abi::HostType;
 
 namespace {
 
 constexpr std::uint8_t kOpaque = 255;
-constexpr int kBefore = 0x5A;  // in the destination, before a result is checked
+constexpr std::uint8_t kBefore = 0x5A;  // in the destination, before a result is checked
 
 devhost::HostOptions OptionsFor(int pixelType) {
   devhost::HostOptions options;
@@ -32,297 +28,245 @@ devhost::HostOptions OptionsFor(int pixelType) {
   return options;
 }
 
-/// What follows the method's name in the declaration of the overload that `shape` calls.
-std::string ArgumentsOf(Shape shape) {
-  static const std::string kGray =
-      "(source as Ptr, offset as integer, width as integer, height as integer, PixelByteSize as integer";
-  static const std::string kToBlock =
-      "(extends ref as Picture, destination as memoryblock, offset as integer, ";
-  switch (shape) {
-    case Shape::kToPicture:
-    case Shape::kToPictureFlip:
-      return "(dest as picture, source as Ptr,";
-    case Shape::kGray:
-      return kGray + ") as picture";
-    case Shape::kWeighted:
-      return kGray + ", Red as integer";
-    case Shape::kPalette:
-      return kGray + ", Red() as integer";
-    case Shape::kToBlock:
-      return kToBlock + "StartLine";
-    case Shape::kToBlockAlpha:
-      return kToBlock + "AlphaValue";
-    case Shape::kToBlockMask:
-      return kToBlock + "MaskForAlpha";
-    default:
-      return kToBlock + "PixelByteSize";
-  }
+/// The row that comes first in memory, whatever its number.
+std::uint8_t* FirstRow(REALpictureStruct& picture) {
+  return std::min(picture.Row(0), picture.Row(1));
 }
 
-struct Arena {
-  std::uint8_t* first;
-  std::size_t length;
-};
-
-Arena ArenaOf(REALpictureStruct& picture) {
-  std::uint8_t* first = picture.height > 1 ? std::min(picture.Row(0), picture.Row(1)) : picture.Row(0);
-  const auto rows = static_cast<std::size_t>(picture.height - 1);
-  return {first, rows * static_cast<std::size_t>(picture.rowBytes) + picture.RowLength()};
+std::size_t Extent(REALpictureStruct& picture) {
+  return static_cast<std::size_t>((picture.height - 1) * picture.rowBytes) + picture.RowLength();
 }
 
-Arena ArenaOf(REALmemoryBlockStruct& block) {
-  return {block.bytes(), static_cast<std::size_t>(block.size)};
-}
-
-/// Lets the table of a picture of pixel type 8 name the rows as they follow each other in memory, so that
-/// everyone takes them in the same order.
-void PutRowsInOrder(REALpictureStruct& picture) {
-  if (!picture.rowTable.empty()) {
-    std::ranges::sort(picture.rowTable.begin(), picture.rowTable.begin() + picture.height);
-  }
-}
-
-void Randomise(const Arena& arena) {
+void Randomise(std::uint8_t* bytes, std::size_t count) {
   std::minstd_rand random(1);
-  std::size_t i = 0;
-  for (; i + 2 <= arena.length; i += 2) {
+  for (std::size_t i = 0; i + 2 <= count; i += 2) {
     const auto number = static_cast<std::uint16_t>(random() >> 8);
-    std::memcpy(arena.first + i, &number, sizeof number);
+    std::memcpy(bytes + i, &number, sizeof number);
   }
+}
+
+/// The table of a picture of pixel type 8 names the rows as they follow each other in memory, so that
+/// everyone takes them in the same order.
+devhost::Ref<REALpictureStruct> NewPicture(devhost::Host& host, const Size& size) {
+  auto picture = host.NewPicture(size.width, size.height);
+  if (!picture->rowTable.empty()) {
+    std::ranges::sort(picture->rowTable.begin(), picture->rowTable.begin() + picture->height);
+  }
+  Randomise(FirstRow(*picture), Extent(*picture));
+  return picture;
+}
+
+std::vector<std::int32_t> SomePalette(std::int32_t step) {
+  std::vector<std::int32_t> values(256);
+  for (std::size_t gray = 0; gray < values.size(); ++gray) {
+    values[gray] = static_cast<std::int32_t>(gray) * step % 256;
+  }
+  return values;
+}
+
+template <typename Object>
+std::intptr_t AddressOf(Object* object) {
+  return reinterpret_cast<std::intptr_t>(object);
+}
+
+bool IsChannel(char letter) {
+  return std::string_view("RGB").find(letter) != std::string_view::npos;
 }
 
 }  // namespace
 
-Stage::Stage(const Case& one, const std::string& plugin) : one_(one), host_(OptionsFor(one.pixelType)) {
-  host_.Load(plugin);
-  DescribeConversion();
+Stage::Stage(const Case& one, std::span<const std::string> plugins)
+    : one_(one), host_(OptionsFor(one.pixelType)) {
+  for (const std::string& plugin : plugins) {
+    Load(plugin);
+  }
+  declaration_ = rastel::abi::ParseDeclaration(methods_.front().declaration).value();
+  makesPicture_ = declaration_.result == HostType::kPicture;
   MakeObjects();
-  DescribeRows();
+  DescribeTask();
+  ComputeExpected();
   AddContestants();
 }
 
-void Stage::DescribeConversion() {
-  const rastel::PixelTypeRow& type = rastel::RowOfPixelType(one_.pixelType);
-  const Family& family = *one_.family;
-  if (isToPicture()) {
-    conversion_ = {.from = family.buffer, .to = type.layout, .fill = type.fourthByte};
-    conversion_.fromStep = family.step;
-  } else {
-    conversion_ = {.from = type.layout, .to = family.buffer, .fill = kOpaque};
-    conversion_.toStep = family.step;
+/// The host lets go of the plug-in that it has loaded before.
+void Stage::Load(const std::string& plugin) {
+  host_.Load(plugin);
+  libraries_.emplace_back(dlopen(plugin.c_str(), RTLD_NOW | RTLD_NOLOAD), dlclose);
+  const std::string start = one_.row->method + std::string("(");
+  const auto method = std::ranges::find_if(host_.methods(), [&](const devhost::Registration& registered) {
+    const std::string& declaration = registered.declaration;
+    return declaration.starts_with(start) && declaration.find(one_.row->overload) != std::string::npos;
+  });
+  if (method == host_.methods().end()) {
+    throw std::runtime_error(plugin + " has no method for " + one_.Name());
   }
-  if (family.shape == Shape::kToBlock && family.step == 4) {
-    conversion_.rest = Rest::kKept;
-  }
-  if (family.shape == Shape::kToBlockMask) {
-    conversion_.rest = Rest::kFromMask;
-    conversion_.mask = type.layout;
-  }
-  if (family.shape == Shape::kWeighted) {
-    conversion_.weights = &weights_;
-  }
-  if (family.shape == Shape::kPalette) {
-    for (int gray = 0; gray < 256; ++gray) {
-      tables_.values[0][gray] = static_cast<std::uint8_t>(255 - gray);
-      tables_.values[1][gray] = static_cast<std::uint8_t>(gray ^ 0x55);
-      tables_.values[2][gray] = static_cast<std::uint8_t>(gray * 7);
-    }
-    conversion_.tables = &tables_;
-  }
+  methods_.push_back(*method);
 }
 
-double Stage::traffic() const {
-  std::ptrdiff_t bytes = conversion_.fromStep + conversion_.toStep;
-  if (conversion_.rest == Rest::kFromMask) {
-    bytes += ChannelsOf(conversion_.mask).bytes;
-  }
-  return static_cast<double>(bytes) * one_.size->width * one_.size->height;
+bool Stage::Has(std::string_view parameter, HostType type) const {
+  return std::ranges::any_of(declaration_.parameters, [&](const rastel::abi::Parameter& declared) {
+    return declared.name == parameter && declared.type == type;
+  });
 }
 
 void Stage::MakeObjects() {
-  const Size& size = *one_.size;
-  picture_ = host_.NewPicture(size.width, size.height);
-  PutRowsInOrder(*picture_);
+  picture_ = NewPicture(host_, *one_.size);
   host_.spare = picture_.get();
-  if (conversion_.rest == Rest::kFromMask) {
-    mask_ = host_.NewPicture(size.width, size.height);
-    PutRowsInOrder(*mask_);
-    Randomise(ArenaOf(*mask_));
+  if (Has("MaskForAlpha", HostType::kPicture)) {
+    mask_ = NewPicture(host_, *one_.size);
   }
-  for (std::size_t channel = 0; channel < 3 && conversion_.tables != nullptr; ++channel) {
-    const auto& table = tables_.values[channel];
-    arrays_[channel] = host_.NewIntegerArray({std::begin(table), std::end(table)});
+  if (Has("Red", HostType::kInteger)) {
+    task_.weights = oracle::Weights{300, 200, 100};
   }
-  // Room for the pixels, and for half of the traffic.
-  const double pixels =
-      static_cast<double>(size.height) * (size.width * one_.family->step + size.padding) + size.offset;
-  block_ = host_.NewMemoryBlock(static_cast<std::int32_t>(std::max(pixels, traffic() / 2)) + 4);
-  Randomise(ArenaOf(*picture_));
-  Randomise(ArenaOf(*block_));
+  if (Has("Red", HostType::kIntegerArray)) {
+    task_.palettes = oracle::Palettes{SomePalette(3), SomePalette(5), SomePalette(7)};
+    for (std::size_t channel = 0; channel < 3; ++channel) {
+      arrays_[channel] = host_.NewIntegerArray(*(*task_.palettes)[channel]);
+    }
+  }
 }
 
-void Stage::DescribeRows() {
-  rows_ = RowsOf(0);
-  rows_.count = one_.size->height;
-  const std::ptrdiff_t pictureStep = picture_->rowBytes;
-  const std::ptrdiff_t blockStep =
-      one_.size->width * one_.family->step + (isToPicture() ? 0 : one_.size->padding);
-  rows_.source.step = isToPicture() ? blockStep : pictureStep;
-  rows_.destination.step = isToPicture() ? pictureStep : blockStep;
-  rows_.mask.step = pictureStep;
-}
-
-Rows Stage::RowsOf(std::int32_t row) const {
+void Stage::DescribeTask() {
   const Size& size = *one_.size;
-  const std::ptrdiff_t blockStep = size.width * one_.family->step + (isToPicture() ? 0 : size.padding);
-  std::uint8_t* inPicture = ArenaOf(*picture_).first + row * picture_->rowBytes;
-  std::uint8_t* inBlock = block_->bytes() + size.offset + row * blockStep;
-  Rows rows{};
-  rows.source.first = isToPicture() ? inBlock : inPicture;
-  rows.destination.first = isToPicture() ? inPicture : inBlock;
-  rows.mask.first = mask_ ? ArenaOf(*mask_).first + row * mask_->rowBytes : nullptr;
-  rows.width = size.width;
-  rows.count = 1;
-  return rows;
+  const std::string inBuffer = one_.Layout();
+  const std::string inPicture(oracle::PictureLayout(one_.pixelType));
+  task_.width = size.width;
+  task_.height = size.height;
+  task_.source.layout = makesPicture_ ? inBuffer : inPicture;
+  task_.destination.layout = makesPicture_ ? inPicture : inBuffer;
+  if (mask_) {
+    task_.mask = {FirstRow(*mask_), static_cast<int>(mask_->rowBytes), inPicture};
+  }
+  const std::int32_t bufferStep = size.width * one_.row->step + (makesPicture_ ? 0 : size.padding);
+  // Room for the rows, and for half of the traffic.
+  const double room = std::max(1.0 * bufferStep * size.height + size.offset, task_.Traffic() / 2);
+  block_ = host_.NewMemoryBlock(static_cast<std::int32_t>(room));
+  Randomise(block_->bytes(), static_cast<std::size_t>(room));
+
+  std::uint8_t* buffer = block_->bytes() + size.offset;
+  task_.source.first = makesPicture_ ? buffer : FirstRow(*picture_);
+  task_.source.rowStep = makesPicture_ ? bufferStep : static_cast<int>(picture_->rowBytes);
+  task_.destination.first = makesPicture_ ? FirstRow(*picture_) : buffer;
+  task_.destination.rowStep = makesPicture_ ? static_cast<int>(picture_->rowBytes) : bufferStep;
+}
+
+void Stage::ComputeExpected() {
+  const auto bytes = static_cast<std::size_t>(task_.destination.bytes());
+  const auto width = static_cast<std::size_t>(task_.width);
+  expected_.assign(width * static_cast<std::size_t>(task_.height) * bytes, kBefore);
+  const std::uint8_t alpha = makesPicture_ ? oracle::PictureAlpha(one_.pixelType) : kOpaque;
+  std::uint8_t* pixel = expected_.data();
+  for (int y = 0; y < task_.height; ++y) {
+    for (int x = 0; x < task_.width; ++x) {
+      oracle::WritePixel(task_.destination.layout, task_.ColourAt(x, y), alpha, task_.MaskAt(x, y), pixel);
+      pixel += bytes;
+    }
+  }
 }
 
 void Stage::AddContestants() {
-  contestants_.push_back({Role::kPlugin, "plug-in", PluginCall()});
-  for (Peer& peer : PeersFor(task_)) {
-    contestants_.push_back({Role::kPeer, peer.name, std::move(peer.run), peer.claim == Claim::kSameColours});
+  contestants.emplace_back(Role::kPlugin, "plug-in", CallOf(methods_[0]));
+  if (methods_.size() > 1) {
+    contestants.emplace_back(Role::kOtherPlugin, "other plug-in", CallOf(methods_[1]));
+  } else if (one_.size->isComparedWithOthers) {
+    contestants.emplace_back(
+        Role::kMemcpy, "memcpy", [this] { CopyHalfTheTraffic(); }, false);
+    AddYuv(task_, contestants);
+    AddSwscale(task_, contestants);
+    AddOpenCv(task_, contestants);
   }
-  for (const Target& target : Targets()) {
-    if (one_.size->withKernels && target.isSupported()) {
-      const auto converter = std::make_shared<Converter>(conversion_, target.find);
-      contestants_.push_back({Role::kKernel, target.name, [this, converter] { converter->Convert(rows_); }});
-    }
-  }
-  if (one_.size->withKernels) {
-    contestants_.push_back({Role::kKernel, "moves alone", [this] { MoveAlone(conversion_, rows_); }, false});
-  }
-  contestants_.push_back({Role::kLimit, "limit", [this] { CopyHalfTheTraffic(); }, false});
-  for (Contestant& contestant : contestants_) {
+  for (Contestant& contestant : contestants) {
     Check(contestant);
   }
 }
 
-void Stage::Check(Contestant& contestant) const {
-  using Clock = std::chrono::steady_clock;
-  const Arena arena = isToPicture() ? ArenaOf(*picture_) : ArenaOf(*block_);
-  std::memset(arena.first, kBefore, arena.length);
-  const auto start = Clock::now();
-  contestant.run();
-  contestant.seconds = std::chrono::duration<double>(Clock::now() - start).count();
-  if (contestant.hasSameBytes) {
-    contestant.hasSameBytes = HasSameBytes(contestant, contestant.role == Role::kPeer);
+Stage::Word Stage::ArgumentFor(std::string_view parameter) const {
+  const auto ofChannel = [this](std::size_t channel) {
+    return task_.weights ? (*task_.weights)[channel] : AddressOf(arrays_[channel].get());
+  };
+  const std::map<std::string_view, Word> words = {
+      {"ref", AddressOf(picture_.get())},
+      {"dest", AddressOf(picture_.get())},
+      {"source", AddressOf(block_->bytes())},
+      {"destination", AddressOf(block_.get())},
+      {"MaskForAlpha", AddressOf(mask_.get())},
+      {"offset", one_.size->offset},
+      {"width", task_.width},
+      {"height", task_.height},
+      {"PixelByteSize", one_.row->step},
+      {"AlphaValue", kOpaque},
+      {"FlipVertically", 0},
+      {"StartLine", 0},
+      {"EndLine", -1},
+      {"Yield", 0},
+      {"DestRowBytes", task_.destination.rowStep},
+      // Their order counts, not their names.
+      {"Red", ofChannel(0)},
+      {"Blue", ofChannel(1)},
+      {"Green", ofChannel(2)},
+  };
+  return words.at(parameter);
+}
+
+/// Each argument takes one word, and a method does not read more words than it declares.
+std::function<void()> Stage::CallOf(const devhost::Registration& method) const {
+  std::array<Word, 10> words{};
+  for (std::size_t i = 0; i < declaration_.parameterCount; ++i) {
+    words.at(i) = ArgumentFor(declaration_.parameters[i].name);
   }
-}
-
-bool Stage::HasSameBytes(const Contestant& contestant, bool mayDiffer) const {
-  const auto bytes = static_cast<std::size_t>((one_.size->width - 1) * conversion_.toStep +
-                                              ChannelsOf(conversion_.to).bytes);
-  bool isSame = true;
-  std::vector<std::uint8_t> expected(bytes);
-  for (std::int32_t row = 0; row < one_.size->height; ++row) {
-    std::ranges::fill(expected, kBefore);
-    Rows plain = RowsOf(row);
-    const std::uint8_t* actual = plain.destination.first;
-    plain.destination.first = expected.data();
-    ConvertPlainly(conversion_, plain);
-    for (std::size_t i = 0; std::memcmp(actual, expected.data(), bytes) != 0 && i < bytes; ++i) {
-      if (actual[i] != expected[i]) {
-        isSame = false;
-        if (!mayDiffer || IsChannel(conversion_, static_cast<std::ptrdiff_t>(i))) {
-          throw std::runtime_error(one_.Name() + ": " + contestant.name + " gives a wrong byte " +
-                                   std::to_string(i) + " in row " + std::to_string(row));
-        }
-      }
-    }
-  }
-  return isSame;
-}
-
-/// Where one side is shorter than half of the traffic, it starts again.
-void Stage::CopyHalfTheTraffic() const {
-  const Arena block = ArenaOf(*block_);
-  const Arena picture = ArenaOf(*picture_);
-  const Arena sources[2] = {isToPicture() ? block : picture, mask_ ? ArenaOf(*mask_) : picture};
-  const Arena& destination = isToPicture() ? picture : block;
-  auto remaining = static_cast<std::size_t>(traffic() / 2);
-  std::size_t source = 0;
-  std::size_t read = 0;
-  std::size_t written = 0;
-  while (remaining > 0) {
-    const std::size_t bytes =
-        std::min({remaining, sources[source].length - read, destination.length - written});
-    std::memcpy(destination.first + written, sources[source].first + read, bytes);
-    remaining -= bytes;
-    read += bytes;
-    written += bytes;
-    if (read == sources[source].length) {
-      source = mask_ ? 1 - source : source;
-      read = 0;
-    }
-    written %= destination.length;
-  }
-}
-
-void* Stage::Method() const {
-  const std::string declaration = one_.family->method + ArgumentsOf(one_.family->shape);
-  const auto method = std::ranges::find_if(host_.methods(), [&](const devhost::Registration& registered) {
-    return registered.declaration.starts_with(declaration);
-  });
-  if (method == host_.methods().end()) {
-    throw std::runtime_error("there is no method " + declaration);
-  }
-  return method->function;
-}
-
-/// The call of a method that gives a picture, whose reference is dropped again.
-template <typename Function, typename... Arguments>
-std::function<void()> Stage::PictureCall(Function /*type*/, Arguments... arguments) {
-  const auto method = reinterpret_cast<Function>(Method());
-  return [method, arguments...] { --method(arguments...)->references; };
-}
-
-template <typename Function, typename... Arguments>
-std::function<void()> Stage::CopyCall(Function /*type*/, Arguments... arguments) {
-  const auto method = reinterpret_cast<Function>(Method());
-  const Size& size = *one_.size;
-  const std::int32_t rowBytes = size.width * one_.family->step + size.padding;
-  return [=, picture = picture_.get(), block = block_.get(), offset = size.offset] {
-    method(picture, block, offset, arguments..., 0, -1, 0, rowBytes);
+  using Function = Word (*)(Word, Word, Word, Word, Word, Word, Word, Word, Word, Word);
+  const auto function = reinterpret_cast<Function>(method.function);
+  // A picture comes with a reference.
+  return [words, function, picture = picture_.get(), references = makesPicture_ ? 1 : 0] {
+    std::apply(function, words);
+    picture->references -= references;
   };
 }
 
-std::function<void()> Stage::PluginCall() {
-  void* source = block_->bytes();
-  const auto [width, height, offset] = std::tuple(one_.size->width, one_.size->height, one_.size->offset);
-  const std::int32_t step = one_.family->step;
-  const auto& weights = weights_.values;
-  switch (one_.family->shape) {
-    case Shape::kToPicture:
-      return PictureCall(rastel::PtrRGBtoPictureKVZdest, picture_.get(), source, offset, width, height);
-    case Shape::kToPictureFlip:
-      return PictureCall(rastel::PtrRGBAtoPictureKVZdest, picture_.get(), source, offset, width, height,
-                         Boolean{0});
-    case Shape::kGray:
-      return PictureCall(rastel::PtrGrayToPictureKVZ, source, offset, width, height, step);
-    case Shape::kWeighted:
-      return PictureCall(rastel::PtrGrayToPictureRGBKVZ, source, offset, width, height, step, weights[0],
-                         weights[1], weights[2]);
-    case Shape::kPalette:
-      return PictureCall(rastel::PtrGrayToPicturePalKVZ, source, offset, width, height, step,
-                         arrays_[0].get(), arrays_[1].get(), arrays_[2].get());
-    case Shape::kToBlock:
-      return CopyCall(rastel::CopyRGBtoMemoryblockKVZ);
-    case Shape::kToBlockAlpha:
-      return CopyCall(rastel::CopyRGBAtoMemoryblockKVZ, std::int32_t{kOpaque});
-    case Shape::kToBlockMask:
-      return CopyCall(rastel::CopyRGBMtoMemoryblockKVZ, mask_.get());
-    default:
-      return CopyCall(rastel::CopyRtoMemoryblockKVZ, step);
+/// Pictures can be shorter than half of the traffic: the mask follows, or the picture once more.
+void Stage::CopyHalfTheTraffic() const {
+  const auto half = static_cast<std::size_t>(task_.Traffic() / 2);
+  const std::size_t bytes = std::min(half, Extent(*picture_));
+  std::uint8_t* block = block_->bytes();
+  std::uint8_t* picture = FirstRow(*picture_);
+  if (makesPicture_) {
+    std::memcpy(picture, block, bytes);
+    std::memcpy(picture, block + bytes, half - bytes);
+  } else {
+    std::memcpy(block, picture, bytes);
+    std::memcpy(block + bytes, mask_ ? FirstRow(*mask_) : picture, half - bytes);
   }
+}
+
+void Stage::Check(Contestant& contestant) const {
+  const auto rows = static_cast<std::size_t>(task_.height - 1);
+  const std::size_t rowBytes = expected_.size() / (rows + 1);
+  std::memset(task_.destination.first, kBefore,
+              rows * static_cast<std::size_t>(task_.destination.rowStep) + rowBytes);
+  TakeFirstTurn(contestant);
+  const bool isChecked = contestant.hasSameBytes;
+  for (int y = 0; y < task_.height && isChecked; ++y) {
+    contestant.hasSameBytes &= IsRowSame(contestant, y);
+  }
+}
+
+/// Only peers may write other bytes, and only where no channel is.
+bool Stage::IsRowSame(const Contestant& contestant, int y) const {
+  const std::string& layout = task_.destination.layout;
+  const std::size_t rowBytes = expected_.size() / static_cast<std::size_t>(task_.height);
+  const std::uint8_t* actual = task_.destination.first + std::ptrdiff_t{y} * task_.destination.rowStep;
+  const std::uint8_t* expected = expected_.data() + static_cast<std::size_t>(y) * rowBytes;
+  if (std::memcmp(actual, expected, rowBytes) == 0) {
+    return true;
+  }
+  for (std::size_t i = 0; i < rowBytes; ++i) {
+    const bool mayDiffer = contestant.role == Role::kPeer && !IsChannel(layout[i % layout.size()]);
+    if (actual[i] != expected[i] && !mayDiffer) {
+      throw std::runtime_error(one_.Name() + ": " + contestant.name + " gives a wrong byte " +
+                               std::to_string(i) + " in row " + std::to_string(y));
+    }
+  }
+  return false;
 }
 
 }  // namespace bench

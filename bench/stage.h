@@ -1,76 +1,63 @@
-// One case set up: a host with the plug-in's file loaded, a picture, perhaps a mask, and a buffer, all
-// touched; and everyone who is to work on them.
+// One case set up: a host with plug-ins' files loaded, a picture, perhaps a mask, and a buffer, all touched;
+// and everyone who is to work on them.
 #pragma once
 
 #include <cstdint>
-#include <functional>
+#include <memory>
+#include <span>
 #include <string>
 #include <vector>
 
+#include "abi/declaration.h"
 #include "bench/cases.h"
-#include "bench/peers.h"
+#include "bench/task.h"
+#include "bench/turns.h"
 #include "devhost/host.h"
-#include "pixels/conversion.h"
 
 namespace bench {
 
-enum class Role : unsigned char { kPlugin, kLimit, kPeer, kKernel };
-
-struct Contestant {
-  Role role;
-  std::string name;
-  std::function<void()> run;
-  bool hasSameBytes = true;  // as far as it makes any
-  double seconds = 1e9;      // the call whose result was checked took
-};
-
 class Stage {
  public:
-  /// Throws std::runtime_error if a contestant gives a wrong result.
-  Stage(const Case& one, const std::string& plugin);
+  /// The first of `plugins` is the one that is measured, a second one is held against it, with no one else.
+  /// Throws std::runtime_error if anyone gives a wrong result.
+  Stage(const Case& one, std::span<const std::string> plugins);
   Stage(const Stage&) = delete;
   Stage& operator=(const Stage&) = delete;
 
-  /// The plug-in first.
-  const std::vector<Contestant>& contestants() const { return contestants_; }
+  const Task& task() const { return task_; }
 
-  /// Bytes of the source's pixels, the mask's, and the destination's extent.
-  double traffic() const;
+  /// The plug-in first. All have taken their first turn.
+  std::vector<Contestant> contestants;
 
  private:
-  using Row = std::function<std::uint8_t*(std::int32_t)>;
+  using Word = std::intptr_t;
 
-  void DescribeConversion();
+  void Load(const std::string& plugin);
+  bool Has(std::string_view parameter, rastel::abi::HostType type) const;
   void MakeObjects();
-  void DescribeRows();
+  void DescribeTask();
+  void ComputeExpected();
   void AddContestants();
-  void* Method() const;
-  std::function<void()> PluginCall();
-  template <typename Function, typename... Arguments>
-  std::function<void()> PictureCall(Function /*type*/, Arguments... arguments);
-  template <typename Function, typename... Arguments>
-  std::function<void()> CopyCall(Function /*type*/, Arguments... arguments);
+  Word ArgumentFor(std::string_view parameter) const;
+  std::function<void()> CallOf(const devhost::Registration& method) const;
   void CopyHalfTheTraffic() const;
 
-  /// Lets `contestant` convert, and compares all rows.
+  /// Lets `contestant` work, and compares all rows.
   void Check(Contestant& contestant) const;
-  /// False if only bytes differ that are no channel, and may.
-  bool HasSameBytes(const Contestant& contestant, bool mayDiffer) const;
-  rastel::pixels::Rows RowsOf(std::int32_t row) const;
-  bool isToPicture() const { return one_.family->shape <= Shape::kPalette; }
+  bool IsRowSame(const Contestant& contestant, int y) const;
 
-  const Case& one_;
+  const Case one_;
   devhost::Host host_;
+  std::vector<std::shared_ptr<void>> libraries_;  // keep the plug-ins in memory
+  std::vector<devhost::Registration> methods_;    // of the plug-ins
+  rastel::abi::Declaration declaration_;          // of the first of them
+  bool makesPicture_ = false;
   devhost::Ref<REALpictureStruct> picture_;
   devhost::Ref<REALpictureStruct> mask_;
   devhost::Ref<REALmemoryBlockStruct> block_;
   devhost::Ref<_REALarrayInteger> arrays_[3];
-  rastel::pixels::ChannelWeights weights_{{300, 200, 100}};
-  rastel::pixels::ChannelTables tables_{};
-  rastel::pixels::Conversion conversion_{};
-  rastel::pixels::Rows rows_{};  // for anyone but the plug-in
-  PeerTask task_{conversion_, rows_};
-  std::vector<Contestant> contestants_;
+  Task task_;
+  std::vector<std::uint8_t> expected_;  // rows next to each other
 };
 
 }  // namespace bench

@@ -24,6 +24,10 @@ function(rastel_add_kernel library name lane lanes flags)
   separate_arguments(options UNIX_COMMAND "${flags}")
   # Vectors wider than the registers are passed between internal functions only.
   target_compile_options(rastel_kernel_${name} PRIVATE ${options} -Wno-psabi)
+  if(RASTEL_SANITIZE MATCHES "undefined")
+    # Messages for each of a kernel's unrolled accesses take more time to compile than all the rest.
+    target_compile_options(rastel_kernel_${name} PRIVATE -fsanitize-trap=undefined)
+  endif()
   target_link_libraries(rastel_kernel_${name} PRIVATE rastel_plugin_flags)
   target_sources(${library} INTERFACE $<TARGET_OBJECTS:rastel_kernel_${name}>)
 endfunction()

@@ -37,8 +37,13 @@ struct Colour {
 
 /// The byte of a pixel that has the letter; 0 if none has.
 inline std::uint8_t ByteOf(std::string_view layout, char letter, const std::uint8_t* pixel) {
-  const std::size_t index = layout.find(letter);
-  return index == std::string_view::npos ? std::uint8_t{0} : pixel[index];
+  for (const char each : layout) {
+    if (each == letter) {
+      return *pixel;
+    }
+    ++pixel;
+  }
+  return 0;
 }
 
 inline Colour ReadPixel(std::string_view layout, const std::uint8_t* pixel) {

@@ -29,7 +29,7 @@ CallSpec SpecFor(const HostCase& hostCase) {
 TEST(BadArguments, AreReportedOneByOneAndInOrder) {
   LoadedHost host;
   for (const Method& method : host.all) {
-    const auto refusals = RefusalsOf(method);
+    const auto& refusals = method.refusals;
     for (std::size_t first = 0; first < refusals.size(); ++first) {
       for (std::size_t second = first; second < refusals.size(); ++second) {
         CallSpec spec = SpecFor(kDesktop);

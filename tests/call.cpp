@@ -12,33 +12,7 @@ using rastel::abi::HostType;
 
 namespace {
 
-constexpr const char* kNil = "NilObjectException";
-constexpr const char* kUnsupported = "UnsupportedOperationException";
 constexpr std::int32_t kMostPixels = 32767;  // that a new picture is wide or high
-
-const Refusal kOffset = {"offset", std::int32_t{-1}, kUnsupported, "offset is too small. Must be >=0."};
-
-std::vector<Refusal> MakingRefusals() {
-  return {{"source", nullptr, kNil, "Memoryblock is nil"},
-          {"width", std::int32_t{0}, kUnsupported, "width is too small. Must be >0."},
-          {"height", std::int32_t{0}, kUnsupported, "height is too small. Must be >0."},
-          kOffset};
-}
-
-std::vector<Refusal> CopyRefusals(const Method& method) {
-  std::vector<Refusal> refusals = {{"EndLine", std::int32_t{-2}, nullptr, nullptr},
-                                   {"StartLine", std::int32_t{-1}, nullptr, nullptr},
-                                   {"DestRowBytes", std::int32_t{-1}, nullptr, nullptr},
-                                   {"ref", nullptr, kNil, "Picture is nil"},
-                                   {"destination", nullptr, kNil, "Memoryblock is nil"}};
-  if (method.Has("MaskForAlpha")) {
-    // The BGRA form alone looks at the mask before the block.
-    refusals.insert(refusals.end() - (method.layout == "BGRM" ? 1 : 0),
-                    {"MaskForAlpha", nullptr, kNil, "Mask Picture is nil"});
-  }
-  refusals.push_back(kOffset);
-  return refusals;
-}
 
 std::ostream& operator<<(std::ostream& stream, const PictureSpec& picture) {
   constexpr const char* kFormats[] = {"bitmap", "32 bits", "24 bits", "16 bits"};
@@ -57,10 +31,6 @@ CallSpec WithinBlock(const Method& method, CallSpec spec) {
 }
 
 }  // namespace
-
-std::vector<Refusal> RefusalsOf(const Method& method) {
-  return method.copies ? CopyRefusals(method) : MakingRefusals();
-}
 
 std::ostream& operator<<(std::ostream& stream, const CallSpec& spec) {
   stream << "picture " << spec.picture << (spec.isMasked ? " with a mask" : "") << ", mask " << spec.mask;
@@ -85,12 +55,12 @@ Call::Call(devhost::Host& host, const Method& method, CallSpec spec, const Alias
       method_(method),
       spec_(memory == nullptr ? WithinBlock(method, std::move(spec)) : std::move(spec)),
       memory_(memory) {
-  for (const Refusal& refusal : RefusalsOf(method)) {
+  for (const Refusal& refusal : method.refusals) {
     const auto* least = std::get_if<std::int32_t>(&refusal.bad);
     const bool isBad =
         least != nullptr ? Integer(refusal.parameter) <= *least : Instead(refusal.parameter) != nullptr;
     if (isBad && !refusal_) {
-      refusal_ = refusal;
+      refusal_ = &refusal;
     }
   }
   MakeObjects();

@@ -48,17 +48,6 @@ struct CallSpec {
 
 std::ostream& operator<<(std::ostream& stream, const CallSpec& spec);
 
-/// Why a method refuses its arguments.
-struct Refusal {
-  std::string parameter;
-  devhost::Value bad;     // the highest value that is refused
-  const char* className;  // of the exception; null: nothing is raised
-  const char* message;
-};
-
-/// What a method refuses, in the order in which it looks.
-std::vector<Refusal> RefusalsOf(const Method& method);
-
 /// A call that can be made again and again.
 class Call {
  public:
@@ -140,7 +129,7 @@ class Call {
   const Method& method_;
   const CallSpec spec_;
   const AliasedMemory* memory_;
-  std::optional<Refusal> refusal_;
+  const Refusal* refusal_ = nullptr;
   oracle::Copy copy_;
   oracle::Buffer buffer_;
   devhost::Ref<_REALarrayInteger> arrays_[3];

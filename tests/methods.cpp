@@ -10,6 +10,37 @@ namespace tests {
 
 using rastel::abi::HostType;
 
+namespace {
+
+constexpr const char* kNil = "NilObjectException";
+constexpr const char* kUnsupported = "UnsupportedOperationException";
+
+const Refusal kOffset = {"offset", std::int32_t{-1}, kUnsupported, "offset is too small. Must be >=0."};
+
+std::vector<Refusal> MakingRefusals() {
+  return {{"source", nullptr, kNil, "Memoryblock is nil"},
+          {"width", std::int32_t{0}, kUnsupported, "width is too small. Must be >0."},
+          {"height", std::int32_t{0}, kUnsupported, "height is too small. Must be >0."},
+          kOffset};
+}
+
+std::vector<Refusal> CopyRefusals(const Method& method) {
+  std::vector<Refusal> refusals = {{"EndLine", std::int32_t{-2}, nullptr, nullptr},
+                                   {"StartLine", std::int32_t{-1}, nullptr, nullptr},
+                                   {"DestRowBytes", std::int32_t{-1}, nullptr, nullptr},
+                                   {"ref", nullptr, kNil, "Picture is nil"},
+                                   {"destination", nullptr, kNil, "Memoryblock is nil"}};
+  if (method.Has("MaskForAlpha")) {
+    // The BGRA form alone looks at the mask before the block.
+    refusals.insert(refusals.end() - (method.layout == "BGRM" ? 1 : 0),
+                    {"MaskForAlpha", nullptr, kNil, "Mask Picture is nil"});
+  }
+  refusals.push_back(kOffset);
+  return refusals;
+}
+
+}  // namespace
+
 Method::Method(const devhost::Registration& registered) : registration(registered) {
   const auto declaration = rastel::abi::ParseDeclaration(registered.declaration);
   if (!declaration) {
@@ -27,6 +58,7 @@ Method::Method(const devhost::Registration& registered) : registration(registere
   if (Has("MaskForAlpha")) {
     std::ranges::replace(layout, 'A', 'M');
   }
+  refusals = copies ? CopyRefusals(*this) : MakingRefusals();
 }
 
 bool Method::Has(std::string_view parameter) const {

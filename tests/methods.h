@@ -15,6 +15,14 @@ struct Parameter {
   rastel::abi::HostType type;
 };
 
+/// Why a method refuses its arguments.
+struct Refusal {
+  std::string parameter;
+  devhost::Value bad;     // the highest value that is refused
+  const char* className;  // of the exception; null: nothing is raised
+  const char* message;
+};
+
 struct Method {
   explicit Method(const devhost::Registration& registered);
 
@@ -25,6 +33,8 @@ struct Method {
   /// The picture of a method of Picture is the first one, "ref".
   std::vector<Parameter> parameters;
   bool copies;  // a picture into a block; else it makes a picture
+  /// In the order in which the method looks.
+  std::vector<Refusal> refusals;
 
   bool Has(std::string_view parameter) const;
   bool Has(std::string_view parameter, rastel::abi::HostType type) const;

@@ -133,19 +133,33 @@ bool Plugin::ShouldFail() {
   return failsOnce ? number == failFrom : number >= failFrom;
 }
 
-/// The sections of variables; those of the compiler's own instruments have other names.
+/// The C++ variables that may change. Those of the compiler's own instruments have no such names.
 void Plugin::FindVariables() {
   std::ifstream file(RASTEL_PLUGIN, std::ios::binary);
   const std::string bytes(std::istreambuf_iterator<char>(file.rdbuf()), {});
   const auto* header = reinterpret_cast<const ElfW(Ehdr)*>(bytes.data());
   const auto* sections = reinterpret_cast<const ElfW(Shdr)*>(bytes.data() + header->e_shoff);
-  const char* names = bytes.data() + sections[header->e_shstrndx].sh_offset;
+  const auto nameOf = [&](const ElfW(Shdr) & names, std::size_t offset) {
+    return std::string_view(bytes.data() + names.sh_offset + offset);
+  };
   for (int i = 0; i < header->e_shnum; ++i) {
-    const std::string_view name = names + sections[i].sh_name;
-    if (name == ".data" || name == ".bss") {
-      variables_.emplace_back(reinterpret_cast<std::uint8_t*>(MapOf(library_).l_addr + sections[i].sh_addr),
-                              sections[i].sh_size);
+    const ElfW(Shdr)& table = sections[i];
+    const auto* symbols = reinterpret_cast<const ElfW(Sym)*>(bytes.data() + table.sh_offset);
+    for (std::size_t j = 0; table.sh_type == SHT_SYMTAB && j < table.sh_size / sizeof *symbols; ++j) {
+      const ElfW(Sym)& symbol = symbols[j];
+      if (ELF64_ST_TYPE(symbol.st_info) != STT_OBJECT || symbol.st_shndx >= header->e_shnum ||
+          !nameOf(sections[table.sh_link], symbol.st_name).starts_with("_Z")) {
+        continue;
+      }
+      const auto section = nameOf(sections[header->e_shstrndx], sections[symbol.st_shndx].sh_name);
+      if (section == ".data" || section == ".bss") {
+        variables_.emplace_back(reinterpret_cast<std::uint8_t*>(MapOf(library_).l_addr + symbol.st_value),
+                                symbol.st_size);
+      }
     }
+  }
+  if (variables_.empty()) {
+    throw std::runtime_error("the plug-in's file does not tell its variables: it has no symbols");
   }
 }
 

@@ -44,6 +44,7 @@ oracle::Colour ColourAt(REALpictureStruct& picture, std::int32_t x, std::int32_t
 
 oracle::Image ImageOf(REALpictureStruct& picture) {
   oracle::Image image{.width = picture.width, .height = picture.height};
+  image.pixels.reserve(static_cast<std::size_t>(picture.width) * static_cast<std::size_t>(picture.height));
   for (std::int32_t y = 0; y < picture.height; ++y) {
     for (std::int32_t x = 0; x < picture.width; ++x) {
       image.pixels.push_back(ColourAt(picture, x, y));
@@ -75,6 +76,7 @@ Bytes BytesOf(REALmemoryBlockStruct& block) {
 
 Bytes BytesOf(REALpictureStruct& picture) {
   Bytes bytes;
+  bytes.reserve(picture.RowLength() * static_cast<std::size_t>(picture.height));
   for (std::int32_t row = 0; row < picture.height; ++row) {
     bytes.insert(bytes.end(), picture.Row(row), picture.Row(row) + picture.RowLength());
   }
