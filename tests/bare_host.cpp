@@ -81,7 +81,7 @@ void RegisterClass(REALclassDefinition* definition) {
 
 REALpictureStruct* NewPicture(std::int32_t width, std::int32_t height, std::int32_t) {
   onlyPicture.pixels.fill(0xEE);
-  onlyPicture.rows = {&onlyPicture.pixels[0], &onlyPicture.pixels[12]};
+  onlyPicture.rows = {onlyPicture.pixels.data(), &onlyPicture.pixels[12]};
   onlyPicture.bitmap.width = width;
   onlyPicture.bitmap.height = height;
   onlyPicture.bitmap.word1806 = 1;

@@ -85,7 +85,7 @@ class RowMemory {
 
   void Write(const RowContents& contents) {
     for (std::size_t i = 0; i < kRows; ++i) {
-      std::memcpy(rows_[i].start, &contents[i][0] + offset_, static_cast<std::size_t>(bytes_));
+      std::memcpy(rows_[i].start, contents[i].data() + offset_, static_cast<std::size_t>(bytes_));
     }
   }
 
@@ -96,7 +96,7 @@ class RowMemory {
       const Row& row = rows_[i];
       const std::uint8_t* end = row.start + bytes_;
       text = Compare(row, row.begin, OfSurroundings(row, row.begin), row.start - row.begin) +
-             Compare(row, row.start, &after[i][0] + offset_, bytes_) +
+             Compare(row, row.start, after[i].data() + offset_, bytes_) +
              Compare(row, end, OfSurroundings(row, end), row.end - end);
     }
     return text;

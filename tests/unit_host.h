@@ -3,7 +3,9 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <functional>
+#include <iterator>
 #include <memory>
 #include <string>
 #include <utility>
@@ -44,9 +46,9 @@ struct LinkedHost : devhost::Host {
   /// The first call of each entry, or every one, does what `act` does, which throws.
   void ThrowAt(const std::vector<std::string>& entries, std::function<void()> act, bool always = false) {
     std::vector<devhost::Fault> faults;
-    for (const std::string& entry : entries) {
-      faults.push_back({.kind = devhost::Fault::Kind::kThrows, .entry = entry, .once = !always});
-    }
+    std::ranges::transform(entries, std::back_inserter(faults), [always](const std::string& entry) {
+      return devhost::Fault{.kind = devhost::Fault::Kind::kThrows, .entry = entry, .once = !always};
+    });
     Inject(std::move(faults));
     injection_->onHit = [act = std::move(act)](std::string_view) { act(); };
   }

@@ -4,6 +4,7 @@
 
 using tests::Callocs;
 
+// NOLINTBEGIN(bugprone-reserved-identifier): the linker's names
 extern "C" void* __real_calloc(std::size_t count, std::size_t size);
 extern "C" void* __wrap_calloc(std::size_t count, std::size_t size) {
   Callocs::largestBytes = std::max(Callocs::largestBytes, count * size);
@@ -20,3 +21,4 @@ extern "C" void __wrap_free(void* memory) {
   Callocs::inUse.erase(memory);
   __real_free(memory);
 }
+// NOLINTEND(bugprone-reserved-identifier)

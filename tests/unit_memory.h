@@ -7,14 +7,14 @@
 
 namespace tests {
 
-/// What the linker leads calls of calloc and free to keeps these.
+/// Kept by the functions that the linker leads calls of calloc and free to.
 struct Callocs {
   static constexpr int kNoLimit = std::numeric_limits<int>::max();
 
-  static inline int left = kNoLimit;
-  static inline std::size_t largestBytes = 0;
-  static inline auto& inUse =
-      *new std::set<void*>;  // never destroyed: memory is freed to the end of the process
+  static inline int left = kNoLimit;           // until they fail
+  static inline std::size_t largestBytes = 0;  // asked for in a call since a FailingCallocs began
+  // Not freed yet. Never destroyed, since memory is freed to the end of the process.
+  static inline auto& inUse = *new std::set<void*>;
 };
 
 /// While it lives, the plug-in's calls of calloc fail from number `first` (from 0) on.
@@ -28,15 +28,5 @@ class FailingCallocs {
   FailingCallocs(const FailingCallocs&) = delete;
   FailingCallocs& operator=(const FailingCallocs&) = delete;
 };
-
-/// How much of what calloc gave is not freed yet, in calls.
-inline std::size_t CallocsInUse() {
-  return Callocs::inUse.size();
-}
-
-/// The most bytes that a call of calloc has asked for since a FailingCallocs began.
-inline std::size_t LargestCallocBytes() {
-  return Callocs::largestBytes;
-}
 
 }  // namespace tests

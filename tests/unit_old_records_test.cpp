@@ -48,12 +48,12 @@ void TakeOldForm(Definition& definition, int allocations) {
   EXPECT_EQ(10, definition.common.version);
   EXPECT_EQ(methods, definition.common.methods) << "as it is";
   rastel::CurrentREALControlVersion = 9;
-  const std::size_t inUse = CallocsInUse();
+  const std::size_t inUse = Callocs::inUse.size();
   for (int calls = 0; calls < allocations; ++calls) {
     const FailingCallocs failing(calls);
     EXPECT_FALSE(rastel::TakeFormForHost(definition));
     EXPECT_EQ(methods, definition.common.methods);
-    EXPECT_EQ(inUse, CallocsInUse());
+    EXPECT_EQ(inUse, Callocs::inUse.size());
   }
   EXPECT_TRUE(rastel::TakeFormForHost(definition));
   EXPECT_EQ(9, definition.common.version);

@@ -172,11 +172,11 @@ TEST(Modules, AreLeftOutWithoutRowsOrWithAValueThatHasNoPlace) {
 }
 
 TEST(Modules, StayWithAHostThatThrowsAfterItHasKeptThem) {
-  const std::size_t inUse = CallocsInUse();
+  const std::size_t inUse = Callocs::inUse.size();
   hostThrows = true;
   const auto modules = ModulesFor({{Function(1), nullptr, "Name as integer"}});
   hostThrows = false;
-  EXPECT_EQ(inUse + 2, CallocsInUse()) << "the module and its rows";
+  EXPECT_EQ(inUse + 2, Callocs::inUse.size()) << "the module and its rows";
   ASSERT_EQ(1U, modules.size());
   EXPECT_STREQ("PictureRastelExtensionKVZ", modules[0]->name);
   EXPECT_EQ((std::vector<std::string>{"1 Name(extends ref as Picture) as integer 16"}),
@@ -191,7 +191,7 @@ TEST(Modules, AreLeftOutWithTablesThatAreMissingOrTooLarge) {
   const FailingCallocs failing(0);
   EXPECT_TRUE(ModulesFor({.name = "Picture", .methodCount = 18}).empty());
   EXPECT_TRUE(ModulesFor({.name = "Picture", .methods = rows, .methodCount = kMostRows / 2 + 1}).empty());
-  EXPECT_EQ(rastel::kGlobalMethodCount * sizeof(REALmethodDefinition), LargestCallocBytes());
+  EXPECT_EQ(rastel::kGlobalMethodCount * sizeof(REALmethodDefinition), Callocs::largestBytes);
 }
 
 TEST(Entries, AreNotFoundBeforeThereIsAHost) {

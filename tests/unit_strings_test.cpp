@@ -30,7 +30,7 @@ Made Make(std::string_view bytes, std::uint32_t encoding) {
   if (made == nullptr) {
     return {"(null)", 0};
   }
-  const Made result = {made->bytes, made->encoding};
+  Made result = {made->bytes, made->encoding};
   EXPECT_EQ(1, made->references);
   rastel::REALUnlockString(made);
   return result;
@@ -115,7 +115,8 @@ TEST(Strings, HoldTwoUnitsForEveryCodePoint) {
   const NothingLost watch(host);
   for (const std::size_t count : {1U, 198U, 199U, 200U, 201U, 1000U, 5000U}) {
     SCOPED_TRACE(count);
-    std::string bytes, expected;
+    std::string bytes;
+    std::string expected;
     for (std::size_t i = 0; i < count; ++i) {
       bytes += BytesOfUnits<char32_t>({U'\U00010000'});
       expected += "\xF0\x90\x80\x80";
@@ -124,7 +125,7 @@ TEST(Strings, HoldTwoUnitsForEveryCodePoint) {
     const FailingCallocs failing(needsMemory ? 2 : 0);
     EXPECT_EQ(expected, Make(bytes, kUtf32).first);
     EXPECT_EQ(expected, Make(bytes + "xyz", kUtf32).first);
-    EXPECT_EQ(needsMemory ? (2 * count + 1) * sizeof(char16_t) : 0U, LargestCallocBytes());
+    EXPECT_EQ(needsMemory ? (2 * count + 1) * sizeof(char16_t) : 0U, Callocs::largestBytes);
     EXPECT_EQ(needsMemory ? "(null)" : expected, Make(bytes, kUtf32).first);
   }
 }
