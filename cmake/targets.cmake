@@ -25,8 +25,9 @@ function(rastel_add_kernel library name lane lanes flags)
   # Vectors wider than the registers are passed between internal functions only.
   target_compile_options(rastel_kernel_${name} PRIVATE ${options} -Wno-psabi)
   if(RASTEL_SANITIZE MATCHES "undefined")
-    # Messages for each of a kernel's unrolled accesses take more time to compile than all the rest.
-    target_compile_options(rastel_kernel_${name} PRIVATE -fsanitize-trap=undefined)
+    # The same checks of a kernel's unrolled accesses, in a third of the time to compile: without messages, and called.
+    target_compile_options(rastel_kernel_${name} PRIVATE
+      -fsanitize-trap=undefined "SHELL:-mllvm -asan-instrumentation-with-call-threshold=0")
   endif()
   target_link_libraries(rastel_kernel_${name} PRIVATE rastel_plugin_flags)
   target_sources(${library} INTERFACE $<TARGET_OBJECTS:rastel_kernel_${name}>)
