@@ -13,26 +13,13 @@ namespace {
 
 constexpr Size kSize = {2, 2};
 
-/// A call with which any method succeeds.
-CallSpec SpecFor(const HostCase& hostCase) {
-  const std::vector<std::int32_t> elements = {1, 2, 300};
-  CallSpec spec{.picture = {kSize, hostCase.readFrom}, .mask = {kSize, hostCase.OwnFormat()}};
-  spec.dest = {{3, 3}, hostCase.OwnFormat()};
-  spec.flag = true;
-  spec.weights = {1, 1, 1};
-  spec.palettes = {elements, std::nullopt, elements};
-  spec.alpha = 1;
-  spec.yield = 1;
-  return spec;
-}
-
 TEST(BadArguments, AreReportedOneByOneAndInOrder) {
   LoadedHost host;
   for (const Method& method : host.all) {
     const auto& refusals = method.refusals;
     for (std::size_t first = 0; first < refusals.size(); ++first) {
       for (std::size_t second = first; second < refusals.size(); ++second) {
-        CallSpec spec = SpecFor(kDesktop);
+        CallSpec spec = GoodCall(kDesktop, kSize);
         for (const Refusal& refusal : {refusals[first], refusals[second]}) {
           spec.instead.emplace_back(refusal.parameter, refusal.bad);
         }
@@ -99,7 +86,7 @@ class Edges {
         if (wanted.empty() ? Mix(Seed(), number_) % step != 0 : std::to_string(number_) != wanted) {
           continue;
         }
-        CallSpec spec = SpecFor(hostCase);
+        CallSpec spec = GoodCall(hostCase, kSize);
         spec.instead = {{first.parameter, first.value}, {second.parameter, second.value}};
         Check(host, method, spec, hostCase.name);
       }

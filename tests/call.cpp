@@ -50,6 +50,18 @@ std::ostream& operator<<(std::ostream& stream, const CallSpec& spec) {
   return stream;
 }
 
+CallSpec GoodCall(const HostCase& hostCase, Size size) {
+  const std::vector<std::int32_t> elements = {1, 2, 300};
+  CallSpec spec{.picture = {size, hostCase.readFrom}, .mask = {size, hostCase.OwnFormat()}};
+  spec.dest = {{size.width + 1, size.height + 1}, hostCase.OwnFormat()};
+  spec.flag = true;
+  spec.weights = {1, 1, 1};
+  spec.palettes = {elements, std::nullopt, elements};
+  spec.alpha = 1;
+  spec.yield = 1;
+  return spec;
+}
+
 Call::Call(devhost::Host& host, const Method& method, CallSpec spec, const AliasedMemory* memory)
     : host_(host),
       method_(method),

@@ -48,6 +48,10 @@ struct CallSpec {
 
 std::ostream& operator<<(std::ostream& stream, const CallSpec& spec);
 
+/// A call that every method takes, about all of a picture as the host reads it, with a yield after the first
+/// row.
+CallSpec GoodCall(const HostCase& hostCase, Size size);
+
 /// A call that can be made again and again.
 class Call {
  public:

@@ -12,16 +12,8 @@ using devhost::Fault;
 using devhost::Names;
 
 CallSpec SpecFor(const HostCase& hostCase, Situation situation) {
-  const Size size = {3, 2};
-  const std::vector<std::int32_t> elements = {1, 2, 300};
-  CallSpec spec{.picture = {size, hostCase.readFrom}, .mask = {size, hostCase.OwnFormat()}};
+  CallSpec spec = GoodCall(hostCase, {3, 2});
   spec.isMasked = situation == Situation::kMasked;
-  spec.dest = {{4, 4}, hostCase.OwnFormat()};
-  spec.flag = true;
-  spec.weights = {1, 1, 1};
-  spec.palettes = {elements, std::nullopt, elements};
-  spec.alpha = 1;
-  spec.yield = 1;
   if (situation == Situation::kBadArgument) {
     spec.instead = {{"offset", std::int32_t{-1}}};
   }

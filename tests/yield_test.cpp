@@ -119,10 +119,7 @@ class Reentry {
   static constexpr std::int32_t kWidth = 5;
 
   CallSpec Spec(std::int32_t yield) const {
-    const Size size = {kWidth, kHeight};
-    CallSpec spec{.picture = {size, hostCase_.readFrom}, .mask = {size, hostCase_.OwnFormat()}};
-    spec.dest = {size, hostCase_.OwnFormat()};
-    spec.palettes[0] = {1, 2};
+    CallSpec spec = GoodCall(hostCase_, {kWidth, kHeight});
     spec.yield = yield;
     return spec;
   }
