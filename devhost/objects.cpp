@@ -181,7 +181,7 @@ REALpictureStruct::~REALpictureStruct() {
   }
 }
 
-std::uint8_t* REALpictureStruct::Row(std::int32_t row) {
+std::uint8_t* REALpictureStruct::Row(std::int32_t row) const {
   return memory->Row(static_cast<std::size_t>(row));
 }
 
@@ -246,7 +246,7 @@ REALmemoryBlockStruct::REALmemoryBlockStruct(std::int32_t blockSize, bool guarde
 
 REALmemoryBlockStruct::~REALmemoryBlockStruct() = default;
 
-std::uint8_t* REALmemoryBlockStruct::bytes() {
+std::uint8_t* REALmemoryBlockStruct::bytes() const {
   return elsewhere != nullptr ? elsewhere : memory->Row(0);
 }
 

@@ -59,7 +59,7 @@ struct REALpictureStruct final : REALobjectStruct {
   int pixelLocks = 0;
 
   /// The start of row `row` (0 ≤ row < height): width × BytesPerPixel(format) bytes.
-  std::uint8_t* Row(std::int32_t row);
+  std::uint8_t* Row(std::int32_t row) const;
   std::size_t RowLength() const;  // bytes of one row's pixels
   devhost::Pixel At(std::int32_t x, std::int32_t y);
   void Set(std::int32_t x, std::int32_t y, devhost::Pixel pixel);
@@ -80,7 +80,7 @@ struct REALmemoryBlockStruct final : REALobjectStruct {
   REALmemoryBlockStruct(std::int32_t size, bool guarded);
   ~REALmemoryBlockStruct() override;
 
-  std::uint8_t* bytes();
+  std::uint8_t* bytes() const;
   bool SurroundingsIntact() const;  // likewise
   std::int32_t size;
   std::unique_ptr<devhost::Memory> memory;
@@ -88,7 +88,7 @@ struct REALmemoryBlockStruct final : REALobjectStruct {
 };
 
 struct REALstringStruct final : REALobjectStruct {
-  REALstringStruct(std::string bytes, std::uint32_t encoding);
+  REALstringStruct(std::string text, std::uint32_t textEncoding);
   std::string bytes;
   std::uint32_t encoding;
 };

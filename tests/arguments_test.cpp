@@ -102,7 +102,7 @@ class Edges {
 #else
   static constexpr bool kHasSpace = sizeof(void*) == 8;
 #endif
-  static constexpr std::int64_t kMostPixels = 1 << 18;  // larger pictures have a test of their own
+  static constexpr std::int64_t kMostPixelsAtOnce = 1 << 18;  // larger pictures have a test of their own
   static std::int64_t Before() {
     return kHasSpace ? std::int64_t{4} << 31 : 1 << 20;
   }
@@ -118,7 +118,7 @@ class Edges {
          << "; repeat with: " << Repeat(std::to_string(number_), "EdgeArguments.AreTakenTwoByTwo");
     const CrashNote note([&] { return text.str(); });
     Call call(host, method, spec, &memory_);
-    if (!call.Fits(Before(), Behind(), kMostPixels)) {
+    if (!call.Fits(Before(), Behind(), kMostPixelsAtOnce)) {
       ++skipped;
       return;
     }

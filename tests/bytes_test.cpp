@@ -51,7 +51,7 @@ class CopiesOn : public BytesOn {
   }
 
   /// Calls with all values of the arguments that the method has besides the band.
-  std::vector<CallSpec> OwnArguments(const Method& method, CallSpec spec) const {
+  static std::vector<CallSpec> OwnArguments(const Method& method, CallSpec spec) {
     std::vector<CallSpec> specs;
     if (method.Has("PixelByteSize")) {
       spec.startLine = 1;

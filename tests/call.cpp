@@ -12,8 +12,6 @@ using rastel::abi::HostType;
 
 namespace {
 
-constexpr std::int32_t kMostPixels = 32767;  // that a new picture is wide or high
-
 std::ostream& operator<<(std::ostream& stream, const PictureSpec& picture) {
   constexpr const char* kFormats[] = {"bitmap", "32 bits", "24 bits", "16 bits"};
   return stream << picture.size.width << "x" << picture.size.height << " "

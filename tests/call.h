@@ -91,13 +91,13 @@ class Call {
   bool IsReadable(const PictureSpec& read) const;
   bool ArePicturesUsable() const;
   bool IsTooLarge() const;
-  bool CanSucceed() const { return !refusal_ && !IsTooLarge(); }
+  bool CanSucceed() const { return refusal_ == nullptr && !IsTooLarge(); }
   bool IsDestLargeEnough() const;
   bool IsDestUsed() const;
   std::string CopyLayout() const;
   void PlanCopy();
   void PlanBuffer();
-  Bytes Copied(Bytes block, const oracle::Image& from, const oracle::Image& alpha, oracle::Lines lines) const;
+  Bytes Copied(Bytes bytes, const oracle::Image& from, const oracle::Image& alpha, oracle::Lines lines) const;
   Bytes Written(const REALpictureStruct& to, Bytes bytes) const;
 
   // What happened.

@@ -15,9 +15,6 @@ using Kind = Fault::Kind;
 
 constexpr HostCase kHosts[] = {kDesktop, kDesktop24, kDesktop16, kDesktopBitmap, kConsole, kUnknown};
 
-constexpr std::size_t kMethods = 50;
-constexpr std::size_t kPictureMethods = 18;  // the first of them
-
 /// Points of many trials: each is run if it is drawn, counted, and reported if it fails.
 class Points {
  public:

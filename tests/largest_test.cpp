@@ -12,8 +12,7 @@
 namespace tests {
 namespace {
 
-constexpr std::int32_t kMostPixels = 32767;  // that a new picture is wide or high
-constexpr std::uint8_t kColour = 0xC3;       // of every channel of the largest pictures
+constexpr std::uint8_t kColour = 0xC3;  // of every channel of the largest pictures
 
 std::uint8_t* PageOf(std::uint8_t* address) {
   return address -

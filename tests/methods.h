@@ -42,8 +42,12 @@ struct Method {
   bool HasPalettes() const { return Has("Red", rastel::abi::HostType::kIntegerArray); }
 };
 
-/// All methods that `host` knows, in the order of their registration: on a complete host the 18 of Picture,
-/// which fill memory blocks, and then the 32 global ones, which make pictures.
+constexpr std::size_t kMethods = 50;
+constexpr std::size_t kPictureMethods = 18;  // the first of them
+constexpr std::int32_t kMostPixels = 32767;  // that a new picture is wide or high
+
+/// All methods that `host` knows, in the order of their registration: on a complete host those of Picture,
+/// which fill memory blocks, and then the global ones, which make pictures.
 std::vector<Method> MethodsOf(const devhost::Host& host);
 
 /// The plug-in's file in a host that has just loaded it.

@@ -1,4 +1,5 @@
 // What a host of each version gets to know of the methods.
+#include <cmath>
 #include <fstream>
 
 #include "methods.h"
@@ -44,8 +45,6 @@ std::vector<std::string> Declarations() {
   }
   return declarations;
 }
-
-constexpr std::size_t kPictureMethods = 18;
 
 class Registered : public testing::TestWithParam<Threshold> {};
 
@@ -94,11 +93,11 @@ TEST_P(Registered, MethodsWork) {
   EXPECT_TRUE(SameBytes(BytesOf(*block), BytesOf(*back)));
 }
 
-std::string NameOf(const testing::TestParamInfo<Threshold>& info) {
-  return "Version" + std::to_string(static_cast<int>(info.param.version * 1000 + 0.5));
+std::string NameOfVersion(const testing::TestParamInfo<Threshold>& info) {
+  return "Version" + std::to_string(std::lround(info.param.version * 1000));
 }
 
-INSTANTIATE_TEST_SUITE_P(, Registered, testing::ValuesIn(kThresholds), NameOf);
+INSTANTIATE_TEST_SUITE_P(, Registered, testing::ValuesIn(kThresholds), NameOfVersion);
 
 TEST(Registration, CallsTheHostInOrder) {
   const LoadedHost modules;

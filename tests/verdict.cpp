@@ -85,7 +85,7 @@ std::string Call::JudgeRaised(const Outcome& outcome) const {
   if (outcome.swallowed && !isGuarded) {
     return "the host's exception was swallowed";
   }
-  const bool isExpected = refusal_ && refusal_->className != nullptr;
+  const bool isExpected = refusal_ != nullptr && refusal_->className != nullptr;
   const auto& raised = outcome.result.exception;
   if (!raised) {
     const bool isExcused = outcome.threw || LostAny({"RuntimeRaiseException", "PluginNewInstance"});

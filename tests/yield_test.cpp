@@ -8,8 +8,6 @@
 namespace tests {
 namespace {
 
-constexpr std::size_t kPictureMethods = 18;
-
 /// Copies rows 1 to 5 of a picture and gives how often the host got control.
 int YieldsOf(LoadedHost& host, const Method& method, std::int32_t yield, std::int32_t width = 3) {
   host.trace.clear();
