@@ -83,13 +83,12 @@ void RegisterModule(const char* name, CBuffer<REALmethodDefinition>& rows, std::
     return;
   }
   module->common = {.name = ownName.get(), .methods = rows.get(), .methodCount = count};
-  if (!TakeFormForHost(*module)) {
-    return;
+  if (TakeFormForHost(*module)) {
+    // The host owns all of it from here on, even if it throws: it may have kept the record.
+    static_cast<void>(rows.release());
+    static_cast<void>(ownName.release());
+    REALRegisterModule(module.release());
   }
-  // The host owns all of it from here on, even if it throws: it may have kept the record.
-  static_cast<void>(rows.release());
-  static_cast<void>(ownName.release());
-  REALRegisterModule(module.release());
 }
 
 /// The rows of a module with the methods of a class. They own their declarations.
