@@ -33,8 +33,8 @@ struct Form {
 /// All of them: those from picture to buffer come first.
 const std::vector<Form>& AllForms();
 
-/// The key of the form that a declaration is; the declaration without its list if it is none.
-std::string KeyOf(std::string_view declaration);
+/// The key of the form that `text` declares; the text without its list if it declares none.
+std::string KeyOf(std::string_view text);
 
 /// The numbers of a call. The three weights and palettes drive red, green and blue.
 struct Plan {

@@ -82,8 +82,8 @@ std::string_view ByteName(int position, const Layout& layout) {
 }
 
 const Layout& LayoutNamed(std::string_view name) {
-  const auto found = std::find_if(kLayouts.begin(), kLayouts.end(),
-                                  [&](const Layout& layout) { return layout.name == name; });
+  const auto* const found = std::find_if(kLayouts.begin(), kLayouts.end(),
+                                         [&](const Layout& layout) { return layout.name == name; });
   if (found == kLayouts.end()) {
     std::vector<std::string> names;
     for (const Layout& layout : kLayouts) {
