@@ -203,10 +203,7 @@ void Converter::ConvertApart(const Rows& rows) const {
 void Converter::RunKernel(const Rows& rows) const {
   const std::int64_t traffic =
       std::int64_t{rows.width} * rows.count * (conversion_.fromStep + conversion_.toStep);
-  // Worth it where all of the destination is written and it is a large part of the traffic: single channels
-  // side by side are faster through the caches.
-  const bool isLargePart = 2 * conversion_.toStep >= conversion_.fromStep;
-  const bool pastCaches = traffic >= threshold_ && isLargePart && plan_.rest != Rest::kKept &&
+  const bool pastCaches = traffic >= threshold_ && plan_.rest != Rest::kKept &&
                           rows.destination.first != rows.source.first;
   plan_.run(plan_, rows, pastCaches);
 }
