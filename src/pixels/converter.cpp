@@ -203,8 +203,8 @@ void Converter::ConvertApart(const Rows& rows) const {
 void Converter::RunKernel(const Rows& rows) const {
   const std::int64_t traffic =
       std::int64_t{rows.width} * rows.count * (conversion_.fromStep + conversion_.toStep);
-  const bool pastCaches = traffic >= threshold_ && plan_.rest != Rest::kKept &&
-                          rows.destination.first != rows.source.first;
+  const bool pastCaches =
+      traffic >= threshold_ && plan_.rest != Rest::kKept && rows.destination.first != rows.source.first;
   plan_.run(plan_, rows, pastCaches);
 }
 
