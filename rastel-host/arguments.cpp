@@ -51,8 +51,9 @@ void Consider(const void* address, const std::string& name, const std::uint8_t* 
   const std::int64_t distance = offset < 0 ? -offset : std::max<std::int64_t>(offset - size + 1, 0);
   if (distance < place.distance) {
     const char* side = offset < 0 ? " ahead of its first one" : " behind its last one";
-    place = {name + ": offset " + std::to_string(offset) + (distance == 0 ? "" : ", " + Count(distance) + side),
-             distance};
+    place = {
+        name + ": offset " + std::to_string(offset) + (distance == 0 ? "" : ", " + Count(distance) + side),
+        distance};
   }
 }
 

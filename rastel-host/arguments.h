@@ -15,6 +15,8 @@ struct Block {
   std::string name;  // "destination (block:64)"
   Ref<REALmemoryBlockStruct> block;
   std::vector<std::uint8_t> before;  // what it held
+
+  std::vector<std::uint8_t> Bytes() const { return {block->bytes(), block->bytes() + block->size}; }
 };
 
 /// The arguments of a call, with all that they refer to. Lives no longer than its host.

@@ -62,7 +62,8 @@ class Trial {
         dest_(host.NewPicture(kSide, kSide)),
         block_(host.NewMemoryBlock(kBlockBytes)) {
     const auto* first = declaration_.parameters.data();
-    if (method.extendsPicture && (declaration_.parameterCount == 0 || first->role != ParameterRole::kExtends)) {
+    if (method.extendsPicture &&
+        (declaration_.parameterCount == 0 || first->role != ParameterRole::kExtends)) {
       values_.emplace_back(picture_.get());
       names_.emplace_back("ref");
     }
@@ -168,14 +169,15 @@ class Trial {
       for (const auto& [table, elements] : tables) {
         if (!elements.empty()) {
           const auto element = static_cast<std::uint8_t>(std::clamp(elements[byte], 0, 255));
-          sources.push_back({(weighs_ ? name + " * " + table + " / 256" : table + "(" + name + ")"), element});
+          sources.push_back(
+              {(weighs_ ? name + " * " + table + " / 256" : table + "(" + name + ")"), element});
         }
       }
     }
   }
 
-  /// Gives a gray method's argument a value, and tells what that makes of each gray; nothing if the method has
-  /// no such argument.
+  /// Gives a gray method's argument a value, and tells what that makes of each gray; nothing if the method
+  /// has no such argument.
   std::vector<std::int32_t> RandomTable(const std::string& name) {
     const auto found = std::ranges::find(names_, name);
     if (found == names_.end()) {

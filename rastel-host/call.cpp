@@ -44,18 +44,6 @@ struct Options {
   bool trace = false;
 };
 
-/// Equal calls, one after the other.
-struct Calls {
-  std::int32_t first, last;
-  std::string result;  // "true", "nil", "picture 4x4, …"
-  std::string pixels;  // of a picture, the first ones
-  std::optional<std::string> exception;
-
-  bool Equals(const Calls& other) const {
-    return result == other.result && pixels == other.pixels && exception == other.exception;
-  }
-};
-
 std::string PixelsText(REALpictureStruct& picture) {
   std::string text;
   for (std::int32_t x = 0; x < std::min(picture.width, kPixelsOfPicture); ++x) {
@@ -67,15 +55,29 @@ std::string PixelsText(REALpictureStruct& picture) {
 }
 
 /// "00 01 02 …"
-std::string BeginningOf(const Block& block) {
+std::string BeginningOf(const std::vector<std::uint8_t>& bytes) {
   constexpr std::string_view kDigits = "0123456789abcdef";
   std::string text;
-  for (std::size_t i = 0; i < std::min(block.before.size(), kBytesOfBlock); ++i) {
-    const std::uint8_t byte = block.block->bytes()[i];
+  for (std::size_t i = 0; i < std::min(bytes.size(), kBytesOfBlock); ++i) {
     text += text.empty() ? "" : " ";
-    text += {kDigits[byte >> 4], kDigits[byte & 15]};
+    text += {kDigits[bytes[i] >> 4], kDigits[bytes[i] & 15]};
   }
-  return text + (block.before.size() > kBytesOfBlock ? " …" : "");
+  return text + (bytes.size() > kBytesOfBlock ? " …" : "");
+}
+
+std::uint8_t Other(std::uint8_t byte) {
+  return static_cast<std::uint8_t>(~byte);
+}
+
+std::string Text(const Json& json) {
+  return json;
+}
+
+std::string ResultText(const CallResult& result) {
+  if (!result.returnsPicture) {
+    return result.boolean ? "true" : "false";
+  }
+  return result.picture ? PictureText(*result.picture) : "nil";
 }
 
 /// All that is done for one command line.
@@ -85,11 +87,10 @@ class Caller {
       : options_(options),
         session_(options.host),
         arguments_(session_, options.arguments),
-        before_(session_->CurrentBalance()) {}
+        before_(session_->CurrentBalance()),
+        report_({{"plugin", session_.plugin()}, {"method", options.method}}) {}
 
   Status Run() {
-    const WrittenBytes written([this] { session_->Call(options_.method, arguments_.arguments()); },
-                               arguments_.blocks());
     if (options_.trace) {
       trace_.emplace(session_.host(), !options_.json);
     }
@@ -100,53 +101,54 @@ class Caller {
       EndCall();
       throw Failure(Status::kCrash, CrashText(*crash));
     }
-    losses_ = Losses(session_.host(), before_);
-    for (const std::string& line : session_.FaultsNotDue()) {
-      Say(line);
-    }
-    options_.json ? PrintAsJson(written) : Print(written);
+    const auto losses = Losses(session_.host(), before_);
+    report_["trace"] = trace_ ? trace_->lines() : std::vector<std::string>();
+    report_["losses"] = losses;
+    report_["faultsNotDue"] = session_.FaultsNotDue();
     if (options_.out) {
       Save(*options_.out);
     }
-    const auto raised =
-        std::ranges::any_of(calls_, [](const Calls& calls) { return calls.exception.has_value(); });
-    return raised || !losses_.empty() ? Status::kFindings : Status::kGood;
+    report_["blocks"] = ReportBlocks();
+    options_.json ? PrintJson("call", report_) : Print();
+    return hasRaised_ || !losses.empty() ? Status::kFindings : Status::kGood;
   }
 
  private:
   void CallAll() {
+    Json& calls = report_["calls"];
+    Json last;
     for (std::int32_t number = 1; number <= options_.times; ++number) {
-      Calls calls = CallOnce(number);
+      Json call = CallOnce();
       EndCall();
-      if (!calls_.empty() && calls_.back().Equals(calls)) {
-        calls_.back().last = number;
-      } else {
-        calls_.push_back(std::move(calls));
+      if (call != last) {
+        last = call;
+        call["firstCall"] = number;
+        calls.push_back(call);
       }
+      calls.back()["lastCall"] = number;
     }
   }
 
   /// What a host entry throws ends the call without a result.
-  Calls CallOnce(std::int32_t number) {
-    Calls calls{number, number, "none", "", {}};
+  Json CallOnce() {
+    Json call = {{"result", "none"}, {"pixels", ""}, {"exception", nullptr}};
     try {
-      CallResult result = session_->Call(options_.method, arguments_.arguments());
-      calls.result = !result.returnsPicture ? (result.boolean ? "true" : "false")
-                     : result.picture       ? PictureText(*result.picture)
-                                            : "nil";
+      const CallResult result = session_->Call(options_.method, arguments_.arguments());
+      call["result"] = ResultText(result);
       if (result.picture) {
-        calls.pixels = PixelsText(*result.picture);
+        call["pixels"] = PixelsText(*result.picture);
         made_ = options_.out ? std::optional(ImageOf(*result.picture)) : std::nullopt;
       }
       if (result.exception) {
-        calls.exception = ExceptionText(*result.exception);
+        call["exception"] = ExceptionText(*result.exception);
       }
     } catch (const HostError& error) {
       throw Failure(Status::kUsage, std::string(error.what()) + "\nThe plug-in is " + session_.plugin());
     } catch (const HostFault& exception) {
-      calls.exception = exception.what();
+      call["exception"] = exception.what();
     }
-    return calls;
+    hasRaised_ = hasRaised_ || !call["exception"].is_null();
+    return call;
   }
 
   void EndCall() {
@@ -166,65 +168,79 @@ class Caller {
     return text;
   }
 
-  void Print(const WrittenBytes& written) const {
-    for (const Calls& calls : calls_) {
-      if (options_.times > 1) {
-        std::cout << "calls " << calls.first << " to " << calls.last << " of " << options_.times << ":\n";
-      }
-      std::cout << "result: " << calls.result << '\n';
-      if (!calls.pixels.empty()) {
-        std::cout << "pixels: " << calls.pixels << '\n';
-      }
-      if (calls.exception) {
-        std::cout << Bad("exception") << ": " << *calls.exception << '\n';
-      }
-    }
-    for (const Block& block : arguments_.blocks()) {
-      const std::size_t count = written.CountOf(block);
-      std::cout << block.name << ": "
-                << (count == 0 ? "no byte written" : std::to_string(count) + " bytes written; it begins ")
-                << (count == 0 ? "" : BeginningOf(block)) << '\n';
-    }
-    for (const std::string& loss : losses_) {
-      std::cout << Bad("balance") << ": " << loss << '\n';
-    }
-    if (losses_.empty()) {
-      std::cout << "balance: even, every object, reference and lock was given back\n";
-    }
-  }
-
-  void PrintAsJson(const WrittenBytes& written) const {
-    Json all = Json::array(), blocks = Json::array();
-    for (const Calls& calls : calls_) {
-      all.push_back({{"firstCall", calls.first},
-                     {"lastCall", calls.last},
-                     {"result", calls.result},
-                     {"pixels", calls.pixels},
-                     {"exception", calls.exception ? Json(*calls.exception) : Json()}});
-    }
-    for (const Block& block : arguments_.blocks()) {
-      blocks.push_back({{"argument", block.name},
-                        {"bytesWritten", written.CountOf(block)},
-                        {"beginning", BeginningOf(block)}});
-    }
-    PrintJson("call", {{"plugin", session_.plugin()},
-                       {"method", options_.method},
-                       {"calls", all},
-                       {"blocks", blocks},
-                       {"trace", trace_ ? trace_->lines() : std::vector<std::string>()},
-                       {"losses", losses_},
-                       {"faultsNotDue", session_.FaultsNotDue()}});
+  bool HasFilledBlock() const {
+    return report_["calls"].back()["result"] == "true" && !arguments_.blocks().empty();
   }
 
   /// Writes the picture that was made, or else the first block.
   void Save(const std::string& path) const {
     if (made_) {
       WriteImage(path, *made_);
-    } else if (calls_.back().result == "true" && !arguments_.blocks().empty()) {
-      const auto& block = arguments_.blocks()[0].block;
-      WriteBytes(path, {block->bytes(), block->bytes() + block->size});
+    } else if (HasFilledBlock()) {
+      WriteBytes(path, arguments_.blocks()[0].Bytes());
     } else {
       throw Failure(Status::kFindings, path + ": not written, there is neither a picture nor a block");
+    }
+  }
+
+  /// How many bytes of each block were written. A method may write what a byte holds already; so it is called
+  /// once more, without faults and with other bytes in the blocks.
+  Json ReportBlocks() {
+    std::vector<std::vector<std::uint8_t>> after;
+    for (const Block& block : arguments_.blocks()) {
+      after.push_back(block.Bytes());
+    }
+    const bool again = HasFilledBlock();
+    if (again) {
+      trace_.reset();
+      session_->onEntry = nullptr;
+      for (const Block& block : arguments_.blocks()) {
+        std::ranges::transform(block.before, block.block->bytes(), Other);
+      }
+      CallOnce();
+    }
+    Json reports = Json::array();
+    for (std::size_t i = 0; i < after.size(); ++i) {
+      const Block& block = arguments_.blocks()[i];
+      std::size_t count = 0;
+      for (std::size_t j = 0; j < after[i].size(); ++j) {
+        const bool isOther = again && block.block->bytes()[j] != Other(block.before[j]);
+        count += after[i][j] != block.before[j] || isOther ? 1 : 0;
+      }
+      reports.push_back(
+          {{"argument", block.name}, {"bytesWritten", count}, {"beginning", BeginningOf(after[i])}});
+    }
+    return reports;
+  }
+
+  void Print() const {
+    for (const Json& call : report_["calls"]) {
+      if (options_.times > 1) {
+        std::cout << "calls " << call["firstCall"] << " to " << call["lastCall"] << " of " << options_.times
+                  << ":\n";
+      }
+      for (const char* name : {"result", "pixels", "exception"}) {
+        const std::string text = call[name].is_null() ? "" : call[name];
+        const bool isBad = std::string_view(name) == "exception";
+        std::cout << (text.empty() ? "" : (isBad ? Bad(name) : name) + ": " + text + '\n');
+      }
+    }
+    for (const Json& block : report_["blocks"]) {
+      const std::size_t count = block["bytesWritten"];
+      std::cout << Text(block["argument"]) << ": "
+                << (count == 0
+                        ? "no byte written"
+                        : std::to_string(count) + " bytes written; it begins " + Text(block["beginning"]))
+                << '\n';
+    }
+    for (const Json& loss : report_["losses"]) {
+      std::cout << Bad("balance") << ": " << Text(loss) << '\n';
+    }
+    if (report_["losses"].empty()) {
+      std::cout << "balance: even, every object, reference and lock was given back\n";
+    }
+    for (const Json& line : report_["faultsNotDue"]) {
+      Say(line);
     }
   }
 
@@ -233,9 +249,9 @@ class Caller {
   WrittenArguments arguments_;
   Balance before_;
   std::optional<CallTrace> trace_;
-  std::vector<Calls> calls_;
-  std::optional<Image> made_;
-  std::vector<std::string> losses_;
+  std::optional<Image> made_;  // the last picture, if it is to be written
+  bool hasRaised_ = false;
+  Json report_;
 };
 
 }  // namespace

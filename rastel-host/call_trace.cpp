@@ -1,12 +1,6 @@
 #include "rastel-host/call_trace.h"
 
-#include <sys/mman.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
-#include <algorithm>
 #include <iostream>
-#include <new>
 
 namespace devhost::program {
 
@@ -64,63 +58,6 @@ void CallTrace::CompleteLine() {
   if (prints_) {
     std::cout << std::endl;  // NOLINT(performance-avoid-endl): the next call may end the process
   }
-}
-
-WrittenBytes::WrittenBytes(const std::function<void()>& call, const std::vector<Block>& blocks)
-    : blocks_(blocks) {
-  std::size_t count = 1;
-  for (const Block& block : blocks) {
-    count += block.before.size();
-  }
-  void* memory = mmap(nullptr, count, PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
-  if (memory == MAP_FAILED) {
-    throw std::bad_alloc();
-  }
-  isWritten_ = {static_cast<std::uint8_t*>(memory), count};
-  std::cout.flush();
-  const pid_t process = fork();
-  if (process == 0) {
-    Try(call);
-    _exit(0);
-  }
-  waitpid(process, nullptr, 0);
-}
-
-WrittenBytes::~WrittenBytes() {
-  munmap(isWritten_.data(), isWritten_.size());
-}
-
-void WrittenBytes::Try(const std::function<void()>& call) {
-  for (const Block& block : blocks_) {
-    std::transform(block.before.begin(), block.before.end(), block.block->bytes(),
-                   [](std::uint8_t byte) { return static_cast<std::uint8_t>(~byte); });
-  }
-  try {
-    call();
-  } catch (const std::exception&) {  // the true call tells it
-  }
-  std::uint8_t* isWritten = isWritten_.data();
-  for (const Block& block : blocks_) {
-    isWritten = std::transform(block.before.begin(), block.before.end(), block.block->bytes(), isWritten,
-                               [](std::uint8_t before, std::uint8_t byte) {
-                                 return static_cast<std::uint8_t>(~before) != byte ? 1 : 0;
-                               });
-  }
-}
-
-std::size_t WrittenBytes::CountOf(const Block& counted) const {
-  const std::uint8_t* isWritten = isWritten_.data();
-  for (const Block& block : blocks_) {
-    if (&block == &counted) {
-      break;
-    }
-    isWritten += block.before.size();
-  }
-  std::size_t count = 0;
-  for (std::size_t i = 0; i < counted.before.size(); ++i) {
-    count += isWritten[i] != 0 || counted.block->bytes()[i] != counted.before[i] ? 1 : 0;
-  }
-  return count;
 }
 
 }  // namespace devhost::program

@@ -1,15 +1,13 @@
-// What calls do to the host and to blocks.
+// The calls that a plug-in makes to a host, line by line.
 #pragma once
 
 #include <cstddef>
-#include <cstdint>
 #include <functional>
-#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
 
-#include "rastel-host/arguments.h"
+#include "devhost/faults.h"
 
 namespace devhost::program {
 
@@ -38,25 +36,6 @@ class CallTrace {
   std::vector<std::string> lines_;
   std::size_t open_ = 0;  // the call of the last line, in the host's records
   bool isOpen_ = false;   // its result is still to come
-};
-
-/// Which bytes of blocks a call writes, though it may write what they hold already: before the true call, it
-/// is made in a process of its own, with other bytes in the blocks.
-class WrittenBytes {
- public:
-  WrittenBytes(const std::function<void()>& call, const std::vector<Block>& blocks);
-  ~WrittenBytes();
-  WrittenBytes(const WrittenBytes&) = delete;
-  WrittenBytes& operator=(const WrittenBytes&) = delete;
-
-  /// Bytes written of a block, once the true call is over.
-  std::size_t CountOf(const Block& block) const;
-
- private:
-  void Try(const std::function<void()>& call);
-
-  const std::vector<Block>& blocks_;
-  std::span<std::uint8_t> isWritten_;  // of all blocks, one behind the other; shared with the other process
 };
 
 }  // namespace devhost::program

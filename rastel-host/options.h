@@ -23,7 +23,7 @@ constexpr std::int32_t kMostInteger = std::numeric_limits<std::int32_t>::max();
 /// integer has decimal digits, and may have a minus in front.
 std::int32_t ParseInteger(std::string_view what, std::string_view word, std::int32_t least = kLeastInteger,
                           std::int32_t most = kMostInteger);
-Size ParseSize(std::string_view what, std::string_view word);                         // "640x480"
+Size ParseSize(std::string_view what, std::string_view word);                           // "640x480"
 std::vector<std::int32_t> ParseIntegers(std::string_view what, std::string_view word);  // "[1,2,3]", "[]"
 
 /// True for one digit or more and nothing else.

@@ -2,7 +2,6 @@
 #include <algorithm>
 #include <iomanip>
 #include <iostream>
-#include <nlohmann/json.hpp>
 
 #include "abi/declaration.h"
 #include "devhost/nearest.h"
@@ -14,7 +13,8 @@
 namespace devhost::program {
 namespace {
 
-constexpr const char* kHelp = R"(The bytes are those at the offsets 0 to 3: of the buffer, counted from `offset`, or of the first
+constexpr const char* kHelp =
+    R"(The bytes are those at the offsets 0 to 3: of the buffer, counted from `offset`, or of the first
 row of the picture. They are found out by calling the method with random bytes, on hosts of all
 pixel types unless one is chosen. "red" is a channel of the picture, "byte 2" one of the buffer's.
 Examples:
@@ -24,7 +24,6 @@ Examples:
 
 struct Options {
   HostSettings host;
-  bool json = false;
   std::string method;
 };
 
@@ -58,7 +57,8 @@ void AddBytes(Overload& overload, const Session& session, const Registration& me
 }
 
 /// Adds what a host of one pixel type shows.
-void Observe(const Session& session, int pixelType, const std::string& name, std::vector<Overload>& overloads) {
+void Observe(const Session& session, int pixelType, const std::string& name,
+             std::vector<Overload>& overloads) {
   std::size_t next = 0;
   std::vector<std::string> names;
   for (const Registration& method : session->methods()) {
@@ -165,34 +165,8 @@ void Print(const Overload& overload) {
   }
 }
 
-Json RecordOf(const Overload& overload) {
-  Json arguments = Json::array();
-  for (const Argument& argument : ArgumentsOf(overload)) {
-    arguments.push_back({{"name", argument.name}, {"type", argument.type}, {"default", argument.standard}});
-  }
-  Json rows = Json::array();
-  for (const Row& row : overload.rows) {
-    rows.push_back({{"flags", row.bytes.flags},
-                    {"where", row.bytes.where},
-                    {"pixelTypes", row.types},
-                    {"bytes", row.bytes.cells}});
-  }
-  return {{"declaration", overload.declaration},
-          {"arguments", arguments},
-          {"bytes", rows},
-          {"problem", overload.problem}};
-}
-
 Status Run(const Options& options) {
   const auto overloads = ObserveAll(options);
-  if (options.json) {
-    Json records = Json::array();
-    for (const Overload& overload : overloads) {
-      records.push_back(RecordOf(overload));
-    }
-    PrintJson("show", {{"method", options.method}, {"overloads", records}});
-    return Status::kGood;
-  }
   for (const Overload& overload : overloads) {
     std::cout << (&overload == &overloads.front() ? "" : "\n");
     Print(overload);
@@ -207,7 +181,6 @@ Work SetUpShow(CLI::App& app) {
   const auto options = std::make_shared<Options>();
   app.add_option("METHOD", options->method, "The method's name")->required();
   AddHost(app, options->host);
-  AddJson(app, options->json);
   return [options] { return Run(*options); };
 }
 

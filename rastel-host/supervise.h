@@ -9,9 +9,9 @@
 
 namespace devhost::program {
 
-/// Runs `work`, which gives an exit status, in a child process, and gives the status to end with. If the child
-/// ended otherwise, `fail` tells why, and gives the status. Signals that ask this process to end reach the
-/// child, and end both.
+/// Runs `work`, which gives an exit status, in a child process, and gives the status to end with. If the
+/// child ended otherwise, `fail` tells why, and gives the status. Signals that ask this process to end reach
+/// the child, and end both.
 int Supervise(const std::function<int()>& work, const std::function<int(Status, const std::string&)>& fail);
 
 /// What is being done with the plug-in from now on, should it end the process: "loading 'rastel.so'", with
