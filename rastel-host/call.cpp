@@ -16,7 +16,7 @@
 namespace devhost::program {
 namespace {
 
-constexpr const char* kHelp =
+constexpr const char* kCallHelp =
     R"(Arguments, in the order of the declaration or as name=value: integers, true, false, nil,
 picture:WxH, picture:FILE.png, block:BYTES, block:FILE, ptr:BYTES, ptr:FILE, and [1,2,3] for an
 array of integers. A method of Picture takes the picture first, or as ref=picture:….
@@ -34,7 +34,7 @@ Examples:
 constexpr std::size_t kBytesOfBlock = 16;
 constexpr std::int32_t kPixelsOfPicture = 4;
 
-struct Options {
+struct CallOptions {
   HostSettings host;
   bool json = false;
   std::string method;
@@ -83,7 +83,7 @@ std::string ResultText(const CallResult& result) {
 /// All that is done for one command line.
 class Caller {
  public:
-  explicit Caller(const Options& options)
+  explicit Caller(const CallOptions& options)
       : options_(options),
         session_(options.host),
         arguments_(session_, options.arguments),
@@ -244,7 +244,7 @@ class Caller {
     }
   }
 
-  const Options& options_;
+  const CallOptions& options_;
   Session session_;
   WrittenArguments arguments_;
   Balance before_;
@@ -257,8 +257,8 @@ class Caller {
 }  // namespace
 
 Work SetUpCall(CLI::App& app) {
-  app.footer(kHelp);
-  const auto options = std::make_shared<Options>();
+  app.footer(kCallHelp);
+  const auto options = std::make_shared<CallOptions>();
   options->host.guarded = true;
   app.add_option("METHOD", options->method, "The method's name, followed by its arguments")->required();
   app.allow_extras();

@@ -13,14 +13,14 @@
 namespace devhost::program {
 namespace {
 
-constexpr const char* kHelp =
+constexpr const char* kListHelp =
     R"(NAME-OR-GLOB is a method's name or a pattern such as '*RGBA*', in either case of letters.
 Examples:
   rastel-host list
   rastel-host list 'Copy*' --host-version 2012.5 --json
 )";
 
-struct Options {
+struct ListOptions {
   HostSettings host;
   bool json = false;
   std::string glob = "*";
@@ -116,7 +116,7 @@ std::vector<const Registration*> Chosen(const Session& session, const std::strin
   return chosen;
 }
 
-Status Run(const Options& options) {
+Status RunList(const ListOptions& options) {
   const Session session(options.host);
   const auto methods = Chosen(session, options.glob);
   if (options.json) {
@@ -144,12 +144,12 @@ Status Run(const Options& options) {
 }  // namespace
 
 Work SetUpList(CLI::App& app) {
-  app.footer(kHelp);
-  const auto options = std::make_shared<Options>();
+  app.footer(kListHelp);
+  const auto options = std::make_shared<ListOptions>();
   app.add_option("NAME-OR-GLOB", options->glob, "The methods to list (all)");
   AddHost(app, options->host);
   AddJson(app, options->json);
-  return [options] { return Run(*options); };
+  return [options] { return RunList(*options); };
 }
 
 }  // namespace devhost::program

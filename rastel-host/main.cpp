@@ -44,9 +44,9 @@ constexpr Verb kVerbs[] = {
 using Words = std::vector<std::string>;
 
 /// The command line of this run.
-class Run {
+class CommandLine {
  public:
-  Run(int argc, char** argv) : words_(argv + 1, std::find_if(argv + 1, argv + argc, IsEnd)) {}
+  CommandLine(int argc, char** argv) : words_(argv + 1, std::find_if(argv + 1, argv + argc, IsEnd)) {}
 
   int Do(int argc, char** argv) {
     try {
@@ -177,7 +177,7 @@ class Run {
 }  // namespace
 }  // namespace devhost::program
 
-int main(int argc, char** argv) {
-  std::signal(SIGPIPE, SIG_IGN);  // a closed pipe is an error of the file
-  return devhost::program::Run(argc, argv).Do(argc, argv);
+int main(int argc, char** argv) {  // NOLINT(bugprone-exception-escape): what is left has no memory to tell it
+  std::signal(SIGPIPE, SIG_IGN);   // a closed pipe is an error of the file
+  return devhost::program::CommandLine(argc, argv).Do(argc, argv);
 }

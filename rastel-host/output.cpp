@@ -78,13 +78,13 @@ std::string Wrapped(std::string_view text, std::size_t indent, std::size_t width
   return lines + '\n';
 }
 
-void Progress::Show(const std::string& line) const {
+void Progress::Show(const std::string& line) {
   if (talk >= 0 && IsCapable(STDERR_FILENO)) {
     std::cerr << "\r\033[K" << line << std::flush;
   }
 }
 
-void Progress::Clear() const {
+void Progress::Clear() {
   Show("");
 }
 

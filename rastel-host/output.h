@@ -35,8 +35,8 @@ class Progress {
   ~Progress() { Clear(); }
   Progress(const Progress&) = delete;
   Progress& operator=(const Progress&) = delete;
-  void Show(const std::string& line) const;
-  void Clear() const;  // to make room for other lines
+  static void Show(const std::string& line);
+  static void Clear();  // to make room for other lines
 };
 
 }  // namespace devhost::program

@@ -13,7 +13,7 @@
 namespace devhost::program {
 namespace {
 
-constexpr const char* kHelp =
+constexpr const char* kShowHelp =
     R"(The bytes are those at the offsets 0 to 3: of the buffer, counted from `offset`, or of the first
 row of the picture. They are found out by calling the method with random bytes, on hosts of all
 pixel types unless one is chosen. "red" is a channel of the picture, "byte 2" one of the buffer's.
@@ -22,7 +22,7 @@ Examples:
   rastel-host show MemoryblockGrayToPictureKVZ --pixel-type 12
 )";
 
-struct Options {
+struct ShowOptions {
   HostSettings host;
   std::string method;
 };
@@ -77,7 +77,7 @@ void Observe(const Session& session, int pixelType, const std::string& name,
   }
 }
 
-std::vector<Overload> ObserveAll(const Options& options) {
+std::vector<Overload> ObserveAll(const ShowOptions& options) {
   std::vector<int> types = {13, 12, 8};
   if (options.host.pixelType) {
     types = {*options.host.pixelType};
@@ -165,7 +165,7 @@ void Print(const Overload& overload) {
   }
 }
 
-Status Run(const Options& options) {
+Status RunShow(const ShowOptions& options) {
   const auto overloads = ObserveAll(options);
   for (const Overload& overload : overloads) {
     std::cout << (&overload == &overloads.front() ? "" : "\n");
@@ -177,11 +177,11 @@ Status Run(const Options& options) {
 }  // namespace
 
 Work SetUpShow(CLI::App& app) {
-  app.footer(kHelp);
-  const auto options = std::make_shared<Options>();
+  app.footer(kShowHelp);
+  const auto options = std::make_shared<ShowOptions>();
   app.add_option("METHOD", options->method, "The method's name")->required();
   AddHost(app, options->host);
-  return [options] { return Run(*options); };
+  return [options] { return RunShow(*options); };
 }
 
 }  // namespace devhost::program

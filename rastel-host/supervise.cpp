@@ -6,6 +6,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <csetjmp>
 #include <csignal>
@@ -72,12 +73,7 @@ void EndBy(int signal) {
 }
 
 bool IsCrash(int signal) {
-  for (const int crash : kCrashes) {
-    if (crash == signal) {
-      return true;
-    }
-  }
-  return false;
+  return std::ranges::find(kCrashes, signal) != std::end(kCrashes);
 }
 
 sigjmp_buf beforeCrash;
