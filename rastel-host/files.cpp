@@ -9,196 +9,149 @@
 #include <csignal>
 #include <cstdlib>
 #include <filesystem>
-#include <iostream>
 #include <system_error>
-#include <utility>
 
 namespace devhost::program {
 namespace {
 
-constexpr const char* kUnreadable = "cannot be read";
-constexpr const char* kUnwritable = "cannot be written";
+using Bytes = std::span<const std::uint8_t>;
+namespace files = std::filesystem;
 
-/// A file that is written to, which Close has to end.
-class Output {
- public:
-  /// `path` is the name that the messages give.
-  Output(std::string path, int descriptor) : path_(std::move(path)), descriptor_(descriptor) {
-    if (descriptor_ < 0) {
-      throw FileFailure(path_, kUnwritable);
-    }
+Failure FileFailure(const std::string& path, const char* what) {
+  const std::string reason = std::generic_category().message(errno);
+  return {Status::kFile, path + ": " + what + " (" + reason + ")"};
+}
+
+Failure WriteFailure(const std::string& path) {
+  return FileFailure(path, "cannot be written");
+}
+
+/// False, like the functions below, if it failed for the reason in errno.
+bool Write(std::FILE* file, Bytes bytes) {
+  return std::fwrite(bytes.data(), 1, bytes.size(), file) == bytes.size() && std::fflush(file) == 0;
+}
+
+/// Writes to what is no file that could be replaced.
+void WriteInPlace(const std::string& name, std::FILE* file, Bytes bytes) {
+  if (file != nullptr && isatty(fileno(file)) != 0) {
+    throw Failure(Status::kUsage, name + ": expected a file or a pipe, since raw bytes spoil a terminal");
   }
-  ~Output() {
-    if (descriptor_ > STDERR_FILENO) {
-      close(descriptor_);
-    }
+  if (file == nullptr || !Write(file, bytes)) {
+    throw WriteFailure(name);
   }
-  Output(const Output&) = delete;
-  Output& operator=(const Output&) = delete;
-
-  void Write(std::span<const std::uint8_t> bytes) const {
-    if (isatty(descriptor_) != 0) {
-      throw Failure(Status::kUsage,
-                    path_ + ": expected a file or a pipe, since raw bytes would spoil a terminal");
-    }
-    while (!bytes.empty()) {
-      const ssize_t written = write(descriptor_, bytes.data(), bytes.size());
-      if (written >= 0) {
-        bytes = bytes.subspan(static_cast<std::size_t>(written));
-      } else if (errno != EINTR) {
-        throw FileFailure(path_, kUnwritable);
-      }
-    }
-  }
-
-  void SetOwner(uid_t user, gid_t group) const {
-    if (fchown(descriptor_, user, group) != 0) {
-      throw FileFailure(path_, "cannot be replaced by a file of the same owner");
-    }
-  }
-
-  void SetMode(mode_t mode) const {
-    if (fchmod(descriptor_, mode) != 0) {
-      throw FileFailure(path_, kUnwritable);
-    }
-  }
-
-  void Close() {
-    if (close(std::exchange(descriptor_, -1)) != 0) {
-      throw FileFailure(path_, kUnwritable);
-    }
-  }
-
- private:
-  std::string path_;
-  int descriptor_;
-};
-
-/// Keeps what a user ends the program with waiting, so that no unfinished file is left.
-class Uninterrupted {
- public:
-  Uninterrupted() {
-    sigset_t ends;
-    sigemptyset(&ends);
-    for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
-      sigaddset(&ends, signal);
-    }
-    sigprocmask(SIG_BLOCK, &ends, &before_);
-  }
-  ~Uninterrupted() { sigprocmask(SIG_SETMASK, &before_, nullptr); }
-  Uninterrupted(const Uninterrupted&) = delete;
-  Uninterrupted& operator=(const Uninterrupted&) = delete;
-
- private:
-  sigset_t before_;
-};
+}
 
 /// What a link leads to in the end, even if that does not exist.
-std::filesystem::path Followed(std::filesystem::path path) {
+files::path Followed(files::path path) {
   constexpr int kMostLinks = 40;  // as the system follows
   std::error_code error;
-  for (int links = 0; links < kMostLinks && std::filesystem::is_symlink(path, error); ++links) {
-    path = path.parent_path() / std::filesystem::read_symlink(path, error);
+  for (int links = 0; links < kMostLinks && files::is_symlink(path, error); ++links) {
+    path = path.parent_path() / files::read_symlink(path, error);
   }
   return path;
 }
 
-/// What a new file's mode is.
+/// Root may write to every file, but one that nobody may write to is to stay for root as well.
+bool IsWritable(const files::path& path, const struct stat& file) {
+  constexpr mode_t kWritable = S_IWUSR | S_IWGRP | S_IWOTH;
+  if ((file.st_mode & kWritable) == 0) {
+    errno = EACCES;
+    return false;
+  }
+  return access(path.c_str(), W_OK) == 0;
+}
+
+/// The mode of a new file.
 mode_t NewMode() {
   const mode_t mask = umask(0);
   umask(mask);
   return 0666 & ~mask;
 }
 
-/// Throws Failure unless the file that is there may be written to.
-void CheckWritable(const std::string& path, const struct stat& old) {
-  // Root may write to every file, but one that nobody may write to is to stay for root as well.
-  constexpr mode_t kWritable = S_IWUSR | S_IWGRP | S_IWOTH;
-  const bool readOnly = (old.st_mode & kWritable) == 0;
-  if (readOnly || access(path.c_str(), W_OK) != 0) {
-    errno = readOnly ? EACCES : errno;
-    throw FileFailure(path, kUnwritable);
+/// Writes a file beside `target` and gives it this name. `old` is the file that has it, or null.
+bool Replace(const files::path& target, const struct stat* old, Bytes bytes) {
+  std::string beside = target.parent_path() / ".rastel-host-XXXXXX";
+  const int descriptor = mkostemp(beside.data(), O_CLOEXEC);
+  if (descriptor < 0) {
+    return false;
   }
+  const File file(fdopen(descriptor, "wb"));
+  const bool isDone = file && Write(file.get(), bytes) &&
+                      (old == nullptr || fchown(descriptor, old->st_uid, old->st_gid) == 0) &&
+                      fchmod(descriptor, old != nullptr ? old->st_mode : NewMode()) == 0 &&
+                      std::rename(beside.c_str(), target.c_str()) == 0;
+  if (!isDone) {
+    const int reason = errno;
+    unlink(beside.c_str());
+    errno = reason;
+  }
+  return isDone;
 }
 
-/// Writes a file beside `target` and gives it this name; `old` is what has the name, or null.
-void Replace(const std::string& path, const std::filesystem::path& target, const struct stat* old,
-             std::span<const std::uint8_t> bytes) {
-  std::string beside = target.parent_path() / ".rastel-host-XXXXXX";
-  const Uninterrupted uninterrupted;
-  Output output(path, mkostemp(beside.data(), O_CLOEXEC));
-  try {
-    output.Write(bytes);
-    if (old != nullptr) {
-      output.SetOwner(old->st_uid, old->st_gid);
-    }
-    output.SetMode(old != nullptr ? old->st_mode : NewMode());
-    output.Close();
-    if (std::rename(beside.c_str(), target.c_str()) != 0) {
-      throw FileFailure(path, kUnwritable);
-    }
-  } catch (...) {
-    unlink(beside.c_str());
-    throw;
+/// The same; what a user ends the program with waits until no unfinished file is left.
+bool ReplaceUninterrupted(const files::path& target, const struct stat* old, Bytes bytes) {
+  sigset_t ends, before;
+  sigemptyset(&ends);
+  for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
+    sigaddset(&ends, signal);
   }
+  std::signal(SIGXFSZ, SIG_IGN);  // a file that gets too long is an error like others
+  sigprocmask(SIG_BLOCK, &ends, &before);
+  const bool isDone = Replace(target, old, bytes);
+  const int reason = errno;
+  sigprocmask(SIG_SETMASK, &before, nullptr);
+  errno = reason;
+  return isDone;
 }
 
 }  // namespace
 
-Failure FileFailure(const std::string& path, std::string_view what) {
-  const std::string reason = std::generic_category().message(errno);
-  return {Status::kFile, path + ": " + std::string(what) + " (" + reason + ")"};
+Failure ReadFailure(const std::string& path) {
+  return FileFailure(path, "cannot be read");
 }
 
-InputFile OpenFile(const std::string& path) {
-  InputFile file(std::fopen(path.c_str(), "rbe"));
+File OpenFile(const std::string& path) {
+  File file(std::fopen(path.c_str(), "rbe"));
   if (!file) {
-    throw FileFailure(path, kUnreadable);
+    throw ReadFailure(path);
   }
   return file;
 }
 
 std::vector<std::uint8_t> ReadBytes(const std::string& path, std::size_t most) {
   constexpr std::size_t kPiece = std::size_t{1} << 20;
-  const InputFile opened = path == "-" ? nullptr : OpenFile(path);
+  const File opened = path == "-" ? nullptr : OpenFile(path);
   std::FILE* const file = opened ? opened.get() : stdin;
   std::vector<std::uint8_t> bytes;
-  std::size_t got = 0;
+  std::size_t before = 0, got = 0;
   do {
-    const std::size_t wanted = std::min(most - bytes.size(), kPiece);
-    const std::size_t before = bytes.size();
-    bytes.resize(before + wanted);
-    got = std::fread(bytes.data() + before, 1, wanted, file);
-    bytes.resize(before + got);
+    bytes.resize(std::min(before + kPiece, most));
+    got = std::fread(bytes.data() + before, 1, bytes.size() - before, file);
+    before += got;
   } while (got > 0);
+  bytes.resize(before);
   if (std::ferror(file) != 0) {
-    throw FileFailure(path == "-" ? "standard input" : path, kUnreadable);
+    throw ReadFailure(opened ? path : "standard input");
   }
   return bytes;
 }
 
 void WriteBytes(const std::string& path, std::span<const std::uint8_t> bytes) {
-  std::signal(SIGXFSZ, SIG_IGN);  // a file that gets too long is an error like others
   if (path == "-") {
-    std::cout.flush();
-    Output("standard output", STDOUT_FILENO).Write(bytes);
+    WriteInPlace("standard output", stdout, bytes);
     return;
   }
   const auto target = Followed(path);
   struct stat old {};
   const bool exists = stat(target.c_str(), &old) == 0;
-  if (!exists && errno != ENOENT) {
-    throw FileFailure(path, kUnwritable);
-  }
-  if (exists) {
-    CheckWritable(path, old);
+  if (exists ? !IsWritable(target, old) : errno != ENOENT) {
+    throw WriteFailure(path);
   }
   if (exists && !S_ISREG(old.st_mode)) {
-    Output output(path, open(target.c_str(), O_WRONLY | O_CLOEXEC));
-    output.Write(bytes);
-    output.Close();
-  } else {
-    Replace(path, target, exists ? &old : nullptr, bytes);
+    const File file(std::fopen(target.c_str(), "wbe"));
+    WriteInPlace(path, file.get(), bytes);
+  } else if (!ReplaceUninterrupted(target, exists ? &old : nullptr, bytes)) {
+    throw WriteFailure(path);
   }
 }
 

@@ -21,14 +21,6 @@ constexpr std::string_view kOtherFormats[] = {
     ".pcx",  ".pgm", ".pnm", ".ppm",  ".psd", ".svg",  ".tga", ".tiff", ".webp", ".tif",
 };
 
-std::vector<png_bytep> RowsOf(Image& image) {
-  std::vector<png_bytep> rows;
-  for (std::int32_t y = 0; y < image.height; ++y) {
-    rows.push_back(&image.At(0, y).red);
-  }
-  return rows;
-}
-
 void RequirePng(const std::string& path) {
   if (!IsPng(path)) {
     throw Failure(Status::kUsage, path + ": expected a PNG picture, whose name ends in .png");
@@ -67,7 +59,7 @@ struct Reader {
     const std::size_t got = std::fread(bytes, 1, wanted, reader.file.get());
     reader.size += got;
     if (std::ferror(reader.file.get()) != 0) {
-      throw FileFailure(reader.name, "cannot be read");
+      throw ReadFailure(reader.name);
     }
     if (got < wanted) {
       throw Failure(Status::kFile, reader.name + ": truncated, expected a PNG picture of more than these " +
@@ -91,7 +83,7 @@ struct Reader {
   }
 
   std::string name;
-  InputFile file;
+  File file;
   std::size_t size = 0;  // bytes read
   std::string warnings;  // each with a comma behind it
   png_structp png = nullptr;
@@ -145,7 +137,11 @@ Image ReadImage(const std::string& path) {
   png_set_interlace_handling(reader.png);
   png_read_update_info(reader.png, reader.info);
   Image image(static_cast<std::int32_t>(width), static_cast<std::int32_t>(height));
-  png_read_image(reader.png, RowsOf(image).data());
+  std::vector<png_bytep> rows;
+  for (std::int32_t y = 0; y < image.height; ++y) {
+    rows.push_back(&image.At(0, y).red);
+  }
+  png_read_image(reader.png, rows.data());
   png_read_end(reader.png, nullptr);
   if (!reader.warnings.empty()) {
     Say(path + ": " + reader.warnings.substr(0, reader.warnings.size() - 2));

@@ -16,18 +16,8 @@ std::uint8_t GrayOf(const Rgba& pixel) {
 }
 
 std::uint8_t ByteFor(char letter, const Rgba& pixel) {
-  switch (letter) {
-    case 'R':
-      return pixel.red;
-    case 'G':
-      return pixel.green;
-    case 'B':
-      return pixel.blue;
-    case 'Y':
-      return GrayOf(pixel);
-    default:
-      return pixel.alpha;
-  }
+  const oracle::Colour colour{pixel.red, pixel.green, pixel.blue};
+  return letter == 'Y' ? GrayOf(pixel) : oracle::ByteFor(letter, colour, pixel.alpha, {}, pixel.alpha);
 }
 
 }  // namespace
@@ -59,15 +49,15 @@ std::int32_t BlockBytes(const RawForm& form, std::int64_t rowBytes, std::int32_t
   return static_cast<std::int32_t>(bytes);
 }
 
-PackedPixels Pack(const Image& image, std::string_view letters) {
-  PackedPixels packed{image.width, image.height, {}};
-  packed.bytes.reserve(image.pixels.size() * letters.size());
+std::vector<std::uint8_t> Pack(const Image& image, std::string_view letters) {
+  std::vector<std::uint8_t> bytes;
+  bytes.reserve(image.pixels.size() * letters.size());
   for (const Rgba& pixel : image.pixels) {
     for (const char letter : letters) {
-      packed.bytes.push_back(ByteFor(letter, pixel));
+      bytes.push_back(ByteFor(letter, pixel));
     }
   }
-  return packed;
+  return bytes;
 }
 
 Image Unpack(const std::uint8_t* bytes, std::int64_t rowBytes, Size size, std::string_view letters) {
@@ -84,33 +74,27 @@ Image Unpack(const std::uint8_t* bytes, std::int64_t rowBytes, Size size, std::s
   return image;
 }
 
-PackedPixels ReadRaw(const std::string& path, const RawForm& form) {
+Image ReadRaw(const std::string& path, const RawForm& form) {
   const std::string name = path == "-" ? "standard input" : path;
   if (!form.size) {
     throw Failure(Status::kUsage,
                   "--size: expected the size of the raw bytes in " + name + ", such as 640x480");
   }
-  const auto [width, height] = *form.size;
-  CheckImageSize(Status::kUsage, "--size", width, height);
-  const std::int64_t rowBytes = RowBytes(form, width);
-  const std::int64_t packed = width * static_cast<std::int64_t>(LettersOf(form).size());
-  const std::int64_t whole = BlockBytes(form, rowBytes, height);
-  const std::int64_t least = whole - rowBytes + packed;
+  CheckImageSize(Status::kUsage, "--size", form.size->width, form.size->height);
+  const std::string letters = LettersOf(form);
+  const std::int64_t rowBytes = RowBytes(form, form.size->width);
+  const std::int64_t whole = BlockBytes(form, rowBytes, form.size->height);
+  const std::int64_t least = whole - rowBytes + form.size->width * static_cast<std::int64_t>(letters.size());
   const auto bytes = ReadBytes(path, static_cast<std::size_t>(whole) + 1);
   const auto found = static_cast<std::int64_t>(bytes.size());
   if (found != whole && found != least) {
     throw Failure(Status::kFile, name + ": " + (found < whole ? "truncated, " : "") + "expected " +
                                      std::to_string(whole) + " raw bytes (" + std::to_string(form.offset) +
-                                     " and " + std::to_string(height) + " rows of " +
+                                     " and " + std::to_string(form.size->height) + " rows of " +
                                      std::to_string(rowBytes) + "), found " +
                                      (found > whole ? "more" : std::to_string(found)));
   }
-  PackedPixels pixels{width, height, {}};
-  for (std::int32_t y = 0; y < height; ++y) {
-    const auto row = bytes.begin() + form.offset + y * rowBytes;
-    pixels.bytes.insert(pixels.bytes.end(), row, row + packed);
-  }
-  return pixels;
+  return Unpack(bytes.data() + form.offset, rowBytes, *form.size, letters);
 }
 
 }  // namespace devhost::program

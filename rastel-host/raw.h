@@ -37,14 +37,9 @@ std::int64_t RowBytes(const RawForm& form, std::int32_t width);
 /// memory block has.
 std::int32_t BlockBytes(const RawForm& form, std::int64_t rowBytes, std::int32_t rows);
 
-/// Rows of pixels without padding, in a layout.
-struct PackedPixels {
-  std::int32_t width, height;
-  std::vector<std::uint8_t> bytes;
-};
-
-/// Alpha goes into the byte of A or X, a gray byte is (299 red + 587 green + 114 blue + 500) / 1000.
-PackedPixels Pack(const Image& image, std::string_view letters);
+/// The picture's pixels without padding: alpha goes into the byte of A or X, a gray byte is
+/// (299 red + 587 green + 114 blue + 500) / 1000.
+std::vector<std::uint8_t> Pack(const Image& image, std::string_view letters);
 
 /// The picture that rows of pixels show, `rowBytes` bytes apart: a colour that the layout has not is 0, and
 /// alpha is 255 unless the layout has one.
@@ -53,6 +48,6 @@ Image Unpack(const std::uint8_t* bytes, std::int64_t rowBytes, Size size, std::s
 /// Reads raw bytes from a file, or from standard input if `path` is "-". The last row may end with its last
 /// pixel. Throws Failure: kUsage if the form is without a size or does not fit it, kFile if the file cannot
 /// be read or has another number of bytes.
-PackedPixels ReadRaw(const std::string& path, const RawForm& form);
+Image ReadRaw(const std::string& path, const RawForm& form);
 
 }  // namespace devhost::program
