@@ -4,9 +4,9 @@
 #include <memory>
 #include <nlohmann/json.hpp>
 #include <optional>
+#include <string_view>
 
 #include "devhost/oracle.h"
-#include "rastel-host/files.h"
 #include "rastel-host/options.h"
 #include "rastel-host/output.h"
 #include "rastel-host/raw.h"
@@ -18,7 +18,7 @@
 namespace devhost::program {
 namespace {
 
-constexpr const char* kHelp =
+constexpr const char* kConvertHelp =
     R"(A name that ends in .png is a PNG picture, every other name is raw bytes; "-" is standard input
 or output. Raw bytes are --offset bytes and rows of pixels, --stride bytes apart. IN goes into a
 memory block in the layout, a method makes a picture of it, another copies that into a block again,
@@ -34,7 +34,7 @@ Examples:
 
 constexpr std::int32_t kOpaque = 255;
 
-struct Options {
+struct ConvertOptions {
   HostSettings host;
   bool json = false;
   std::string in, out;
@@ -50,15 +50,11 @@ struct Options {
   throw Failure(Status::kUsage, line);
 }
 
-std::string SizeText(std::int32_t width, std::int32_t height) {
-  return std::to_string(width) + "x" + std::to_string(height);
-}
-
 bool HasAlpha(const std::string& letters) {
   return letters.find('A') != std::string::npos;
 }
 
-void ParseBand(const std::string& word, Options& options) {
+void ParseBand(const std::string& word, ConvertOptions& options) {
   const auto colon = word.find(':');
   if (colon == std::string::npos) {
     Misuse("--band: expected FIRST:LAST, such as 0:99, got '" + word + "'");
@@ -67,11 +63,8 @@ void ParseBand(const std::string& word, Options& options) {
   options.last = ParseInteger("--band LAST", word.substr(colon + 1), -1);
 }
 
-void CheckOptions(const Options& options) {
+void CheckOptions(const ConvertOptions& options) {
   const std::string& layout = options.raw.layout;
-  if (IsPng(options.in) && options.raw.size) {
-    Misuse("--size: expected raw bytes as IN, got the PNG picture " + options.in);
-  }
   if ((options.alpha || options.mask) && !HasAlpha(layout)) {
     Misuse("--alpha and --mask: expected a layout with alpha (ARGB, ABGR, RGBA, BGRA), got " + layout);
   }
@@ -83,45 +76,32 @@ void CheckOptions(const Options& options) {
   }
 }
 
-Image ReadPixels(const Options& options) {
-  if (!IsPng(options.in)) {
-    return ReadRaw(options.in, options.raw);
-  }
-  Image image = ReadImage(options.in);
-  const auto lost = std::ranges::count_if(image.pixels, [](Rgba pixel) { return pixel.alpha != kOpaque; });
-  if (lost > 0) {
-    Say(options.in + ": not used: the alpha of " + std::to_string(lost) +
-        " pixels, since the pictures of the host have none");
-  }
-  return image;
-}
-
 /// The conversion, step by step.
 class Conversion {
  public:
   /// Reads the files.
-  explicit Conversion(const Options& options)
+  explicit Conversion(const ConvertOptions& options)
       : options_(options),
         session_(options.host),
         before_(session_->CurrentBalance()),
         letters_(LettersOf(options.raw)) {
-    const Image in = ReadPixels(options);
-    Size copied = {in.width, in.height};
+    const Image in = ReadPixels(options.in, options.raw);
     if (options.mask) {
       mask_ = ReadImage(*options.mask);
-      copied = {mask_.width, mask_.height};
     }
-    if (copied.width != in.width || copied.height != in.height) {
-      Say("--mask: " + SizeText(copied.width, copied.height) +
-          " pixels are copied, as the mask has; the picture has " + SizeText(in.width, in.height));
+    const Image& sized = options.mask ? mask_ : in;
+    if (sized.width != in.width || sized.height != in.height) {
+      Say("--mask: the copy is " + std::to_string(sized.width) + "x" + std::to_string(sized.height) +
+          ", as the mask is, and not as large as the picture");
     }
     PlanBuffer(in);
-    PlanCopy(copied);
+    PlanCopy({sized.width, sized.height});
   }
 
   Status Run() {
     if (ToPicture() && ToBlock()) {
-      Save();
+      WritePixels(options_.out, {destination_->bytes(), static_cast<std::size_t>(destination_->size)},
+                  options_.raw, copied_);
     }
     source_.reset();
     picture_.reset();
@@ -133,20 +113,24 @@ class Conversion {
       Say(line);
     }
     if (options_.json) {
-      TellJson();
+      PrintJson("convert", {{"in", options_.in},
+                            {"out", options_.out},
+                            {"layout", options_.raw.layout},
+                            {"width", copied_.width},
+                            {"rows", copied_.height},
+                            {"stride", copy_.destRowBytes},
+                            {"offset", copy_.offset},
+                            {"verified", verified_},
+                            {"findings", findings_}});
     }
     return findings_.empty() ? Status::kGood : Status::kFindings;
   }
 
  private:
   void PlanBuffer(const Image& in) {
-    buffer_.layout = letters_;
-    buffer_.width = in.width;
-    buffer_.height = in.height;
-    buffer_.offset = options_.raw.offset;
-    buffer_.pixelBytes = static_cast<std::int64_t>(letters_.size());
-    buffer_.flip = options_.flip;
-    source_ = session_->NewMemoryBlock(BlockBytes(options_.raw, in.width * buffer_.pixelBytes, in.height));
+    const auto pixelBytes = static_cast<std::int64_t>(letters_.size());
+    buffer_ = {letters_, in.width, in.height, options_.raw.offset, pixelBytes, options_.flip};
+    source_ = session_->NewMemoryBlock(BlockBytes(options_.raw, in.width * pixelBytes, in.height));
     std::ranges::copy(Pack(in, letters_), source_->bytes() + buffer_.offset);
   }
 
@@ -162,18 +146,15 @@ class Conversion {
     if (options_.mask) {
       std::ranges::replace(copy_.layout, 'A', 'M');
     }
+    copied_ = {size.width, last - options_.first + 1};
     copy_.width = size.width;
     copy_.lines = {options_.first, last};
     copy_.offset = options_.raw.offset;
     copy_.pixelBytes = buffer_.pixelBytes;
     copy_.destRowBytes = RowBytes(options_.raw, size.width);
     copy_.alpha = static_cast<std::uint8_t>(options_.alpha.value_or(kOpaque));
-    destination_ = session_->NewMemoryBlock(BlockBytes(options_.raw, copy_.destRowBytes, RowCount()));
+    destination_ = session_->NewMemoryBlock(BlockBytes(options_.raw, copy_.destRowBytes, copied_.height));
     std::fill_n(destination_->bytes(), destination_->size, kUntouched);
-  }
-
-  std::int32_t RowCount() const {
-    return static_cast<std::int32_t>(copy_.lines.last - copy_.lines.first + 1);
   }
 
   /// Results go to standard output, unless the bytes do.
@@ -191,19 +172,13 @@ class Conversion {
   /// Tells whether all bytes of `what` are as they have to be.
   void Judge(const std::string& what, const std::string& difference, const std::string& amount) {
     verified_.push_back(what);
-    if (difference.empty()) {
-      Tell(what + ": identical (" + amount + ")");
-    } else {
-      Wrong(what + ": DIFFERENT, " + difference);
-    }
+    difference.empty() ? Tell(what + ": identical (" + amount + ")")
+                       : Wrong(what + ": DIFFERENT, " + difference);
   }
 
   void CheckSurroundings(const REALmemoryBlockStruct& block) {
-    if (!block.SurroundingsIntact()) {
-      Wrong("bytes: DIFFERENT, bytes outside the block were written");
-    }
-    if (!picture_->SurroundingsIntact()) {
-      Wrong("picture: DIFFERENT, bytes outside its rows were written");
+    if (!block.SurroundingsIntact() || !picture_->SurroundingsIntact()) {
+      Wrong("bytes outside the memory block or the picture were written");
     }
   }
 
@@ -214,6 +189,7 @@ class Conversion {
     const Progress progress("calling " + method);
     try {
       CallResult result = session_->Call(method, arguments);
+      Progress::Clear();
       if (result.exception) {
         Wrong("exception: " + ExceptionText(*result.exception));
       }
@@ -223,7 +199,6 @@ class Conversion {
     }
   }
 
-  /// False if there is no picture then.
   bool ToPicture() {
     std::string name = letters_ + "to";
     std::ranges::replace(name, 'X', 'A');  // these methods heed neither
@@ -233,9 +208,7 @@ class Conversion {
     if (letters_.size() == 1) {
       name = "GrayTo";
       arguments.emplace_back(1);  // bytes a pixel
-    }
-    for (const char colour : {'R', 'G', 'B'}) {
-      if (letters_.size() == 1 && letters_ != "Y") {
+      for (const char colour : std::string_view(letters_ == "Y" ? "" : "RGB")) {
         arguments.emplace_back(letters_[0] == colour ? 256 : 0);  // its factor over 256
       }
     }
@@ -290,35 +263,14 @@ class Conversion {
     return true;
   }
 
-  void Save() const {
-    const std::uint8_t* bytes = destination_->bytes();
-    if (IsPng(options_.out)) {
-      const Size size = {static_cast<std::int32_t>(copy_.width), RowCount()};
-      WriteImage(options_.out, Unpack(bytes + copy_.offset, copy_.destRowBytes, size, letters_));
-    } else {
-      WriteBytes(options_.out, {bytes, static_cast<std::size_t>(destination_->size)});
-    }
-  }
-
-  void TellJson() const {
-    PrintJson("convert", {{"in", options_.in},
-                          {"out", options_.out},
-                          {"layout", options_.raw.layout},
-                          {"width", copy_.width},
-                          {"rows", RowCount()},
-                          {"stride", copy_.destRowBytes},
-                          {"offset", copy_.offset},
-                          {"verified", verified_},
-                          {"findings", findings_}});
-  }
-
-  const Options& options_;
+  const ConvertOptions& options_;
   Session session_;  // before the references to its objects, which it outlives
   Balance before_;
   std::string letters_;  // of the layout
   Image mask_;
   oracle::Buffer buffer_;  // in the source
   oracle::Copy copy_;      // into the destination
+  Size copied_ = {};
   Ref<REALmemoryBlockStruct> source_, destination_;
   Ref<REALpictureStruct> picture_;
   std::vector<std::string> verified_, findings_;
@@ -327,16 +279,15 @@ class Conversion {
 }  // namespace
 
 Work SetUpConvert(CLI::App& app) {
-  app.footer(kHelp);
-  const auto options = std::make_shared<Options>();
+  app.footer(kConvertHelp);
+  const auto options = std::make_shared<ConvertOptions>();
   app.add_option("IN", options->in, "The PNG picture or raw bytes to send through the plug-in")->required();
   app.add_option("OUT", options->out, "Where what came back goes")->required();
-  const std::vector<std::string> layouts(kLayouts.begin(), kLayouts.end());
   app.add_option("--layout", options->raw.layout,
                  "RGB (which it is if not given), BGR, ARGB, ABGR, RGBA, BGRA,\n"
                  "XRGB, XBGR, RGBX, BGRX, gray, R, G or B")
       ->type_name("NAME")
-      ->transform(OneOf(layouts));
+      ->transform(OneOf(kLayouts));
   app.add_option("--size", options->raw.size, "The size of IN, if that is raw bytes")
       ->type_name("WxH")
       ->transform(SizeWord());

@@ -14,9 +14,6 @@
 namespace devhost::program {
 namespace {
 
-using Bytes = std::span<const std::uint8_t>;
-namespace files = std::filesystem;
-
 Failure FileFailure(const std::string& path, const char* what) {
   const std::string reason = std::generic_category().message(errno);
   return {Status::kFile, path + ": " + what + " (" + reason + ")"};
@@ -27,12 +24,12 @@ Failure WriteFailure(const std::string& path) {
 }
 
 /// False, like the functions below, if it failed for the reason in errno.
-bool Write(std::FILE* file, Bytes bytes) {
+bool Write(std::FILE* file, std::span<const std::uint8_t> bytes) {
   return std::fwrite(bytes.data(), 1, bytes.size(), file) == bytes.size() && std::fflush(file) == 0;
 }
 
 /// Writes to what is no file that could be replaced.
-void WriteInPlace(const std::string& name, std::FILE* file, Bytes bytes) {
+void WriteInPlace(const std::string& name, std::FILE* file, std::span<const std::uint8_t> bytes) {
   if (file != nullptr && isatty(fileno(file)) != 0) {
     throw Failure(Status::kUsage, name + ": expected a file or a pipe, since raw bytes spoil a terminal");
   }
@@ -42,17 +39,17 @@ void WriteInPlace(const std::string& name, std::FILE* file, Bytes bytes) {
 }
 
 /// What a link leads to in the end, even if that does not exist.
-files::path Followed(files::path path) {
+std::filesystem::path Followed(std::filesystem::path path) {
   constexpr int kMostLinks = 40;  // as the system follows
   std::error_code error;
-  for (int links = 0; links < kMostLinks && files::is_symlink(path, error); ++links) {
-    path = path.parent_path() / files::read_symlink(path, error);
+  for (int links = 0; links < kMostLinks && std::filesystem::is_symlink(path, error); ++links) {
+    path = path.parent_path() / std::filesystem::read_symlink(path, error);
   }
   return path;
 }
 
 /// Root may write to every file, but one that nobody may write to is to stay for root as well.
-bool IsWritable(const files::path& path, const struct stat& file) {
+bool IsWritable(const std::filesystem::path& path, const struct stat& file) {
   constexpr mode_t kWritable = S_IWUSR | S_IWGRP | S_IWOTH;
   if ((file.st_mode & kWritable) == 0) {
     errno = EACCES;
@@ -69,7 +66,8 @@ mode_t NewMode() {
 }
 
 /// Writes a file beside `target` and gives it this name. `old` is the file that has it, or null.
-bool Replace(const files::path& target, const struct stat* old, Bytes bytes) {
+bool Replace(const std::filesystem::path& target, const struct stat* old,
+             std::span<const std::uint8_t> bytes) {
   std::string beside = target.parent_path() / ".rastel-host-XXXXXX";
   const int descriptor = mkostemp(beside.data(), O_CLOEXEC);
   if (descriptor < 0) {
@@ -89,7 +87,8 @@ bool Replace(const files::path& target, const struct stat* old, Bytes bytes) {
 }
 
 /// The same; what a user ends the program with waits until no unfinished file is left.
-bool ReplaceUninterrupted(const files::path& target, const struct stat* old, Bytes bytes) {
+bool ReplaceUninterrupted(const std::filesystem::path& target, const struct stat* old,
+                          std::span<const std::uint8_t> bytes) {
   sigset_t ends, before;
   sigemptyset(&ends);
   for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {

@@ -7,6 +7,7 @@
 #include "devhost/oracle.h"
 #include "rastel-host/failure.h"
 #include "rastel-host/files.h"
+#include "rastel-host/output.h"
 
 namespace devhost::program {
 namespace {
@@ -18,6 +19,46 @@ std::uint8_t GrayOf(const Rgba& pixel) {
 std::uint8_t ByteFor(char letter, const Rgba& pixel) {
   const oracle::Colour colour{pixel.red, pixel.green, pixel.blue};
   return letter == 'Y' ? GrayOf(pixel) : oracle::ByteFor(letter, colour, pixel.alpha, {}, pixel.alpha);
+}
+
+/// The picture that `size` pixels in `bytes` show.
+Image Unpack(std::span<const std::uint8_t> bytes, const RawForm& form, Size size) {
+  const std::string letters = LettersOf(form);
+  const std::int64_t rowBytes = RowBytes(form, size.width);
+  const bool hasAlpha = letters.find('A') != std::string::npos;
+  Image image(size.width, size.height);
+  for (std::int32_t y = 0; y < size.height; ++y) {
+    const std::uint8_t* pixel = bytes.data() + form.offset + y * rowBytes;
+    for (std::int32_t x = 0; x < size.width; ++x) {
+      const auto [red, green, blue] = oracle::ReadPixel(letters, pixel);
+      image.At(x, y) = {red, green, blue, hasAlpha ? oracle::ByteOf(letters, 'A', pixel) : std::uint8_t{255}};
+      pixel += letters.size();
+    }
+  }
+  return image;
+}
+
+Image ReadRaw(const std::string& path, const RawForm& form) {
+  const std::string name = path == "-" ? "standard input" : path;
+  if (!form.size) {
+    throw Failure(Status::kUsage,
+                  "--size: expected the size of the raw bytes in " + name + ", such as 640x480");
+  }
+  CheckImageSize(Status::kUsage, "--size", form.size->width, form.size->height);
+  const std::int64_t rowBytes = RowBytes(form, form.size->width);
+  const std::int64_t whole = BlockBytes(form, rowBytes, form.size->height);
+  const std::int64_t least =
+      whole - rowBytes + form.size->width * static_cast<std::int64_t>(LettersOf(form).size());
+  const auto bytes = ReadBytes(path, static_cast<std::size_t>(whole) + 1);
+  const auto found = static_cast<std::int64_t>(bytes.size());
+  if (found != whole && found != least) {
+    throw Failure(Status::kFile, name + ": " + (found < whole ? "truncated, " : "") + "expected " +
+                                     std::to_string(whole) + " raw bytes (" + std::to_string(form.offset) +
+                                     " and " + std::to_string(form.size->height) + " rows of " +
+                                     std::to_string(rowBytes) + "), found " +
+                                     (found > whole ? "more" : std::to_string(found)));
+  }
+  return Unpack(bytes, form, *form.size);
 }
 
 }  // namespace
@@ -60,41 +101,29 @@ std::vector<std::uint8_t> Pack(const Image& image, std::string_view letters) {
   return bytes;
 }
 
-Image Unpack(const std::uint8_t* bytes, std::int64_t rowBytes, Size size, std::string_view letters) {
-  Image image(size.width, size.height);
-  const bool hasAlpha = letters.find('A') != std::string_view::npos;
-  for (std::int32_t y = 0; y < size.height; ++y) {
-    const std::uint8_t* pixel = bytes + y * rowBytes;
-    for (std::int32_t x = 0; x < size.width; ++x) {
-      const auto [red, green, blue] = oracle::ReadPixel(letters, pixel);
-      image.At(x, y) = {red, green, blue, hasAlpha ? oracle::ByteOf(letters, 'A', pixel) : std::uint8_t{255}};
-      pixel += letters.size();
-    }
+Image ReadPixels(const std::string& path, const RawForm& form) {
+  if (!IsPng(path)) {
+    return ReadRaw(path, form);
+  }
+  if (form.size) {
+    throw Failure(Status::kUsage, "--size: expected raw bytes as IN, got the PNG picture " + path);
+  }
+  Image image = ReadImage(path);
+  const auto lost = std::ranges::count_if(image.pixels, [](Rgba pixel) { return pixel.alpha != 255; });
+  if (lost > 0) {
+    Say(path + ": not used: the alpha of " + std::to_string(lost) +
+        " pixels, since the host's pictures have none");
   }
   return image;
 }
 
-Image ReadRaw(const std::string& path, const RawForm& form) {
-  const std::string name = path == "-" ? "standard input" : path;
-  if (!form.size) {
-    throw Failure(Status::kUsage,
-                  "--size: expected the size of the raw bytes in " + name + ", such as 640x480");
+void WritePixels(const std::string& path, std::span<const std::uint8_t> block, const RawForm& form,
+                 Size size) {
+  if (IsPng(path)) {
+    WriteImage(path, Unpack(block, form, size));
+  } else {
+    WriteBytes(path, block);
   }
-  CheckImageSize(Status::kUsage, "--size", form.size->width, form.size->height);
-  const std::string letters = LettersOf(form);
-  const std::int64_t rowBytes = RowBytes(form, form.size->width);
-  const std::int64_t whole = BlockBytes(form, rowBytes, form.size->height);
-  const std::int64_t least = whole - rowBytes + form.size->width * static_cast<std::int64_t>(letters.size());
-  const auto bytes = ReadBytes(path, static_cast<std::size_t>(whole) + 1);
-  const auto found = static_cast<std::int64_t>(bytes.size());
-  if (found != whole && found != least) {
-    throw Failure(Status::kFile, name + ": " + (found < whole ? "truncated, " : "") + "expected " +
-                                     std::to_string(whole) + " raw bytes (" + std::to_string(form.offset) +
-                                     " and " + std::to_string(form.size->height) + " rows of " +
-                                     std::to_string(rowBytes) + "), found " +
-                                     (found > whole ? "more" : std::to_string(found)));
-  }
-  return Unpack(bytes.data() + form.offset, rowBytes, *form.size, letters);
 }
 
 }  // namespace devhost::program

@@ -1,7 +1,6 @@
-// Raw bytes: pixels of a named layout.
+// Pixels in PNG files and in raw bytes of a named layout.
 #pragma once
 
-#include <array>
 #include <cstdint>
 #include <optional>
 #include <span>
@@ -16,8 +15,8 @@ namespace devhost::program {
 
 /// The names of the layouts. They name a pixel's bytes in their order, X a byte that means nothing; gray is
 /// one byte for all three colours.
-inline constexpr std::array kLayouts = {"RGB",  "BGR",  "ARGB", "ABGR", "RGBA", "BGRA", "XRGB",
-                                        "XBGR", "RGBX", "BGRX", "gray", "R",    "G",    "B"};
+inline const std::vector<std::string> kLayouts = {"RGB",  "BGR",  "ARGB", "ABGR", "RGBA", "BGRA", "XRGB",
+                                                  "XBGR", "RGBX", "BGRX", "gray", "R",    "G",    "B"};
 
 /// How pixels lie in raw bytes.
 struct RawForm {
@@ -41,13 +40,15 @@ std::int32_t BlockBytes(const RawForm& form, std::int64_t rowBytes, std::int32_t
 /// (299 red + 587 green + 114 blue + 500) / 1000.
 std::vector<std::uint8_t> Pack(const Image& image, std::string_view letters);
 
-/// The picture that rows of pixels show, `rowBytes` bytes apart: a colour that the layout has not is 0, and
-/// alpha is 255 unless the layout has one.
-Image Unpack(const std::uint8_t* bytes, std::int64_t rowBytes, Size size, std::string_view letters);
+/// Reads a PNG file, or raw bytes, which are standard input if `path` is "-"; says that alpha is not used.
+/// The last row of raw bytes may end with its last pixel. Throws Failure: kUsage if the form does not fit the
+/// file, kFile if that cannot be read, is no picture, or has another number of bytes.
+Image ReadPixels(const std::string& path, const RawForm& form);
 
-/// Reads raw bytes from a file, or from standard input if `path` is "-". The last row may end with its last
-/// pixel. Throws Failure: kUsage if the form is without a size or does not fit it, kFile if the file cannot
-/// be read or has another number of bytes.
-Image ReadRaw(const std::string& path, const RawForm& form);
+/// Writes `block`, which holds `size` pixels, as raw bytes, or as the PNG picture that they show: a colour
+/// that the layout has not is 0, and alpha is 255 unless the layout has one. Throws Failure as WriteBytes
+/// does.
+void WritePixels(const std::string& path, std::span<const std::uint8_t> block, const RawForm& form,
+                 Size size);
 
 }  // namespace devhost::program
