@@ -14,16 +14,14 @@
 namespace devhost::program {
 namespace {
 
+constexpr const char* kUnwritable = "cannot be written";
+
 Failure FileFailure(const std::string& path, const char* what) {
   const std::string reason = std::generic_category().message(errno);
   return {Status::kFile, path + ": " + what + " (" + reason + ")"};
 }
 
-Failure WriteFailure(const std::string& path) {
-  return FileFailure(path, "cannot be written");
-}
-
-/// False, like the functions below, if it failed for the reason in errno.
+/// False if it failed, for the reason in errno, like the other functions that give a bool.
 bool Write(std::FILE* file, std::span<const std::uint8_t> bytes) {
   return std::fwrite(bytes.data(), 1, bytes.size(), file) == bytes.size() && std::fflush(file) == 0;
 }
@@ -34,7 +32,7 @@ void WriteInPlace(const std::string& name, std::FILE* file, std::span<const std:
     throw Failure(Status::kUsage, name + ": expected a file or a pipe, since raw bytes spoil a terminal");
   }
   if (file == nullptr || !Write(file, bytes)) {
-    throw WriteFailure(name);
+    throw FileFailure(name, kUnwritable);
   }
 }
 
@@ -144,13 +142,13 @@ void WriteBytes(const std::string& path, std::span<const std::uint8_t> bytes) {
   struct stat old {};
   const bool exists = stat(target.c_str(), &old) == 0;
   if (exists ? !IsWritable(target, old) : errno != ENOENT) {
-    throw WriteFailure(path);
+    throw FileFailure(path, kUnwritable);
   }
   if (exists && !S_ISREG(old.st_mode)) {
     const File file(std::fopen(target.c_str(), "wbe"));
     WriteInPlace(path, file.get(), bytes);
   } else if (!ReplaceUninterrupted(target, exists ? &old : nullptr, bytes)) {
-    throw WriteFailure(path);
+    throw FileFailure(path, exists ? "cannot be replaced by a new file of the same owner" : kUnwritable);
   }
 }
 

@@ -38,7 +38,8 @@ struct Reader {
       throw std::bad_alloc();
     }
     png_set_read_fn(png, this, OnRead);
-    png_set_user_limits(png, PNG_UINT_31_MAX, PNG_UINT_31_MAX);  // CheckImageSize has our own
+    png_set_option(png, PNG_SKIP_sRGB_CHECK_PROFILE, PNG_OPTION_ON);  // the profile is not used
+    png_set_user_limits(png, PNG_UINT_31_MAX, PNG_UINT_31_MAX);       // CheckImageSize has our own
   }
   ~Reader() { png_destroy_read_struct(&png, &info, nullptr); }
   Reader(const Reader&) = delete;
