@@ -260,7 +260,7 @@ expect_shell 0 '^old 640$' 'stat --format="$(cat old.raw) %a" old.raw'
 expect 0 '^$' photo.png link
 expect_shell 0 '^1221 640 1221$' 'stat --format="%s %a" old.raw | tr "\n" " "; wc -c <link'
 expect_shell 0 '^1221$' 'convert photo.png dangling && wc -c <new.raw'
-expect_shell 0 '^1221$' 'mkfifo pipe && (timeout 20 cat pipe | wc -c) & convert photo.png pipe; wait'
+expect_shell 0 '^1221$' 'mkfifo pipe; (timeout 20 cat pipe | wc -c) & convert photo.png pipe; wait'
 # Nothing was written that should not be, and what ends the program at any moment leaves no part of a file.
 python3 - "$program" "$plugin" <<'END' || status=1
 import os, pty, signal, subprocess, sys, time
