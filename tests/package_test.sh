@@ -7,7 +7,8 @@ trap 'rm -rf "$folder"' EXIT
 unset DESTDIR
 
 cmake --install "$1" --prefix "$folder/installed" >/dev/null
-"$folder/installed/bin/rastel-host" list | grep -q CopyRGBtoMemoryblockKVZ
+"$folder/installed/bin/rastel-host" list >"$folder/list"
+grep -q "^$folder/installed/.*: 50 methods" "$folder/list"
 
 cpack --config "$1/CPackConfig.cmake" -B "$folder" >/dev/null
 tar -xzf "$folder"/rastel-*.tar.gz -C "$folder" --strip-components=1
