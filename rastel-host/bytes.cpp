@@ -47,7 +47,7 @@ std::string Explain(const std::vector<Call>& calls, std::size_t index) {
     return std::to_string(first);
   }
   const bool kept = always([&](const Call& call) { return call.after[index] == call.before[index]; });
-  return kept ? "UNTOUCHED" : "?";
+  return kept ? "kept" : "?";
 }
 
 /// An overload, and arguments that it should accept.

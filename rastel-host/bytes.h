@@ -16,7 +16,7 @@ inline constexpr std::size_t kBytesShown = 4;
 struct TracedBytes {
   std::string flags;               // "LittleEndian = true"; empty for an overload without flags
   std::string where;               // "buffer", "picture"
-  std::vector<std::string> cells;  // "red", "byte 2", "255", "UNTOUCHED"; "?" for what has no simple source
+  std::vector<std::string> cells;  // "red", "byte 2", "255", "kept"; "?" for what has no simple source
 
   bool operator==(const TracedBytes&) const = default;
 };

@@ -2,6 +2,7 @@
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <csignal>
+#include <cstdio>
 #include <cstring>
 #include <iostream>
 #include <new>
@@ -179,5 +180,8 @@ class CommandLine {
 
 int main(int argc, char** argv) {  // NOLINT(bugprone-exception-escape): what is left has no memory to tell it
   std::signal(SIGPIPE, SIG_IGN);   // a closed pipe is an error of the file
+  // What goes wrong with the output shows when it is flushed, with its reason.
+  static char buffer[1 << 16];
+  std::setvbuf(stdout, buffer, _IOFBF, sizeof buffer);
   return devhost::program::CommandLine(argc, argv).Do(argc, argv);
 }

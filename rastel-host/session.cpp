@@ -7,6 +7,7 @@
 
 #include "devhost/nearest.h"
 #include "rastel-host/failure.h"
+#include "rastel-host/files.h"
 #include "rastel-host/output.h"
 #include "rastel-host/supervise.h"
 
@@ -42,8 +43,11 @@ std::string FindPlugin() {
                   "build/release of one of these; --plugin FILE names another file");
   }
   for (std::size_t i = 1; i < candidates.size(); ++i) {
+    if (ReadBytes(candidates[i].string()) == ReadBytes(candidates[0].string())) {
+      continue;
+    }
     Say("using " + candidates[0].string() + ", though there is " + candidates[i].string() +
-        " as well; --plugin FILE chooses");
+        ", which is another; --plugin FILE chooses");
   }
   return candidates[0].string();
 }

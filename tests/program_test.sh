@@ -69,7 +69,7 @@ expect 0 '"definitionVersion": 13,.*"declaration": "CopyBtoMemoryblockKVZ\(' "${
 [ $? -eq 5 ] && grep -q 'standard output: No space left on device' full || fail 'a full disk is no error'
 
 # show.
-expect 0 'buffer, pixel type 13, 12, 8 +UNTOUCHED +red +green +blue$' "${show[@]}" copyxrgbtomemoryblockkvz
+expect 0 'buffer, pixel type 13, 12, 8 +kept +red +green +blue$' "${show[@]}" copyxrgbtomemoryblockkvz
 expect 0 'LittleEndian = true:.*pixel type 16 +blue +green +red +AlphaValue$' "${show[@]}" CopyARGBtoMemoryblockKVZ --pixel-type 16
 expect 0 'type 13 +255 +byte 0 +byte 0 +byte 0 .*byte 0 \* Red / 256 +byte 0 \* Blue / 256 .*type 8 +Green\(byte 0\) +Blue\(byte 0\) +Red\(byte 0\) +0$' \
   "${show[@]}" PtrGrayToPictureKVZ
