@@ -31,6 +31,16 @@ std::vector<std::uint8_t> Counting(std::int32_t count) {
   return bytes;
 }
 
+/// The file's bytes. Throws Failure (kFile) if a block cannot have as many.
+std::vector<std::uint8_t> BytesOfFile(const std::string& path) {
+  auto bytes = ReadBytes(path, std::size_t{kMostInteger} + 1);
+  if (bytes.size() > std::size_t{kMostInteger}) {
+    throw Failure(Status::kFile,
+                  path + ": expected at most " + std::to_string(kMostInteger) + " bytes, as a block has");
+  }
+  return bytes;
+}
+
 /// An address that lies this far from memory is not taken for an access beyond its end.
 constexpr std::int64_t kNear = 4096;
 
@@ -131,7 +141,7 @@ Value WrittenArguments::MakePicture(const std::string& word, const std::string& 
 }
 
 REALmemoryBlockStruct* WrittenArguments::MakeBlock(const std::string& word, const std::string& source) {
-  auto bytes = IsDigits(source) ? Counting(ParseInteger(what_, source, 0)) : ReadBytes(source);
+  auto bytes = IsDigits(source) ? Counting(ParseInteger(what_, source, 0)) : BytesOfFile(source);
   auto block = session_->NewMemoryBlock(static_cast<std::int32_t>(bytes.size()));
   std::copy(bytes.begin(), bytes.end(), block->bytes());
   blocks_.push_back({what_ + " (" + word + ")", std::move(block), std::move(bytes)});

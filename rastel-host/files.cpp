@@ -89,7 +89,7 @@ bool ReplaceUninterrupted(const std::filesystem::path& target, const struct stat
                           std::span<const std::uint8_t> bytes) {
   sigset_t ends, before;
   sigemptyset(&ends);
-  for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
+  for (const int signal : {SIGINT, SIGTERM, SIGHUP, SIGQUIT}) {
     sigaddset(&ends, signal);
   }
   std::signal(SIGXFSZ, SIG_IGN);  // a file that gets too long is an error like others

@@ -19,7 +19,7 @@ namespace devhost::program {
 namespace {
 
 constexpr int kCrashes[] = {SIGSEGV, SIGBUS, SIGILL, SIGFPE, SIGABRT, SIGSYS, SIGTRAP};
-constexpr int kRequests[] = {SIGINT, SIGTERM, SIGHUP};
+constexpr int kRequests[] = {SIGINT, SIGTERM, SIGHUP, SIGQUIT};
 
 /// What both processes see.
 struct Shared {
