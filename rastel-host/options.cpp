@@ -59,7 +59,7 @@ Fault ParseFault(Fault::Kind kind, const char* option, std::string_view word) {
   const auto at = word.find('@');
   std::int32_t number = 0;
   if (at == std::string_view::npos || !ReadInteger(word.substr(at + 1), 1, kMostInteger, number)) {
-    Refuse(option, "ENTRY@N with N from 1, such as newPicture@10", word);
+    Refuse(option, "ENTRY@N with N from 1, such as newPicture@10, or @N", word);
   }
   return {.kind = kind, .entry = std::string(word.substr(0, at)), .from = number - 1};
 }
@@ -179,8 +179,10 @@ void AddHost(CLI::App& app, HostSettings& settings) {
   app.add_option("--without", settings.without, "A host that lacks this entry or function; repeatable")
       ->type_name("ENTRY")
       ->allow_extra_args(false);
-  AddFaults(app, "--fail", "The N-th call of an entry, from 1, gives null; repeatable", Fault::Kind::kFails,
-            settings.faults);
+  AddFaults(app, "--fail",
+            "The N-th call of an entry, from 1, gives null; repeatable;\n@N: the N-th call of any, once the "
+            "plug-in is loaded",
+            Fault::Kind::kFails, settings.faults);
   AddFaults(app, "--throw", "That call throws an exception of the host; repeatable", Fault::Kind::kThrows,
             settings.faults);
 }

@@ -76,11 +76,15 @@ const char* OptionOf(const Fault& fault) {
   return fault.kind == Fault::Kind::kThrows ? "--throw" : "--fail";
 }
 
+bool IsOfAnyEntry(const Fault& fault) {
+  return fault.entry.empty();
+}
+
 /// Throws Failure if a fault is about what no plug-in can call.
 void CheckFaults(const std::vector<Fault>& faults) {
   const auto known = Host::EntryNames();
   for (const Fault& fault : faults) {
-    if (std::ranges::find(known, fault.entry) == known.end()) {
+    if (!IsOfAnyEntry(fault) && std::ranges::find(known, fault.entry) == known.end()) {
       throw Failure(Status::kUsage, std::string(OptionOf(fault)) + ": expected what a plug-in calls, got '" +
                                         fault.entry + "'" + Nearest(fault.entry, known));
     }
@@ -123,6 +127,7 @@ Session::Session(const HostSettings& settings) : settings_(settings) {
   } catch (const HostError& error) {
     throw Failure(Status::kNoPlugin, error.what());
   }
+  isLoaded_ = true;
   NowDoing("using '" + plugin_ + "'", Status::kCrash);
   if (host_->methods().empty()) {
     std::ostringstream version;
@@ -132,26 +137,37 @@ Session::Session(const HostSettings& settings) : settings_(settings) {
   }
 }
 
-/// Makes the host's calls go wrong as the faults say.
+/// Makes the host's calls go wrong as the faults say: those of named entries from now on, those of any entry
+/// once the plug-in is loaded.
 void Session::Arm() {
-  if (!settings_.faults.empty()) {
-    injection_.emplace(*host_, settings_.faults);
-    host_->onEntry = [this](std::string_view entry) {
-      ++calls_[std::string(entry)];
-      return (*injection_)(entry);
-    };
+  std::vector<Fault> named, any;
+  std::ranges::partition_copy(settings_.faults, std::back_inserter(any), std::back_inserter(named),
+                              IsOfAnyEntry);
+  if (settings_.faults.empty()) {
+    return;
   }
+  named_.emplace(*host_, named);
+  any_.emplace(*host_, any);
+  host_->onEntry = [this](std::string_view entry) {
+    ++calls_[std::string(entry)];
+    const Reaction reaction = isLoaded_ ? (*any_)(entry) : Reaction::kAct;
+    return reaction == Reaction::kAct ? (*named_)(entry) : reaction;
+  };
 }
 
 std::vector<std::string> Session::FaultsNotDue() const {
   std::vector<std::string> lines;
+  const auto tell = [&](const Fault& fault, const std::string& why) {
+    lines.push_back(std::string(OptionOf(fault)) + ' ' + fault.entry + '@' + std::to_string(fault.from + 1) +
+                    " never came due: " + why);
+  };
   for (const Fault& fault : settings_.faults) {
     const auto found = calls_.find(fault.entry);
     const int calls = found == calls_.end() ? 0 : found->second;
-    if (calls <= fault.from) {
-      lines.push_back(std::string(OptionOf(fault)) + ' ' + fault.entry + '@' +
-                      std::to_string(fault.from + 1) + " never came due: " + std::to_string(calls) +
-                      " calls of " + fault.entry);
+    if (IsOfAnyEntry(fault) && any_->hit.empty()) {
+      tell(fault, "there were " + std::to_string(any_->calls) + " calls, or that one is not to go wrong");
+    } else if (!IsOfAnyEntry(fault) && calls <= fault.from) {
+      tell(fault, "there were " + std::to_string(calls) + " calls of " + fault.entry);
     }
   }
   return lines;

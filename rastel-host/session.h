@@ -52,7 +52,8 @@ class Session {
   std::string plugin_;
   std::map<std::string, int, std::less<>> calls_;  // of each entry so far, if there are faults
   std::unique_ptr<Host> host_;
-  std::optional<Injection> injection_;
+  bool isLoaded_ = false;
+  std::optional<Injection> named_, any_;  // faults of named entries, and of any
 };
 
 /// A host picture that shows `image`; the pixels' fourth byte, where there is one, is the alpha.

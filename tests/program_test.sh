@@ -111,7 +111,10 @@ expect 4 '^\{ +"verb": "call", +"error": \{ +"status": 4, +"message": "[^"]*offs
   "${call[@]}" CopyRGBtoMemoryblockKVZ picture:4x4 block:47 0 --json
 expect 0 'newPicture\([^)]*\) \[made to fail\] = nil .*calls 3 to 3 of 4: result: nil calls 4 to 4' \
   "${call[@]}" MemoryblockRGBtoPictureKVZ block:48 0 4 4 --times 4 --fail newPicture@3 --trace
-expect 0 'fail newPicture@2 never came due: 1 calls of newPicture' "${call[@]}" MemoryblockRGBtoPictureKVZ block:48 0 4 4 --fail newPicture@2
+expect 0 'fail newPicture@2 never came due: there were 1 calls of newPicture' "${call[@]}" MemoryblockRGBtoPictureKVZ block:48 0 4 4 --fail newPicture@2
+expect 0 'PluginPictureGetType\(picture#1\) = 2 trace: lockPictureDescription\([^)]*\) \[made to fail\]' \
+  "${call[@]}" CopyRGBtoMemoryblockKVZ picture:4x4 block:48 0 --trace --fail @5
+expect 0 'fail @400 never came due: there were [1-9][0-9]* calls' "${call[@]}" CopyRGBtoMemoryblockKVZ picture:4x4 block:48 0 --fail @400
 expect 1 'trace: newPicture\([^)]*\) \[made to throw\] .*exception: the host.s entry newPicture threw' \
   "${call[@]}" MemoryblockRGBtoPictureKVZ block:48 0 4 4 --throw newPicture@1 --trace
 expect 1 'balance: lost: objects, 1 more' "${call[@]}" MemoryblockRGBtoPictureKVZ nil 0 4 4 --without REALUnlockObject
