@@ -113,12 +113,6 @@ void LockObject(REALobjectStruct* object) {
   }
 }
 
-void UnlockObject(REALobjectStruct* object) {
-  if (Require(object) != nullptr) {
-    Release(object);
-  }
-}
-
 // Strings and arrays.
 
 REALstringStruct* BuildEncodedString(const void* bytes, std::int32_t length, std::uint32_t encoding) {
@@ -140,12 +134,6 @@ REALstringStruct* BuildString(const void* bytes, std::int32_t length) {
 void SetStringEncoding(REALstringStruct* text, std::uint32_t encoding) {
   if (Require(text) != nullptr) {
     text->encoding = encoding;
-  }
-}
-
-void UnlockString(REALstringStruct* text) {
-  if (Require(text) != nullptr) {
-    Release(text);
   }
 }
 
@@ -197,8 +185,8 @@ const std::vector<NamedAddress>& GeneralEntries() {
       Row<"REALGetPropValueInt", GetIntegerProperty>(),
       Row<"RuntimeRaiseException", RaiseException>(),
       Row<"REALLockObject", LockObject>(),
-      Row<"REALUnlockObject", UnlockObject>(),
-      Row<"REALUnlockString", UnlockString>(),
+      Row<"REALUnlockObject", RequireAndRelease<REALobjectStruct>>(),
+      Row<"REALUnlockString", RequireAndRelease<REALstringStruct>>(),
       Row<"REALBuildString", BuildString>(),
       Row<"REALBuildStringWithEncoding", BuildEncodedString>(),
       Row<"REALConvertString", ConvertString>(),

@@ -4,6 +4,7 @@
 #include <bit>
 #include <set>
 #include <string>
+#include <utility>
 
 #include "devhost/trace.h"
 
@@ -30,19 +31,18 @@ void SetWorld(LegacyWorld* port, void* device) {
 }
 
 LegacyPixMap* GetPixMap(LegacyWorld* world) {
-  REALpictureStruct* picture = PictureOf(world);
-  return Require(picture) == nullptr ? nullptr : Tagged<LegacyPixMap>(picture, kPixMapTag);
+  REALpictureStruct* picture = Require(PictureOf(world));
+  return picture == nullptr ? nullptr : Tagged<LegacyPixMap>(picture, kPixMapTag);
 }
 
 std::int16_t GetDepth(LegacyPixMap* pixMap) {
-  REALpictureStruct* picture = PictureOf(pixMap);
-  return Require(picture) == nullptr ? std::int16_t{0}
-                                     : static_cast<std::int16_t>(8 * BytesPerPixel(picture->format));
+  REALpictureStruct* picture = Require(PictureOf(pixMap));
+  return picture == nullptr ? std::int16_t{0} : static_cast<std::int16_t>(8 * BytesPerPixel(picture->format));
 }
 
 std::uint8_t LockPixels(LegacyPixMap* pixMap) {
-  REALpictureStruct* picture = PictureOf(pixMap);
-  if (Require(picture) == nullptr) {
+  REALpictureStruct* picture = Require(PictureOf(pixMap));
+  if (picture == nullptr) {
     return 0;
   }
   ++picture->pixelLocks;
@@ -50,8 +50,8 @@ std::uint8_t LockPixels(LegacyPixMap* pixMap) {
 }
 
 char* GetBaseAddress(LegacyPixMap* pixMap) {
-  REALpictureStruct* picture = PictureOf(pixMap);
-  if (Require(picture) == nullptr) {
+  REALpictureStruct* picture = Require(PictureOf(pixMap));
+  if (picture == nullptr) {
     return nullptr;
   }
   if (picture->pixelLocks == 0) {
@@ -61,13 +61,13 @@ char* GetBaseAddress(LegacyPixMap* pixMap) {
 }
 
 std::int32_t GetRowBytes(LegacyPixMap* pixMap) {
-  REALpictureStruct* picture = PictureOf(pixMap);
-  return Require(picture) == nullptr ? 0 : static_cast<std::int32_t>(picture->rowBytes);
+  REALpictureStruct* picture = Require(PictureOf(pixMap));
+  return picture == nullptr ? 0 : static_cast<std::int32_t>(picture->rowBytes);
 }
 
 void UnlockPixels(LegacyPixMap* pixMap) {
-  REALpictureStruct* picture = PictureOf(pixMap);
-  if (Require(picture) == nullptr) {
+  REALpictureStruct* picture = Require(PictureOf(pixMap));
+  if (picture == nullptr) {
     return;
   }
   if (picture->pixelLocks == 0) {
@@ -126,17 +126,9 @@ void* FindFunction(PlatformObject* bundle, const ConstantString* name) {
   return FindAddress(LegacyFunctions(), name->text);
 }
 
-void ReleasePlatformObject(PlatformObject* object) {
-  if (Require(object) != nullptr) {
-    Release(object);
-  }
-}
-
 std::uint32_t Ticks() {
   Clock& clock = Host::Current().clock;
-  const std::uint32_t now = clock.ticks;
-  clock.ticks += clock.ticksPerReading;
-  return now;
+  return std::exchange(clock.ticks, clock.ticks + clock.ticksPerReading);
 }
 
 // Not one, so that a forgotten conversion shows.
@@ -144,9 +136,8 @@ constexpr std::uint64_t kHostTimePerNanosecond = 3;
 
 std::uint64_t HostTime() {
   Clock& clock = Host::Current().clock;
-  const std::uint64_t now = clock.nanoseconds;
-  clock.nanoseconds += clock.nanosecondsPerReading;
-  return now * kHostTimePerNanosecond;
+  return kHostTimePerNanosecond *
+         std::exchange(clock.nanoseconds, clock.nanoseconds + clock.nanosecondsPerReading);
 }
 
 std::uint64_t NanosecondsOf(std::uint64_t hostTime) {
@@ -222,7 +213,7 @@ void* CFBundleGetFunctionPointerForName(PlatformObject* bundle, const ConstantSt
 }
 
 void CFRelease(PlatformObject* object) {
-  Traced<"CFRelease", ReleasePlatformObject>::Call(object);
+  Traced<"CFRelease", RequireAndRelease<PlatformObject>>::Call(object);
 }
 
 const ConstantString* __CFStringMakeConstantString(const char* text) {

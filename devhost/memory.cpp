@@ -138,18 +138,12 @@ bool Memory::SurroundingsIntact() const {
   if (!isMapped_) {
     ASAN_UNPOISON_MEMORY_REGION(start_, length_);
   }
-  const bool intact = AreSurroundingsIntact();
+  bool intact = Untouched(start_ + length_ - behind_, behind_);
+  for (std::size_t slot = 0; intact && slot < shape_.rows; ++slot) {
+    intact = Untouched(RowInSlot(slot) - before_, before_);
+  }
   CloseSurroundings();
   return intact;
-}
-
-bool Memory::AreSurroundingsIntact() const {
-  for (std::size_t slot = 0; slot < shape_.rows; ++slot) {
-    if (!Untouched(RowInSlot(slot) - before_, before_)) {
-      return false;
-    }
-  }
-  return Untouched(start_ + length_ - behind_, behind_);
 }
 
 }  // namespace devhost

@@ -44,7 +44,6 @@ class Memory {
   void OpenGuardedSlots();
   void Map();
   void CloseSurroundings() const;
-  bool AreSurroundingsIntact() const;
 
   MemoryShape shape_;
   std::size_t before_;     // bytes ahead of the row in its slot

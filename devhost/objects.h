@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "abi/records.h"
@@ -114,11 +115,7 @@ class Ref {
   explicit operator bool() const { return object_ != nullptr; }
 
   /// Hands the reference over to the caller.
-  Object* release() {
-    Object* object = object_;
-    object_ = nullptr;
-    return object;
-  }
+  Object* release() { return std::exchange(object_, nullptr); }
   void reset(Object* owned = nullptr);  // drops the reference held
 
  private:

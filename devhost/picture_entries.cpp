@@ -122,20 +122,6 @@ REALobjectStruct* GetGraphics(REALpictureStruct* picture) {
   return Require(picture) == nullptr ? nullptr : new GraphicsObject(picture);
 }
 
-}  // namespace
-
-const std::vector<NamedAddress>& ObjectMethods() {
-  static const std::vector<NamedAddress> methods = {
-      {"DrawPicture(Image as Picture, x as Integer, y as Integer, w as Integer, h as Integer, "
-       "sx as Integer = 0, sy as Integer = 0, sw as Integer = -10000, sh as Integer = -10000)",
-       Row<"DrawPicture", DrawPicture>().address},
-      {"Mask(assigns newMask As Picture)", Row<"Mask", AssignMask>().address},
-  };
-  return methods;
-}
-
-namespace {
-
 void* LoadObjectMethod(REALobjectStruct* object, const char* declaration) {
   if (Require(object) == nullptr || !RequireAddress(declaration)) {
     return nullptr;
@@ -147,6 +133,16 @@ void* LoadObjectMethod(REALobjectStruct* object, const char* declaration) {
 }
 
 }  // namespace
+
+const std::vector<NamedAddress>& ObjectMethods() {
+  static const std::vector<NamedAddress> methods = {
+      {"DrawPicture(Image as Picture, x as Integer, y as Integer, w as Integer, h as Integer, "
+       "sx as Integer = 0, sy as Integer = 0, sw as Integer = -10000, sh as Integer = -10000)",
+       Row<"DrawPicture", DrawPicture>().address},
+      {"Mask(assigns newMask As Picture)", Row<"Mask", AssignMask>().address},
+  };
+  return methods;
+}
 
 const std::vector<NamedAddress>& PictureEntries() {
   static const std::vector<NamedAddress> entries = {

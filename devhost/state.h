@@ -124,6 +124,13 @@ inline IntegerArray* Require(_REALarrayInteger* array) {
   return RequireAs<IntegerArray>(array);
 }
 
+template <typename Object>
+void RequireAndRelease(Object* object) {
+  if (Require(object) != nullptr) {
+    Release(object);
+  }
+}
+
 /// True if `address` is not null; a complaint otherwise.
 bool RequireAddress(const void* address);
 
