@@ -19,10 +19,7 @@ TEST(BadArguments, AreReportedOneByOneAndInOrder) {
     const auto& refusals = method.refusals;
     for (std::size_t first = 0; first < refusals.size(); ++first) {
       for (std::size_t second = first; second < refusals.size(); ++second) {
-        CallSpec spec = GoodCall(kDesktop, kSize);
-        for (const Refusal& refusal : {refusals[first], refusals[second]}) {
-          spec.instead.emplace_back(refusal.parameter, refusal.bad);
-        }
+        const CallSpec spec = Refused(Refused(GoodCall(kDesktop, kSize), refusals[first]), refusals[second]);
         EXPECT_EQ("", Call(host, method, spec).Run()) << method.registration.declaration << "\n" << spec;
       }
     }
@@ -87,7 +84,8 @@ class Edges {
           continue;
         }
         CallSpec spec = GoodCall(hostCase, kSize);
-        spec.instead = {{first.parameter, first.value}, {second.parameter, second.value}};
+        spec.integers[first.parameter] = first.value;
+        spec.integers[second.parameter] = second.value;
         Check(host, method, spec, hostCase.name);
       }
     }

@@ -2,11 +2,12 @@
 // whether it did.
 #pragma once
 
+#include <map>
 #include <optional>
+#include <set>
 #include <span>
 #include <string>
 #include <string_view>
-#include <utility>
 #include <vector>
 
 #include "aliased_memory.h"
@@ -33,17 +34,12 @@ struct CallSpec {
   bool isMasked = false;       // the picture has a mask of its own
   std::optional<PictureSpec> dest = {};
   std::int32_t destType = 2;  // what the host says of its kind
-  std::int32_t offset = 0;
-  std::int32_t pixelBytes = 1;
-  bool flag = false;  // FlipVertically, LittleEndian
-  oracle::Weights weights = {};
+  bool flag = false;          // FlipVertically, LittleEndian
   oracle::Palettes palettes = {};
-  std::int32_t alpha = 0;
-  std::int32_t startLine = 0, endLine = -1;
-  std::int32_t yield = 0;
-  std::int32_t destRowBytes = 0;
-  /// Arguments that are others in the end: bad ones, or at an edge.
-  std::vector<std::pair<std::string, devhost::Value>> instead = {};
+  /// Integers by the names of their parameters. Others are the picture's width and height, one pixel byte,
+  /// the last line, and else 0.
+  std::map<std::string, std::int32_t, std::less<>> integers = {};
+  std::set<std::string, std::less<>> nil = {};  // what is nil
 };
 
 std::ostream& operator<<(std::ostream& stream, const CallSpec& spec);
@@ -51,6 +47,9 @@ std::ostream& operator<<(std::ostream& stream, const CallSpec& spec);
 /// A call that every method takes, about all of a picture as the host reads it, with a yield after the first
 /// row.
 CallSpec GoodCall(const HostCase& hostCase, Size size);
+
+/// `spec` with an argument that is refused.
+CallSpec Refused(CallSpec spec, const Refusal& refusal);
 
 /// A call that can be made again and again.
 class Call {
@@ -83,7 +82,7 @@ class Call {
 
   // What is passed.
   std::int32_t Integer(std::string_view name) const;
-  const devhost::Value* Instead(std::string_view name) const;
+  bool Meets(const Refusal& refusal) const;
   devhost::Value Argument(const Parameter& parameter) const;
 
   // What is expected.
@@ -94,7 +93,7 @@ class Call {
   bool CanSucceed() const { return refusal_ == nullptr && !IsTooLarge(); }
   bool IsDestLargeEnough() const;
   bool IsDestUsed() const;
-  std::string CopyLayout() const;
+  std::int64_t PixelBytes() const;
   void PlanCopy();
   void PlanBuffer();
   Bytes Copied(Bytes bytes, const oracle::Image& from, const oracle::Image& alpha, oracle::Lines lines) const;

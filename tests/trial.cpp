@@ -15,7 +15,7 @@ CallSpec SpecFor(const HostCase& hostCase, Situation situation) {
   CallSpec spec = GoodCall(hostCase, {3, 2});
   spec.isMasked = situation == Situation::kMasked;
   if (situation == Situation::kBadArgument) {
-    spec.instead = {{"offset", std::int32_t{-1}}};
+    spec.integers["offset"] = -1;
   }
   return spec;
 }

@@ -12,8 +12,7 @@ namespace {
 int YieldsOf(LoadedHost& host, const Method& method, std::int32_t yield, std::int32_t width = 3) {
   host.trace.clear();
   CallSpec spec{.picture = {{width, 6}, devhost::PixelFormat::kBitmap}};
-  spec.startLine = 1;
-  spec.yield = yield;
+  spec.integers = {{"StartLine", 1}, {"Yield", yield}};
   EXPECT_EQ("", Call(host, method, spec).Run());
   return CountCalls(host, "REALYieldToRB");
 }
@@ -118,7 +117,7 @@ class Reentry {
 
   CallSpec Spec(std::int32_t yield) const {
     CallSpec spec = GoodCall(hostCase_, {kWidth, kHeight});
-    spec.yield = yield;
+    spec.integers["Yield"] = yield;
     return spec;
   }
 

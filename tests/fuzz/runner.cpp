@@ -47,9 +47,11 @@ std::string ScenarioRunner::Run(const Scenario& scenario) {
   const bool isKindKnown = !host.Lacks("pluginObjectType");
   const std::size_t most = registered.methods.empty() ? 0 : isKindKnown ? scenario.calls.size() : 1;
   for (std::size_t i = 0; i < most; ++i) {
-    const auto& [number, spec] = scenario.calls[i];
+    const auto& [number, spec, refusal] = scenario.calls[i];
     const Method& method = registered.methods[number % registered.methods.size()];
-    const std::string verdict = Call(host, method, spec).Run(&injection);
+    const auto& refusals = method.refusals;
+    const CallSpec& whole = refusal ? Refused(spec, refusals[*refusal % refusals.size()]) : spec;
+    const std::string verdict = Call(host, method, whole).Run(&injection);
     if (!verdict.empty() || plugin_.live.size() != live) {
       return method.registration.declaration + ": " + (verdict.empty() ? "memory was not freed" : verdict);
     }

@@ -23,51 +23,49 @@ constexpr const char* kDrawPicture =
     "sx as Integer = 0, sy as Integer = 0, sw as Integer = -10000, sh as Integer = -10000)";
 
 /// What a host may lack. Without what counts references, or gives masks back, no host can keep its books.
-constexpr const char* kMissable[] = {
-    "REALGetRBVersion",
-    "RegisterPluginVersion",
-    "PluginRegisterMethod",
-    "PluginRegisterClassExtension",
-    "PluginRegisterModule",
-    "PluginNewInstance",
-    "REALSetPropValueString",
-    "REALSetPropValueInteger",
-    "REALSetPropValueInt",
-    "REALGetPropValueInteger",
-    "REALGetPropValueInt",
-    "RuntimeRaiseException",
-    "REALUnlockString",
-    "REALBuildString",
-    "REALBuildStringWithEncoding",
-    "REALConvertString",
-    "REALSetStringEncoding",
-    "RuntimeUBound",
-    "PluginIntegerArrayGetProc",
-    "RuntimeArrayDirectGetGetProc",
-    "REALYieldToRB",
-    "memoryBlockGetPtr",
-    "memoryBlockGetSize",
-    "pluginObjectType",
-    "lockPictureDescription",
-    "REALLockPictureDescription",
-    "unlockPictureDescription",
-    "REALPictureClearCache",
-    "PluginPictureGetType",
-    "newPicture",
-    "REALBuildPictureFromBuffer",
-    "REALGetPictureMask",
-    "pluginPictureGraphicsGetter",
-    "REALLoadObjectMethod",
-    "REALUnlockObject",
-    "SetGWorld",
-    "GetGWorldPixMap",
-    "GetPixDepth",
-    "LockPixels",
-    "GetPixBaseAddr",
-    "GetPixRowBytes",
-    "UnlockPixels",
-    kDrawPicture,
-};
+constexpr const char* kMissable[] = {"REALGetRBVersion",
+                                     "RegisterPluginVersion",
+                                     "PluginRegisterMethod",
+                                     "PluginRegisterClassExtension",
+                                     "PluginRegisterModule",
+                                     "PluginNewInstance",
+                                     "REALSetPropValueString",
+                                     "REALSetPropValueInteger",
+                                     "REALSetPropValueInt",
+                                     "REALGetPropValueInteger",
+                                     "REALGetPropValueInt",
+                                     "RuntimeRaiseException",
+                                     "REALUnlockString",
+                                     "REALBuildString",
+                                     "REALBuildStringWithEncoding",
+                                     "REALConvertString",
+                                     "REALSetStringEncoding",
+                                     "RuntimeUBound",
+                                     "PluginIntegerArrayGetProc",
+                                     "RuntimeArrayDirectGetGetProc",
+                                     "REALYieldToRB",
+                                     "memoryBlockGetPtr",
+                                     "memoryBlockGetSize",
+                                     "pluginObjectType",
+                                     "lockPictureDescription",
+                                     "REALLockPictureDescription",
+                                     "unlockPictureDescription",
+                                     "REALPictureClearCache",
+                                     "PluginPictureGetType",
+                                     "newPicture",
+                                     "REALBuildPictureFromBuffer",
+                                     "REALGetPictureMask",
+                                     "pluginPictureGraphicsGetter",
+                                     "REALLoadObjectMethod",
+                                     "REALUnlockObject",
+                                     "SetGWorld",
+                                     "GetGWorldPixMap",
+                                     "GetPixDepth",
+                                     "LockPixels",
+                                     "GetPixBaseAddr",
+                                     "GetPixRowBytes",
+                                     "UnlockPixels",
+                                     kDrawPicture};
 
 using Provider = FuzzedDataProvider;
 
@@ -101,52 +99,48 @@ PictureSpec Picture(Provider& data) {
   return {{width, Height(data)}, data.PickValueInArray(kFormats)};
 }
 
-/// An argument that is refused, if the method has it.
-std::pair<std::string, devhost::Value> BadArgument(Provider& data) {
-  constexpr const char* kNames[] = {"ref",   "source", "destination", "MaskForAlpha", "offset",
-                                    "width", "height", "StartLine",   "EndLine",      "DestRowBytes"};
-  constexpr std::int32_t kValues[] = {-1, 0, -1, -1, -2, -1};
-  const auto index = data.ConsumeIntegralInRange<std::size_t>(0, std::size(kNames) - 1);
-  return {kNames[index], index < 4 ? devhost::Value(nullptr) : kValues[index - 4]};
-}
-
-CallSpec DecodeCall(Provider& data) {
+ScenarioCall DecodeCall(Provider& data) {
+  const auto method = data.ConsumeIntegral<std::uint8_t>();
+  std::optional<std::size_t> refusal;
   // Steps of up to seven bytes, or so far back that a count in 32 bits would lead to where it began.
   constexpr std::int32_t kSteps[] = {1, 4, 3, 2, 0, 5, 7, -1, -2, -3, -4, -7, -(1 << 30), kLowest};
   constexpr std::int32_t kTypes[] = {2, 2, 2, 2, 4, 0, 1, 3};
+  constexpr const char* kChannels[] = {"Red", "Blue", "Green"};
   CallSpec call{.picture = Picture(data)};
   const auto flags = data.ConsumeIntegral<std::uint8_t>();
   call.flag = (flags & 1) != 0;
   call.isMasked = (flags & 2) != 0;
-  call.offset = data.ConsumeIntegralInRange(0, 79);
-  call.pixelBytes = data.PickValueInArray(kSteps);
+  call.integers["offset"] = data.ConsumeIntegralInRange(0, 79);
+  call.integers["PixelByteSize"] = data.PickValueInArray(kSteps);
   if ((flags & 4) != 0) {
     call.dest = Picture(data);
     call.destType = data.PickValueInArray(kTypes);
   }
   if ((flags & 0xF0) == 0xF0) {
-    call.instead = {BadArgument(data)};
+    refusal = data.ConsumeIntegralInRange<std::size_t>(0, 9);
   }
   const bool isLong = (flags & 8) != 0;
   if (isLong) {
     call.mask = Picture(data);
-    call.startLine = data.ConsumeIntegralInRange(0, 6);
-    call.endLine = data.ConsumeIntegralInRange(-1, 6);
-    call.yield = Number(data);
-    call.destRowBytes = data.ConsumeIntegralInRange(0, 255);
+    call.integers["StartLine"] = data.ConsumeIntegralInRange(0, 6);
+    call.integers["EndLine"] = data.ConsumeIntegralInRange(-1, 6);
+    call.integers["Yield"] = Number(data);
+    call.integers["DestRowBytes"] = data.ConsumeIntegralInRange(0, 255);
   }
-  call.alpha = Number(data);
-  call.weights = {Number(data), Number(data), Number(data)};
+  call.integers["AlphaValue"] = Number(data);
+  for (const char* channel : kChannels) {
+    call.integers[channel] = Number(data);
+  }
   std::vector<std::int32_t> palette(isLong ? data.ConsumeIntegralInRange<std::size_t>(2, 300) : 3);
   for (std::size_t i = 0; i < palette.size(); ++i) {
-    palette[i] = call.weights[i % 3] + static_cast<std::int32_t>(i % 7);
+    palette[i] = call.integers[kChannels[i % 3]] + static_cast<std::int32_t>(i % 7);
   }
   call.palettes[0] = palette;
   if (!call.isMasked) {
     call.palettes[1] = palette;
   }
   call.palettes[2] = std::vector(palette.begin(), palette.begin() + std::ssize(palette) / 2);
-  return call;
+  return {method, call, refusal};
 }
 
 }  // namespace
@@ -174,8 +168,7 @@ Scenario Decode(std::span<const std::uint8_t> bytes) {
   }
   constexpr int kCalls[] = {1, 1, 2, 4};
   for (int i = 0; i < kCalls[troubles % 4]; ++i) {
-    const auto method = data.ConsumeIntegral<std::uint8_t>();
-    scenario.calls.emplace_back(method, DecodeCall(data));
+    scenario.calls.push_back(DecodeCall(data));
   }
   return scenario;
 }
@@ -187,8 +180,11 @@ std::ostream& operator<<(std::ostream& stream, const Scenario& scenario) {
   for (const std::string& name : scenario.options.without) {
     stream << ", without " << name;
   }
-  for (const auto& [method, call] : scenario.calls) {
-    stream << "\n  method " << method << ": " << call;
+  for (const ScenarioCall& call : scenario.calls) {
+    stream << "\n  method " << call.method << ": " << call.spec;
+    if (call.refusal) {
+      stream << ", bad argument " << *call.refusal;
+    }
   }
   return stream;
 }

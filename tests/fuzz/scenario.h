@@ -3,8 +3,8 @@
 
 #include <cstdint>
 #include <iosfwd>
+#include <optional>
 #include <span>
-#include <utility>
 #include <vector>
 
 #include "call.h"
@@ -12,12 +12,17 @@
 
 namespace tests {
 
+struct ScenarioCall {
+  std::size_t method;  // among those that the host knows
+  CallSpec spec;
+  std::optional<std::size_t> refusal;  // among those of the method; nothing: no argument is bad
+};
+
 struct Scenario {
   devhost::HostOptions options;
   devhost::Fault fault;
   std::uint32_t ticksPerReading;
-  /// The method as a number among those that the host knows.
-  std::vector<std::pair<std::size_t, CallSpec>> calls;
+  std::vector<ScenarioCall> calls;
 };
 
 /// Any bytes tell a scenario; those that are missing are zero.
