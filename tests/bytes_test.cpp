@@ -133,6 +133,16 @@ TEST_P(CopiesOn, TheSizeOfTheMask) {
   });
 }
 
+TEST_P(CopiesOn, PicturesOfEveryKind) {
+  ForEach(true, nullptr, [this](const Method& method) {
+    for (const std::int32_t kind : {0, 1, 3, 7}) {
+      CallSpec spec = SpecFor({2, 2}, 0);
+      spec.kind = kind;
+      Check(method, spec);
+    }
+  });
+}
+
 TEST_P(CopiesOn, Nothing) {
   ForEach(true, nullptr, [this](const Method& method) {
     for (const Size size : {Size{0, 3}, Size{3, 0}}) {
@@ -145,14 +155,10 @@ TEST_P(CopiesOn, Nothing) {
   });
 }
 
-std::string NameOf(const testing::TestParamInfo<HostCase>& info) {
-  return info.param.name;
-}
-
 INSTANTIATE_TEST_SUITE_P(, CopiesOn,
                          testing::Values(kDesktop, kDesktop24, kDesktop16, kDesktopBitmap, kConsole, kWeb,
                                          kUnknown),
-                         NameOf);
+                         testing::PrintToStringParamName());
 
 class PicturesOn : public BytesOn {
  protected:
@@ -210,10 +216,10 @@ TEST_P(PicturesOn, FillsTheCornerOfDestOrLeavesItAlone) {
   ForEach(false, "dest", [this](const Method& method) {
     for (const Size size : {Size{3, 5}, Size{33, 2}}) {
       for (const Size wider : {Size{0, 0}, {9, 2}, {-1, 2}, {9, -1}}) {
-        for (const std::int32_t type : {2, 4, 0, 1, 3}) {
+        for (const std::int32_t kind : {2, 4, 0, 1, 3}) {
           CallSpec spec = SpecFor(size, 2);
           spec.dest = {{size.width + wider.width, size.height + wider.height}, hostCase.OwnFormat()};
-          spec.destType = type;
+          spec.kind = kind;
           Check(method, spec);
         }
       }
@@ -255,7 +261,7 @@ TEST_P(PicturesOn, ConvertsPixelsInPlace) {
 }
 
 INSTANTIATE_TEST_SUITE_P(, PicturesOn, testing::Values(kDesktop, kDesktop24, kConsole, kWeb, kUnknown),
-                         NameOf);
+                         testing::PrintToStringParamName());
 
 }  // namespace
 }  // namespace tests

@@ -34,9 +34,9 @@ CallSpec WithinBlock(const Method& method, CallSpec spec) {
 std::ostream& operator<<(std::ostream& stream, const CallSpec& spec) {
   stream << "picture " << spec.picture << (spec.isMasked ? " with a mask" : "") << ", mask " << spec.mask;
   if (spec.dest) {
-    stream << ", dest " << *spec.dest << " of kind " << spec.destType;
+    stream << ", dest " << *spec.dest;
   }
-  stream << ", flag " << spec.flag;
+  stream << ", of kind " << spec.kind << ", flag " << spec.flag;
   for (const auto& [name, value] : spec.integers) {
     stream << ", " << name << " " << value;
   }
@@ -179,6 +179,7 @@ bool Call::Fits(std::int64_t before, std::int64_t behind, std::int64_t mostPixel
 void Call::MakeObjects() {
   const auto make = [this](const PictureSpec& spec, std::uint64_t seed) {
     auto made = host_.NewPicture(spec.size.width, spec.size.height, spec.format);
+    made->pictureType = spec_.kind;
     FillWithNoise(*made, seed);
     return made;
   };
@@ -197,7 +198,6 @@ void Call::MakeObjects() {
     PlanBuffer();
     if (method_.Has("dest") && spec_.dest) {
       dest = make(*spec_.dest, 99);
-      dest->pictureType = spec_.destType;
     }
     for (std::size_t i = 0; method_.HasPalettes() && i < std::size(arrays_); ++i) {
       if (spec_.palettes[i]) {

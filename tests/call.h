@@ -33,8 +33,8 @@ struct CallSpec {
   PictureSpec mask = picture;  // the mask that is passed
   bool isMasked = false;       // the picture has a mask of its own
   std::optional<PictureSpec> dest = {};
-  std::int32_t destType = 2;  // what the host says of its kind
-  bool flag = false;          // FlipVertically, LittleEndian
+  std::int32_t kind = 2;  // of all of them, as the host says; 0, 1 and 3 are read alone
+  bool flag = false;      // FlipVertically, LittleEndian
   oracle::Palettes palettes = {};
   /// Integers by the names of their parameters. Others are the picture's width and height, one pixel byte,
   /// the last line, and else 0.
@@ -75,6 +75,7 @@ class Call {
 
   devhost::Ref<REALpictureStruct> picture, mask, dest;
   devhost::Ref<REALmemoryBlockStruct> block;
+  bool succeeded = false;   // the last time
   int straysMeanwhile = 0;  // that calls in the middle of this one were due to lead to
 
  private:

@@ -77,7 +77,7 @@ bool Call::IsDestUsed() const {
     return false;
   }
   const bool isWritable =
-      spec_.destType == 2 || spec_.destType == 4 || missing_.contains("PluginPictureGetType");
+      (spec_.kind != 0 && spec_.kind != 1 && spec_.kind != 3) || missing_.contains("PluginPictureGetType");
   const bool isBitmap = dest->format == PixelFormat::kBitmap;
   if (LostAny({"pluginObjectType"})) {
     return isWritable && (isBitmap || IsWorld(dest->format));

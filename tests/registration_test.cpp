@@ -79,20 +79,6 @@ TEST_P(Registered, MethodsFitTheVersion) {
   EXPECT_TRUE(host.complaints.empty());
 }
 
-TEST_P(Registered, MethodsWork) {
-  LoadedHost host(OptionsFor(GetParam().version));
-  const NothingLost watch(host);
-  const auto block = host.NewMemoryBlock(6);
-  FillWithNoise(*block, 3);
-  const auto result = host.Call("MemoryblockRGBtoPictureKVZ",
-                                {block.get(), std::int32_t{0}, std::int32_t{2}, std::int32_t{1}});
-  ASSERT_NE(nullptr, result.picture.get());
-  const auto back = host.NewMemoryBlock(6);
-  EXPECT_TRUE(
-      host.Call("CopyRGBtoMemoryblockKVZ", {result.picture.get(), back.get(), std::int32_t{0}}).boolean);
-  EXPECT_TRUE(SameBytes(BytesOf(*block), BytesOf(*back)));
-}
-
 std::string NameOfVersion(const testing::TestParamInfo<Threshold>& info) {
   return "Version" + std::to_string(std::lround(info.param.version * 1000));
 }

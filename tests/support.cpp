@@ -1,9 +1,8 @@
 #include "support.h"
 
 #include <algorithm>
-#include <map>
+#include <iterator>
 #include <ostream>
-#include <regex>
 
 namespace devhost {
 
@@ -67,7 +66,13 @@ void FillWithNoise(REALpictureStruct& picture, std::uint64_t seed) {
 }
 
 void FillWithNoise(REALmemoryBlockStruct& block, std::uint64_t seed) {
-  std::generate_n(block.bytes(), block.size, [&] { return Noise(seed++); });
+  std::ranges::copy(NoiseBytes(static_cast<std::size_t>(block.size), seed), block.bytes());
+}
+
+Bytes NoiseBytes(std::size_t count, std::uint64_t seed) {
+  Bytes bytes(count);
+  std::ranges::generate(bytes, [&seed] { return Noise(seed++); });
+  return bytes;
 }
 
 Bytes BytesOf(REALmemoryBlockStruct& block) {
@@ -96,50 +101,9 @@ testing::AssertionResult SameBytes(std::span<const std::uint8_t> expected,
                                      << " is " << int{*found} << " instead of " << int{*wanted};
 }
 
-namespace {
-
-bool FindsFramework(const std::string& entry) {
-  return entry.starts_with("CF") || entry.starts_with("FS") || entry.starts_with("__CF");
-}
-
-/// Gives objects numbers of their own.
-class Renumbering {
- public:
-  std::string Apply(const std::string& text) {
-    static const std::regex object("([a-z]+)#[0-9]+");
-    std::string renumbered;
-    auto rest = text.cbegin();
-    for (std::sregex_iterator match(text.begin(), text.end(), object), end; match != end; ++match) {
-      renumbered.append(rest, (*match)[0].first);
-      renumbered += NewName((*match)[1], (*match)[0]);
-      rest = (*match)[0].second;
-    }
-    return renumbered.append(rest, text.cend());
-  }
-
- private:
-  std::string NewName(const std::string& kind, const std::string& name) {
-    std::string& newName = names_[name];
-    if (newName.empty()) {
-      newName = kind + "#" + std::to_string(++counts_[kind]);
-    }
-    return newName;
-  }
-
-  std::map<std::string, std::string> names_;
-  std::map<std::string, int> counts_;
-};
-
-}  // namespace
-
 std::vector<std::string> Calls(const devhost::Host& host) {
-  Renumbering renumbering;
   std::vector<std::string> calls;
-  for (const devhost::TracedCall& call : host.trace) {
-    if (!FindsFramework(call.entry)) {
-      calls.push_back(renumbering.Apply(call.Text()));
-    }
-  }
+  std::ranges::transform(host.trace, std::back_inserter(calls), &devhost::TracedCall::Text);
   return calls;
 }
 

@@ -65,6 +65,11 @@ inline constexpr HostCase kDesktop16{"Desktop16", devhost::Kind::kDesktop, 13,
 inline constexpr HostCase kDesktopBitmap{"DesktopBitmap", devhost::Kind::kDesktop, 12,
                                          devhost::PixelFormat::kBitmap};
 
+/// A method of a host's graphics objects, as the plug-in asks for it.
+inline constexpr const char* kDrawPicture =
+    "DrawPicture(Image as Picture, x as Integer, y as Integer, w as Integer, h as Integer, "
+    "sx as Integer = 0, sy as Integer = 0, sw as Integer = -10000, sh as Integer = -10000)";
+
 /// The pixel type that a picture has in memory; 0 for one that has none.
 int PixelTypeOf(devhost::PixelFormat format);
 
@@ -74,6 +79,7 @@ oracle::Image ImageOf(REALpictureStruct& picture);
 
 /// Bytes without a pattern that a fault could repeat.
 std::uint8_t Noise(std::uint64_t seed);
+Bytes NoiseBytes(std::size_t count, std::uint64_t seed);
 void FillWithNoise(REALpictureStruct& picture, std::uint64_t seed);
 void FillWithNoise(REALmemoryBlockStruct& block, std::uint64_t seed);
 
@@ -85,8 +91,7 @@ Bytes BytesOf(REALpictureStruct& picture);
 testing::AssertionResult SameBytes(std::span<const std::uint8_t> expected,
                                    std::span<const std::uint8_t> actual);
 
-/// The calls of the trace as texts, without those that find the legacy framework. Objects are numbered anew
-/// for each kind, in the order in which they appear.
+/// The calls of the trace as texts.
 std::vector<std::string> Calls(const devhost::Host& host);
 
 /// How often a call of `entry`, or a lookup of it, is in the list.

@@ -13,10 +13,6 @@ using devhost::Fault;
 using devhost::Names;
 using devhost::PixelFormat;
 
-constexpr const char* kDraw =
-    "DrawPicture(Image as Picture, x as Integer, y as Integer, w as Integer, h as Integer, "
-    "sx as Integer = 0, sy as Integer = 0, sw as Integer = -10000, sh as Integer = -10000)";
-
 /// Calls of one method on a host that has just loaded the plug-in.
 struct Scene {
   const char* title;
@@ -63,7 +59,7 @@ std::vector<Scene> Scenes() {
           {"a bitmap is read", kConsole, toBlock, bitmap},
           {"a world of 16 bits is read through a copy", kDesktop, toBlock, Of(kSize, PixelFormat::kWorld16)},
           {"a copy is made without the mask", kDesktopBitmap, toBlock, masked},
-          {"a copy is made row by row where nothing can be drawn", kUnknown, toBlock, bitmap, {kDraw}},
+          {"a copy is made row by row where nothing can be drawn", kUnknown, toBlock, bitmap, {kDrawPicture}},
           {"a lock that failed is undone before 2012",
            before2012,
            toBlock,

@@ -2,8 +2,7 @@
 
 #include <algorithm>
 #include <functional>
-
-#include "devhost/state.h"
+#include <utility>
 
 namespace tests {
 namespace {
@@ -53,19 +52,12 @@ void Trial::LearnFromAGoodHost() {
   const auto last = std::find_if_not(host_.trace.rbegin(), host_.trace.rend(), devhost::IsAtClose);
   close_ = method_.copies ? static_cast<int>(last.base() - host_.trace.begin()) : calls_;
   names_.insert(host_.lookups.begin(), host_.lookups.end());
-  const auto add = [this](const char* ifHas, const char* added) {
-    if (names_.contains(ifHas)) {
-      names_.insert(added);
-    }
-  };
-  add("REALGetPropValueInteger", "REALGetPropValueInt");
-  add("REALSetPropValueInteger", "REALSetPropValueInt");
-  add("PluginIntegerArrayGetProc", "RuntimeArrayDirectGetGetProc");
-  if (names_.contains("REALLoadObjectMethod")) {
-    for (const auto& method : devhost::ObjectMethods()) {
-      if (method.name.starts_with("Draw")) {
-        names_.emplace(method.name);
-      }
+  for (const auto& [found, alsoFound] : {std::pair{"REALGetPropValueInteger", "REALGetPropValueInt"},
+                                         {"REALSetPropValueInteger", "REALSetPropValueInt"},
+                                         {"PluginIntegerArrayGetProc", "RuntimeArrayDirectGetGetProc"},
+                                         {"REALLoadObjectMethod", kDrawPicture}}) {
+    if (names_.contains(found)) {
+      names_.insert(alsoFound);
     }
   }
 }

@@ -16,6 +16,7 @@ using rastel::DuplicatePictureWithoutMaskOrAlpha;
 using rastel::PictureReader;
 using rastel::PictureWriter;
 using Copy = devhost::Ref<REALpictureStruct>;
+using Lines = std::vector<std::string>;
 
 /// All on one desktop host: its kind and its framework are learnt once in a process.
 class Editor : public testing::Test {
@@ -29,13 +30,21 @@ class Editor : public testing::Test {
   }
   ~Editor() override { host.onEntry = nullptr; }
 
+  /// The entries that were called first.
+  Lines Entries(std::size_t count) const {
+    Lines entries;
+    for (std::size_t i = 0; i < count; ++i) {
+      entries.push_back(host.trace.at(i).entry);
+    }
+    return entries;
+  }
+
   static inline std::unique_ptr<LinkedHost> shared;
   LinkedHost& host;
 };
 
 TEST_F(Editor, RendersAPictureFromABuffer) {
-  Bytes buffer(60);
-  std::ranges::generate(buffer, [i = 0]() mutable { return Noise(static_cast<std::uint64_t>(i++)); });
+  Bytes buffer = NoiseBytes(60, 0);
   PictureWriter editor;
   EXPECT_EQ(nullptr, editor.RenderPictureWriter());
   EXPECT_TRUE(host.trace.empty());
@@ -45,8 +54,8 @@ TEST_F(Editor, RendersAPictureFromABuffer) {
   editor.PictureDescription.buffer = buffer.data();
   const Copy picture(editor.RenderPictureWriter());
   ASSERT_NE(nullptr, picture.get());
-  EXPECT_EQ((std::vector<std::string>{"REALBuildPictureFromBuffer(4, 3, 1, address, 20) = picture#1"}),
-            Calls(host));
+  EXPECT_EQ((Lines{"4", "3", "1", "address", "20"}), host.trace.at(0).arguments);
+  EXPECT_EQ(1U, host.trace.size());
   EXPECT_EQ(Bytes(buffer.begin() + 20, buffer.begin() + 36), Bytes(picture->Row(1), picture->Row(1) + 16));
 }
 
@@ -80,25 +89,17 @@ TEST_F(Editor, LetsGoOfThePictureBeforeTheNext) {
   const auto second = host.NewPicture(5, 1, PixelFormat::kWorld24);
   PictureReader reader;
   ASSERT_TRUE(reader.GetPictureEditor(first.get(), true, false));
+  host.trace.clear();
   ASSERT_TRUE(reader.GetPictureEditor(second.get(), true, false));
+  EXPECT_EQ((Lines{"UnlockPixels", "unlockPictureDescription", "REALUnlockObject"}), Entries(3));
   EXPECT_EQ((std::array{1, 0, 0, 2, 1}),
             (std::array{first->references, first->pixelLocks, first->descriptionLocks, second->references,
                         second->pixelLocks}));
   EXPECT_EQ(12, reader.PixelType->number);
   EXPECT_EQ(3, reader.BytesPerPixel);
-  host.trace.clear();
   EXPECT_FALSE(reader.GetPictureEditor(nullptr, true, false));
-  EXPECT_EQ((std::vector<std::string>{"UnlockPixels(pixels of picture#1)",
-                                      "unlockPictureDescription(picture#1)", "REALUnlockObject(picture#1)"}),
-            Calls(host));
   EXPECT_EQ(nullptr, reader.Picture);
-}
-
-TEST_F(Editor, TakesNoDescriptionOfAnEarlierPictureForThatOfTheNext) {
-  const NothingLost watch(host);
-  const auto first = host.NewPicture(2, 3);
-  const auto second = host.NewPicture(2, 3);
-  PictureReader reader;
+  // What the host said of an earlier picture does not count for the next.
   ASSERT_TRUE(reader.GetPictureEditor(first.get(), false, true));
   host.FailAt("lockPictureDescription");
   EXPECT_FALSE(reader.GetPictureEditor(second.get(), false, true));

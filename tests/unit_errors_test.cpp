@@ -10,7 +10,6 @@
 #include "host/errors.h"
 #include "host/strings.h"
 #include "unit_host.h"
-#include "unit_memory.h"
 
 namespace tests {
 namespace {
@@ -103,20 +102,6 @@ TEST(RaiseException, LetsExceptionsPass) {
     EXPECT_THROW(raise(), OwnException) << entries.back();
     EXPECT_EQ(1, CountCalls(host, "RuntimeRaiseException"));
   }
-}
-
-TEST(RaiseException, CallsTheHostInOrder) {
-  LinkedHost host;
-  rastel::RaiseException("NilObjectException", "Picture is nil");
-  EXPECT_EQ(
-      (std::vector<std::string>{
-          "REALBuildString(address, 14) = string#1", "REALSetStringEncoding(string#1, 1536)",
-          "PluginNewInstance(\"NilObjectException\") = exception#1",
-          "REALSetPropValueString(exception#1, \"Message\", string#1)",
-          "REALSetPropValueInteger(exception#1, \"ErrorNumber\", 0)", "RuntimeRaiseException(exception#1)",
-          "REALUnlockObject(exception#1)", "REALUnlockString(string#1)"}),
-      Calls(host));
-  EXPECT_EQ(1, LinkedHost::Raised()->references);
 }
 
 TEST(RaiseException, FallsBackToTheClassThatEveryHostHasAndToNoMessage) {

@@ -8,7 +8,6 @@
 
 #include "host/strings.h"
 #include "unit_host.h"
-#include "unit_memory.h"
 
 namespace tests {
 namespace {

@@ -34,6 +34,7 @@ std::string Call::Run(const devhost::Injection* faults) {
   traceBefore_ = host_.trace.size();
   complaintsBefore_ = host_.complaints.size();
   Outcome outcome = Invoke();
+  succeeded = outcome.Succeeded();
   LearnTroubles();
   std::string verdict = Judge(outcome);
   outcome.result.picture.reset();

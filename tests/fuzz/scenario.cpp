@@ -18,10 +18,6 @@ constexpr std::int32_t kHighest = std::numeric_limits<std::int32_t>::max();
 constexpr double kVersions[] = {2013.04, 2007.5,  2009.0, 2010.029, 2012.0,
                                 2013.0,  2013.03, 2016.0, 2999.9,   3000.0};
 
-constexpr const char* kDrawPicture =
-    "DrawPicture(Image as Picture, x as Integer, y as Integer, w as Integer, h as Integer, "
-    "sx as Integer = 0, sy as Integer = 0, sw as Integer = -10000, sh as Integer = -10000)";
-
 /// What a host may lack. Without what counts references, or gives masks back, no host can keep its books.
 constexpr const char* kMissable[] = {"REALGetRBVersion",
                                      "RegisterPluginVersion",
@@ -114,7 +110,7 @@ ScenarioCall DecodeCall(Provider& data) {
   call.integers["PixelByteSize"] = data.PickValueInArray(kSteps);
   if ((flags & 4) != 0) {
     call.dest = Picture(data);
-    call.destType = data.PickValueInArray(kTypes);
+    call.kind = data.PickValueInArray(kTypes);
   }
   if ((flags & 0xF0) == 0xF0) {
     refusal = data.ConsumeIntegralInRange<std::size_t>(0, 9);
