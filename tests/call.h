@@ -120,13 +120,13 @@ class Call {
   std::string Judge(const Outcome& outcome) const;
   std::string JudgeRaised(const Outcome& outcome) const;
   std::string JudgeSuccess(const Outcome& outcome) const;
-  std::string JudgeRefused() const;
+  std::string JudgeRefused(const Outcome& outcome) const;
   std::string JudgeCopy(const Outcome& outcome) const;
   std::string JudgePartialCopy() const;
   std::string JudgePicture(const Outcome& outcome) const;
   std::string JudgeMade(REALpictureStruct& made) const;
   std::string JudgeDest(const Outcome& outcome) const;
-  std::string JudgeSources(REALpictureStruct* made) const;
+  std::string JudgeSources(const Outcome& outcome) const;
   std::string JudgeBalance() const;
 
   devhost::Host& host_;

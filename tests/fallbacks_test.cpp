@@ -71,7 +71,7 @@ TEST(Fallbacks, APictureThatIsSmallerThanItSaidIsFilledAsFarAsItGoes) {
                                   {dest.get(), block.get(), kZero, kSaid.width, kSaid.height});
       setSize(kSaid);
       EXPECT_EQ(dest.get(), made.picture.get());
-      EXPECT_TRUE(SameBytes(expected, BytesOf(*dest)));
+      EXPECT_EQ("", Difference(expected, BytesOf(*dest)));
     }
   }
 }

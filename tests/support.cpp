@@ -88,17 +88,15 @@ Bytes BytesOf(REALpictureStruct& picture) {
   return bytes;
 }
 
-testing::AssertionResult SameBytes(std::span<const std::uint8_t> expected,
-                                   std::span<const std::uint8_t> actual) {
+std::string Difference(std::span<const std::uint8_t> expected, std::span<const std::uint8_t> actual) {
   if (expected.size() != actual.size()) {
-    return testing::AssertionFailure() << actual.size() << " bytes instead of " << expected.size();
+    return std::to_string(actual.size()) + " bytes instead of " + std::to_string(expected.size());
   }
-  if (std::ranges::equal(expected, actual)) {
-    return testing::AssertionSuccess();
-  }
-  const auto [wanted, found] = std::mismatch(expected.begin(), expected.end(), actual.begin());
-  return testing::AssertionFailure() << "byte " << wanted - expected.begin() << " of " << expected.size()
-                                     << " is " << int{*found} << " instead of " << int{*wanted};
+  const auto [wanted, found] = std::ranges::mismatch(expected, actual);
+  return wanted == expected.end() ? ""
+                                  : "byte " + std::to_string(wanted - expected.begin()) + " of " +
+                                        std::to_string(expected.size()) + " is " + std::to_string(*found) +
+                                        " instead of " + std::to_string(*wanted);
 }
 
 std::vector<std::string> Calls(const devhost::Host& host) {

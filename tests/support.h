@@ -87,9 +87,8 @@ void FillWithNoise(REALmemoryBlockStruct& block, std::uint64_t seed);
 Bytes BytesOf(REALmemoryBlockStruct& block);
 Bytes BytesOf(REALpictureStruct& picture);
 
-/// Says where the first difference is.
-testing::AssertionResult SameBytes(std::span<const std::uint8_t> expected,
-                                   std::span<const std::uint8_t> actual);
+/// Says where the first difference is; empty: nowhere.
+std::string Difference(std::span<const std::uint8_t> expected, std::span<const std::uint8_t> actual);
 
 /// The calls of the trace as texts.
 std::vector<std::string> Calls(const devhost::Host& host);

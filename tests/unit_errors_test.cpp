@@ -66,12 +66,6 @@ const std::vector<Thrown>& ThrownClasses() {
   return classes;
 }
 
-void ExpectRaised(const std::string& className, const std::string& message) {
-  ASSERT_NE(nullptr, LinkedHost::Raised());
-  EXPECT_EQ(className, LinkedHost::Raised()->className);
-  EXPECT_EQ(message, LinkedHost::Raised()->message.value_or("(null)"));
-}
-
 TEST(Guard, RaisesWhatIsThrownInTheStringBuilder) {
   for (const Thrown& thrown : ThrownClasses()) {
     for (const char* entry : {"REALBuildString", "REALSetStringEncoding"}) {

@@ -67,6 +67,12 @@ struct LinkedHost : devhost::Host {
   std::unique_ptr<devhost::Injection> injection_;
 };
 
+inline void ExpectRaised(const std::string& className, const std::string& message) {
+  ASSERT_NE(nullptr, LinkedHost::Raised());
+  EXPECT_EQ(className, LinkedHost::Raised()->className);
+  EXPECT_EQ(message, LinkedHost::Raised()->message.value_or("(null)"));
+}
+
 /// Kept by the functions that the linker leads the plug-in's calls of calloc and free to.
 struct Callocs {
   static constexpr int kNoLimit = std::numeric_limits<int>::max();

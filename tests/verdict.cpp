@@ -8,8 +8,8 @@ namespace tests {
 namespace {
 
 std::string Text(const char* what, const Bytes& expected, std::span<const std::uint8_t> actual) {
-  const auto same = SameBytes(expected, actual);
-  return same ? "" : std::string(what) + ": " + same.message();
+  const std::string difference = Difference(expected, actual);
+  return difference.empty() ? "" : std::string(what) + ": " + difference;
 }
 
 std::string Misplaced(const char* where, std::ptrdiff_t index) {
@@ -45,17 +45,13 @@ std::string Call::Run(const devhost::Injection* faults) {
 }
 
 std::string Call::Judge(const Outcome& outcome) const {
-  std::string verdict = JudgeRaised(outcome);
-  if (verdict.empty()) {
-    verdict = JudgeSuccess(outcome);
+  for (const auto judge : {&Call::JudgeRaised, &Call::JudgeSuccess, &Call::JudgeRefused,
+                           method_.copies ? &Call::JudgeCopy : &Call::JudgePicture, &Call::JudgeSources}) {
+    if (std::string verdict = (this->*judge)(outcome); !verdict.empty()) {
+      return verdict;
+    }
   }
-  if (verdict.empty()) {
-    verdict = JudgeRefused();
-  }
-  if (verdict.empty()) {
-    verdict = method_.copies ? JudgeCopy(outcome) : JudgePicture(outcome);
-  }
-  return verdict.empty() ? JudgeSources(outcome.result.picture.get()) : verdict;
+  return "";
 }
 
 Call::Outcome Call::Invoke() {
@@ -112,7 +108,7 @@ std::string Call::JudgeSuccess(const Outcome& outcome) const {
 }
 
 /// A call that is refused on a good host looks at nothing.
-std::string Call::JudgeRefused() const {
+std::string Call::JudgeRefused(const Outcome& /*outcome*/) const {
   if (CanSucceed() || IsInDoubt() || !host_.options().recorded) {
     return "";
   }
@@ -222,9 +218,9 @@ std::string Call::JudgeDest(const Outcome& outcome) const {
   return "";
 }
 
-std::string Call::JudgeSources(REALpictureStruct* made) const {
-  for (const REALpictureStruct* each : {picture.get(), mask.get(), dest.get(), made}) {
-    if (each != nullptr && !each->SurroundingsIntact()) {
+std::string Call::JudgeSources(const Outcome& outcome) const {
+  for (const auto* each : {&picture, &mask, &dest, &outcome.result.picture}) {
+    if (*each && !(*each)->SurroundingsIntact()) {
       return "bytes around a picture were written";
     }
   }

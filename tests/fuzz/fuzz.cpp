@@ -2,7 +2,7 @@
 #include <cstdlib>
 #include <iostream>
 
-#include "fuzz/runner.h"
+#include "fuzz/scenario.h"
 
 /// Stacks of allocations and late reuse of memory take time that is better spent on executions.
 extern "C" const char* __asan_default_options() {
