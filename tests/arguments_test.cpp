@@ -6,7 +6,6 @@
 #include <map>
 
 #include "call.h"
-#include "crash_note.h"
 #include "figures.h"
 
 namespace tests {

@@ -37,10 +37,10 @@ class BytesOn : public testing::TestWithParam<HostCase> {
   }
 
   /// A call about pictures of `size`, as the host reads and makes them.
-  CallSpec SpecFor(Size size, std::int32_t offset) const {
+  CallSpec SpecFor(Size size, Integers integers) const {
     return {.picture = {size, hostCase.readFrom},
             .mask = {size, hostCase.OwnFormat()},
-            .integers = {{"offset", offset}}};
+            .integers = std::move(integers)};
   }
 
   const HostCase hostCase;
@@ -65,13 +65,12 @@ TEST_P(CopiesOn, BandsOfEverySize) {
                                                {2, 3}}) {
         for (const auto& [destRowBytes, offset] :
              {std::pair{packed + 5, 3}, {packed + 64, 0}, {0, 3}, {packed - 1, 0}}) {
-          CallSpec spec = SpecFor(size, offset);
-          spec.integers["StartLine"] = startLine;
-          spec.integers["EndLine"] = endLine;
-          spec.integers["DestRowBytes"] = destRowBytes;
-          spec.integers["AlphaValue"] = 200;
-          spec.integers["Yield"] = offset == 0 ? kNeverYet : 0;
-          Check(method, spec);
+          Check(method, SpecFor(size, {{"offset", offset},
+                                       {"StartLine", startLine},
+                                       {"EndLine", endLine},
+                                       {"DestRowBytes", destRowBytes},
+                                       {"AlphaValue", 200},
+                                       {"Yield", offset == 0 ? kNeverYet : 0}}));
         }
       }
     }
@@ -84,11 +83,10 @@ TEST_P(CopiesOn, PixelsApart) {
       for (const std::int32_t step : kSteps) {
         for (const std::int32_t offset : {0, 40, 1000}) {
           for (const std::int32_t stride : {size.width * 4 + 5, 0}) {
-            CallSpec spec = SpecFor(size, offset);
-            spec.integers["PixelByteSize"] = step;
-            spec.integers["StartLine"] = 1;
-            spec.integers["DestRowBytes"] = stride;
-            Check(method, spec);
+            Check(method, SpecFor(size, {{"offset", offset},
+                                         {"PixelByteSize", step},
+                                         {"StartLine", 1},
+                                         {"DestRowBytes", stride}}));
           }
         }
       }
@@ -101,9 +99,7 @@ TEST_P(CopiesOn, AlphaValuesInBothOrders) {
     for (const std::int32_t alpha : {0, 255, 256, 300, -1}) {
       for (const bool littleEndian : {false, true}) {
         for (const std::int32_t stride : {67 * 4 + 5, 0}) {
-          CallSpec spec = SpecFor({67, 4}, 1);
-          spec.integers["AlphaValue"] = alpha;
-          spec.integers["DestRowBytes"] = stride;
+          CallSpec spec = SpecFor({67, 4}, {{"offset", 1}, {"AlphaValue", alpha}, {"DestRowBytes", stride}});
           spec.flag = littleEndian;
           Check(method, spec);
         }
@@ -121,11 +117,11 @@ TEST_P(CopiesOn, TheSizeOfTheMask) {
     for (const PixelFormat format : formats) {
       for (const Size size : {Size{33, 4}, {16, 2}, {40, 4}, {33, 7}, {50, 6}, {1, 9}}) {
         for (const auto& [startLine, endLine] : {std::pair{0, -1}, {3, 5}, {99, -1}}) {
-          CallSpec spec = SpecFor({33, 4}, 2);
+          CallSpec spec = SpecFor({33, 4}, {{"offset", 2},
+                                            {"StartLine", startLine},
+                                            {"EndLine", endLine},
+                                            {"DestRowBytes", size.width * 4 + 8}});
           spec.mask = {size, format};
-          spec.integers["StartLine"] = startLine;
-          spec.integers["EndLine"] = endLine;
-          spec.integers["DestRowBytes"] = size.width * 4 + 8;
           Check(method, spec);
         }
       }
@@ -136,7 +132,7 @@ TEST_P(CopiesOn, TheSizeOfTheMask) {
 TEST_P(CopiesOn, PicturesOfEveryKind) {
   ForEach(true, nullptr, [this](const Method& method) {
     for (const std::int32_t kind : {0, 1, 3, 7}) {
-      CallSpec spec = SpecFor({2, 2}, 0);
+      CallSpec spec = SpecFor({2, 2}, {});
       spec.kind = kind;
       Check(method, spec);
     }
@@ -147,9 +143,7 @@ TEST_P(CopiesOn, Nothing) {
   ForEach(true, nullptr, [this](const Method& method) {
     for (const Size size : {Size{0, 3}, Size{3, 0}}) {
       for (const std::int32_t line : {0, 2, 5}) {
-        CallSpec spec = SpecFor(size, 1);
-        spec.integers["StartLine"] = line;
-        Check(method, spec);
+        Check(method, SpecFor(size, {{"offset", 1}, {"StartLine", line}}));
       }
     }
   });
@@ -195,7 +189,7 @@ TEST_P(PicturesOn, FillsNewOnes) {
   ForEach(false, nullptr, [this](const Method& method) {
     for (const Size size : kSizes) {
       for (const std::int32_t offset : {0, 7}) {
-        CallSpec spec = SpecFor(size, offset);
+        CallSpec spec = SpecFor(size, {{"offset", offset}});
         for (const bool flag : {false, true}) {
           spec.flag = flag;
           Check(method, spec);
@@ -217,7 +211,7 @@ TEST_P(PicturesOn, FillsTheCornerOfDestOrLeavesItAlone) {
     for (const Size size : {Size{3, 5}, Size{33, 2}}) {
       for (const Size wider : {Size{0, 0}, {9, 2}, {-1, 2}, {9, -1}}) {
         for (const std::int32_t kind : {2, 4, 0, 1, 3}) {
-          CallSpec spec = SpecFor(size, 2);
+          CallSpec spec = SpecFor(size, {{"offset", 2}});
           spec.dest = {{size.width + wider.width, size.height + wider.height}, hostCase.OwnFormat()};
           spec.kind = kind;
           Check(method, spec);
@@ -230,9 +224,7 @@ TEST_P(PicturesOn, FillsTheCornerOfDestOrLeavesItAlone) {
 TEST_P(PicturesOn, GivesNilForSizesOver32767) {
   ForEach(false, nullptr, [this](const Method& method) {
     for (const Size size : {Size{32768, 1}, Size{1, 32768}, Size{40000, 40000}}) {
-      CallSpec spec = SpecFor(size, 0);
-      spec.integers["PixelByteSize"] = 0;
-      Check(method, spec);
+      Check(method, SpecFor(size, {{"PixelByteSize", 0}}));
     }
   });
 }

@@ -27,6 +27,8 @@ struct PictureSpec {
   devhost::PixelFormat format;
 };
 
+using Integers = std::map<std::string, std::int32_t, std::less<>>;
+
 /// What a call is about. What its method does not take does not count.
 struct CallSpec {
   PictureSpec picture;         // the one that is read; its size is that of a buffer, too
@@ -38,7 +40,7 @@ struct CallSpec {
   oracle::Palettes palettes = {};
   /// Integers by the names of their parameters. Others are the picture's width and height, one pixel byte,
   /// the last line, and else 0.
-  std::map<std::string, std::int32_t, std::less<>> integers = {};
+  Integers integers = {};
   std::set<std::string, std::less<>> nil = {};  // what is nil
 };
 

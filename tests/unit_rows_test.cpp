@@ -6,7 +6,6 @@
 #include <functional>
 #include <list>
 
-#include "crash_note.h"
 #include "figures.h"
 #include "row_cases.h"
 #include "row_memory.h"

@@ -2,7 +2,6 @@
 #include <functional>
 
 #include "call.h"
-#include "crash_note.h"
 #include "figures.h"
 
 namespace tests {
