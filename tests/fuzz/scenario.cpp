@@ -6,6 +6,8 @@
 #include <limits>
 #include <ostream>
 
+#include "devhost/state.h"
+
 namespace tests {
 namespace {
 
@@ -19,49 +21,17 @@ constexpr double kVersions[] = {2013.04, 2007.5,  2009.0, 2010.029, 2012.0,
                                 2013.0,  2013.03, 2016.0, 2999.9,   3000.0};
 
 /// What a host may lack. Without what counts references, or gives masks back, no host can keep its books.
-constexpr const char* kMissable[] = {"REALGetRBVersion",
-                                     "RegisterPluginVersion",
-                                     "PluginRegisterMethod",
-                                     "PluginRegisterClassExtension",
-                                     "PluginRegisterModule",
-                                     "PluginNewInstance",
-                                     "REALSetPropValueString",
-                                     "REALSetPropValueInteger",
-                                     "REALSetPropValueInt",
-                                     "REALGetPropValueInteger",
-                                     "REALGetPropValueInt",
-                                     "RuntimeRaiseException",
-                                     "REALUnlockString",
-                                     "REALBuildString",
-                                     "REALBuildStringWithEncoding",
-                                     "REALConvertString",
-                                     "REALSetStringEncoding",
-                                     "RuntimeUBound",
-                                     "PluginIntegerArrayGetProc",
-                                     "RuntimeArrayDirectGetGetProc",
-                                     "REALYieldToRB",
-                                     "memoryBlockGetPtr",
-                                     "memoryBlockGetSize",
-                                     "pluginObjectType",
-                                     "lockPictureDescription",
-                                     "REALLockPictureDescription",
-                                     "unlockPictureDescription",
-                                     "REALPictureClearCache",
-                                     "PluginPictureGetType",
-                                     "newPicture",
-                                     "REALBuildPictureFromBuffer",
-                                     "REALGetPictureMask",
-                                     "pluginPictureGraphicsGetter",
-                                     "REALLoadObjectMethod",
-                                     "REALUnlockObject",
-                                     "SetGWorld",
-                                     "GetGWorldPixMap",
-                                     "GetPixDepth",
-                                     "LockPixels",
-                                     "GetPixBaseAddr",
-                                     "GetPixRowBytes",
-                                     "UnlockPixels",
-                                     kDrawPicture};
+const std::vector<std::string>& Missable() {
+  static const auto names = [] {
+    std::vector<std::string> offered = devhost::Host::EntryNames();
+    std::erase_if(offered, [](const std::string& name) {
+      return !devhost::IsOffered(name) || name == "REALLockObject";
+    });
+    offered.emplace_back(kDrawPicture);
+    return offered;
+  }();
+  return names;
+}
 
 using Provider = FuzzedDataProvider;
 
@@ -154,7 +124,8 @@ Scenario Decode(std::span<const std::uint8_t> bytes) {
   scenario.ticksPerReading = (host & 8) != 0 ? 1 : 0;
   const auto troubles = data.ConsumeIntegral<std::uint8_t>();
   for (int i = 0; i < (troubles >> 6); ++i) {
-    scenario.options.without.insert(data.PickValueInArray(kMissable));
+    scenario.options.without.insert(
+        Missable()[data.ConsumeIntegralInRange<std::size_t>(0, Missable().size() - 1)]);
   }
   if ((troubles & 32) != 0) {
     using FaultKind = devhost::Fault::Kind;
