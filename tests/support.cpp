@@ -99,22 +99,17 @@ std::string Difference(std::span<const std::uint8_t> expected, std::span<const s
                                         " instead of " + std::to_string(*wanted);
 }
 
-std::vector<std::string> Calls(const devhost::Host& host) {
-  std::vector<std::string> calls;
-  std::ranges::transform(host.trace, std::back_inserter(calls), &devhost::TracedCall::Text);
-  return calls;
+std::vector<std::string> Entries(const devhost::Host& host) {
+  std::vector<std::string> entries;
+  std::ranges::transform(host.trace, std::back_inserter(entries), &devhost::TracedCall::entry);
+  return entries;
 }
 
 int CountCalls(const devhost::Host& host, const std::string& entry) {
   return static_cast<int>(std::ranges::count(host.trace, entry, &devhost::TracedCall::entry));
 }
 
-int CountLookups(const devhost::Host& host, const std::string& entry) {
-  return static_cast<int>(std::ranges::count(host.lookups, entry));
-}
-
 NothingLost::~NothingLost() {
-  before_.strayUnlocks += expectedStrayUnlocks;
   EXPECT_EQ(before_, host_.CurrentBalance());
   for (const std::string& complaint : host_.complaints) {
     ADD_FAILURE() << complaint;

@@ -90,12 +90,11 @@ Bytes BytesOf(REALpictureStruct& picture);
 /// Says where the first difference is; empty: nowhere.
 std::string Difference(std::span<const std::uint8_t> expected, std::span<const std::uint8_t> actual);
 
-/// The calls of the trace as texts.
-std::vector<std::string> Calls(const devhost::Host& host);
+/// The entries that were called, in order.
+std::vector<std::string> Entries(const devhost::Host& host);
 
-/// How often a call of `entry`, or a lookup of it, is in the list.
+/// How often an entry was called.
 int CountCalls(const devhost::Host& host, const std::string& entry);
-int CountLookups(const devhost::Host& host, const std::string& entry);
 
 /// Watches that nothing is lost and no rule broken from its making to its end.
 class NothingLost {
@@ -104,9 +103,6 @@ class NothingLost {
   ~NothingLost();
   NothingLost(const NothingLost&) = delete;
   NothingLost& operator=(const NothingLost&) = delete;
-
-  /// UnlockPixels calls on unlocked pixel maps that are due.
-  int expectedStrayUnlocks = 0;
 
  private:
   devhost::Host& host_;

@@ -42,12 +42,6 @@ const Route kOldConversion = {"REALBuildString", "REALSetStringEncoding", "REALC
 const Route kNewConversion = {"REALBuildStringWithEncoding", "REALConvertString", "REALUnlockString",
                               "REALUnlockString"};
 
-Route RouteOf(const devhost::Host& host) {
-  Route entries;
-  std::ranges::transform(host.trace, std::back_inserter(entries), &devhost::TracedCall::entry);
-  return entries;
-}
-
 struct Text {
   double version;
   std::string_view bytes;
@@ -93,7 +87,7 @@ TEST(Strings, TakeTheRouteOfEncodingAndHost) {
     }
     const NothingLost watch(host);
     EXPECT_EQ(text.made, Make(text.bytes, text.encoding));
-    EXPECT_TRUE(text.missing != nullptr || text.route == RouteOf(host));
+    EXPECT_TRUE(text.missing != nullptr || text.route == Entries(host));
   }
 }
 
@@ -143,7 +137,7 @@ TEST(Strings, AreNullForNoText) {
   // A text as long as can be reaches the host. Nothing of it is read unless its encoding has to be found out.
   host.FailAt("REALBuildString");
   EXPECT_EQ(nullptr, REALBuildUnicodeString("text", kTooLong - 1, kUtf8));
-  EXPECT_EQ((Route{"REALBuildString"}), RouteOf(host));
+  EXPECT_EQ((Route{"REALBuildString"}), Entries(host));
 }
 
 TEST(Strings, LetExceptionsPassWhereTheyGiveBackTheUnconverted) {

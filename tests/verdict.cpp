@@ -107,29 +107,27 @@ std::string Call::JudgeSuccess(const Outcome& outcome) const {
   return CanSucceed() && !outcome.threw && !HasReasonToFail() ? "it failed without a reason" : "";
 }
 
-/// A call that is refused on a good host looks at nothing.
+/// On a good host a call that is refused does no more than to say so, and one of too large a picture makes
+/// none.
 std::string Call::JudgeRefused(const Outcome& /*outcome*/) const {
+  static const std::vector<std::string> kRaising = {
+      "REALBuildString",         "REALSetStringEncoding", "PluginNewInstance", "REALSetPropValueString",
+      "REALSetPropValueInteger", "RuntimeRaiseException", "REALUnlockObject",  "REALUnlockString"};
   if (CanSucceed() || IsInDoubt() || !host_.options().recorded) {
     return "";
   }
-  if (refusal_ && refusal_->className == nullptr) {
-    return host_.trace.size() == traceBefore_ ? "" : "a call of the host though nothing is to be done";
+  const std::vector<std::string> all = Entries(host_);
+  std::vector<std::string> entries(all.begin() + static_cast<std::ptrdiff_t>(traceBefore_), all.end());
+  // The name that was found once stays.
+  std::ranges::replace(entries, "REALSetPropValueInt", "REALSetPropValueInteger");
+  if (refusal_ != nullptr) {
+    const bool isRight = refusal_->className == nullptr ? entries.empty() : entries == kRaising;
+    return isRight ? "" : "other calls of the host than those that raise";
   }
-  int raised = 0;
-  for (std::size_t i = traceBefore_; i < host_.trace.size(); ++i) {
-    const std::string& entry = host_.trace[i].entry;
-    for (const char* early :
-         {"newPicture", "lockPictureDescription", "REALLockPictureDescription", "PluginPictureGetType"}) {
-      if (entry == early) {
-        return "a call of " + entry + " though the arguments are refused";
-      }
-    }
-    if (refusal_ && (entry == "memoryBlockGetPtr" || entry == "RuntimeUBound")) {
-      return "a call of " + entry + " though the arguments are refused";
-    }
-    raised += entry == "RuntimeRaiseException" ? 1 : 0;
-  }
-  return raised == (refusal_ ? 1 : 0) ? "" : std::to_string(raised) + " exceptions were raised";
+  const bool makes = std::ranges::any_of(entries, [](const std::string& entry) {
+    return entry == "newPicture" || entry == "RuntimeRaiseException" || entry.ends_with("PictureDescription");
+  });
+  return makes ? "calls of the host for a picture that is too large" : "";
 }
 
 std::string Call::JudgeCopy(const Outcome& outcome) const {
