@@ -18,10 +18,13 @@ using rastel::PictureWriter;
 using Copy = devhost::Ref<REALpictureStruct>;
 using Lines = std::vector<std::string>;
 
-/// All on one desktop host: its kind and its framework are learnt once in a process.
+/// All on one desktop host: its kind and its framework are learnt once in a process, by the first picture.
 class Editor : public testing::Test {
  protected:
-  static void SetUpTestSuite() { shared = std::make_unique<LinkedHost>(); }
+  static void SetUpTestSuite() {
+    shared = std::make_unique<LinkedHost>();
+    PictureReader().GetPictureEditor(shared->NewPicture(1, 1).get(), true, false);
+  }
   static void TearDownTestSuite() { shared.reset(); }
 
   Editor() : host(*shared) {
