@@ -20,15 +20,19 @@ TEST(Fallbacks, AnEmptyBandNeedsNoAddress) {
   devhost::HostOptions options;
   options.without.insert("memoryBlockGetPtr");
   LoadedHost host(options);
-  for (const auto& [first, last] : {std::pair{0, -1}, {1, 1}, {2, 1}}) {
+  struct Band {
+    std::int32_t width, first, last;
+    bool isEmpty;
+  };
+  for (const Band& band : {Band{2, 0, -1, false}, {2, 1, 1, false}, {2, 2, 1, true}, {0, 0, -1, true}}) {
     host.trace.clear();
-    CallSpec spec{.picture = {{2, 3}, devhost::PixelFormat::kWorld32}};
-    spec.integers = {{"StartLine", first}, {"EndLine", last}, {"Yield", 1}};
+    CallSpec spec{.picture = {{band.width, 3}, devhost::PixelFormat::kWorld32}};
+    spec.integers = {{"StartLine", band.first}, {"EndLine", band.last}, {"Yield", 1}};
     Call call(host, host.all[0], spec);
     EXPECT_EQ("", call.Run());
-    EXPECT_EQ(first == 2, call.succeeded);
-    EXPECT_EQ(0, CountCalls(host, "REALYieldToRB"));
+    EXPECT_EQ(band.isEmpty, call.succeeded);
     EXPECT_EQ(1, CountCalls(host, "memoryBlockGetSize"));
+    EXPECT_EQ(band.width == 0 ? 1 : 0, CountCalls(host, "REALYieldToRB"));
   }
 }
 

@@ -165,6 +165,9 @@ TEST(OpaqueCopies, CopyBitmapsOfTheSameSizeWithoutGraphics) {
     const bool isWhole = width == 1 && height == 4;
     EXPECT_EQ(isWhole ? picture->At(0, 2).red : 0, copy->At(0, 2).red) << width << " x " << height;
   }
+  picture->bitmap->word0 = 1;  // of no use
+  const Copy copy(DuplicatePictureWithoutMaskOrAlpha(picture.get(), 1, 4));
+  EXPECT_EQ(0, copy->At(0, 2).red);
 }
 
 TEST(Descriptions, AreOfUsableBitmapsOnly) {
