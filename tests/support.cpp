@@ -66,7 +66,7 @@ void FillWithNoise(REALpictureStruct& picture, std::uint64_t seed) {
 }
 
 void FillWithNoise(REALmemoryBlockStruct& block, std::uint64_t seed) {
-  std::ranges::copy(NoiseBytes(static_cast<std::size_t>(block.size), seed), block.bytes());
+  std::generate_n(block.bytes(), block.size, [&] { return Noise(seed++); });
 }
 
 Bytes NoiseBytes(std::size_t count, std::uint64_t seed) {
@@ -92,11 +92,12 @@ std::string Difference(std::span<const std::uint8_t> expected, std::span<const s
   if (expected.size() != actual.size()) {
     return std::to_string(actual.size()) + " bytes instead of " + std::to_string(expected.size());
   }
+  if (std::ranges::equal(expected, actual)) {
+    return "";
+  }
   const auto [wanted, found] = std::ranges::mismatch(expected, actual);
-  return wanted == expected.end() ? ""
-                                  : "byte " + std::to_string(wanted - expected.begin()) + " of " +
-                                        std::to_string(expected.size()) + " is " + std::to_string(*found) +
-                                        " instead of " + std::to_string(*wanted);
+  return "byte " + std::to_string(wanted - expected.begin()) + " of " + std::to_string(expected.size()) +
+         " is " + std::to_string(*found) + " instead of " + std::to_string(*wanted);
 }
 
 std::vector<std::string> Entries(const devhost::Host& host) {

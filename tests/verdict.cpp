@@ -144,18 +144,20 @@ std::string Call::JudgeCopy(const Outcome& outcome) const {
 /// before, or as it had to become when one of the rows was copied.
 std::string Call::JudgePartialCopy() const {
   const auto now = BlockBytes();
-  std::vector<bool> isRight(now.size());
+  Bytes isRight(now.size());
   const auto allow = [&](const Bytes& bytes) {
     for (std::size_t i = 0; i < now.size(); ++i) {
-      isRight[i] = isRight[i] || now[i] == bytes[i];
+      isRight[i] |= now[i] == bytes[i] ? 1 : 0;
     }
   };
   allow(blockBefore_);
   const auto masks = Readings(shownByMask_);
   for (const oracle::Image& from : Readings(shown_)) {
     for (const oracle::Image& alpha : masks) {
-      for (std::int64_t last = copy_.lines.first; last <= copy_.lines.last; ++last) {
-        allow(Copied(blockBefore_, from, alpha, {copy_.lines.first, last}));
+      Bytes bytes = blockBefore_;
+      for (std::int64_t line = copy_.lines.first; line <= copy_.lines.last; ++line) {
+        bytes = Copied(std::move(bytes), from, alpha, {line, line});
+        allow(bytes);
       }
     }
   }
@@ -164,10 +166,10 @@ std::string Call::JudgePartialCopy() const {
     const Bytes onZeros = Copied(Bytes(now.size(), 0), shown_, shownByMask_, copy_.lines);
     const Bytes onOnes = Copied(Bytes(now.size(), 255), shown_, shownByMask_, copy_.lines);
     for (std::size_t i = 0; i < now.size(); ++i) {
-      isRight[i] = isRight[i] || onZeros[i] == onOnes[i];
+      isRight[i] |= onZeros[i] == onOnes[i] ? 1 : 0;
     }
   }
-  const auto wrong = std::ranges::find(isRight, false);
+  const auto wrong = std::ranges::find(isRight, 0);
   return wrong == isRight.end() ? "" : Misplaced("the block", wrong - isRight.begin());
 }
 

@@ -32,11 +32,11 @@ int Replay(tests::ScenarioRunner& runner, const std::vector<std::string>& inputs
   for (const std::string& digits : inputs) {
     const Input input = ParseInput(digits);
     std::cerr << digits << std::endl;
-    const tests::Scenario scenario = tests::Decode(input);
-    const std::string verdict = runner.Run(scenario);
+    const std::string verdict = runner.Run(tests::Decode(input));
     if (!verdict.empty()) {
       ++failures;
-      std::cerr << verdict << "\n" << scenario << "\nRepeat: " << RASTEL_REPLAY << " " << digits << std::endl;
+      std::cerr << verdict << "\n"
+                << tests::Decode(input) << "\nRepeat: " << RASTEL_REPLAY << " " << digits << std::endl;
     }
   }
   return failures;

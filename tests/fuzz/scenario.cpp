@@ -5,6 +5,7 @@
 #include <functional>
 #include <limits>
 #include <ostream>
+#include <utility>
 
 #include "devhost/state.h"
 
@@ -182,7 +183,7 @@ const ScenarioRunner::Registered& ScenarioRunner::RegisteredWith(devhost::Host& 
   return registered;
 }
 
-std::string ScenarioRunner::Run(const Scenario& scenario) {
+std::string ScenarioRunner::Run(Scenario scenario) {
   devhost::Host host(scenario.options);
   host.clock.ticksPerReading = scenario.ticksPerReading;
   host.clock.nanosecondsPerReading = scenario.ticksPerReading * 1'000'000;
@@ -197,11 +198,14 @@ std::string ScenarioRunner::Run(const Scenario& scenario) {
   const bool isKindKnown = !host.Lacks("pluginObjectType");
   const std::size_t most = registered.methods.empty() ? 0 : isKindKnown ? scenario.calls.size() : 1;
   for (std::size_t i = 0; i < most; ++i) {
-    const auto& [number, spec, refusal] = scenario.calls[i];
+    auto& [number, spec, refusal] = scenario.calls[i];
     const Method& method = registered.methods[number % registered.methods.size()];
     const auto& refusals = method.refusals;
-    const CallSpec& whole = refusal ? Refused(spec, refusals[*refusal % refusals.size()]) : spec;
-    const std::string verdict = Call(host, method, whole).Run(&injection);
+    if (refusal) {
+      spec = Refused(spec, refusals[*refusal % refusals.size()]);
+    }
+    Call call(host, method, std::move(spec));
+    const std::string verdict = call.Run(&injection);
     if (!verdict.empty() || plugin_.live.size() != live) {
       return method.registration.declaration + ": " + (verdict.empty() ? "memory was not freed" : verdict);
     }

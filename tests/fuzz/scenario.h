@@ -39,7 +39,7 @@ class ScenarioRunner {
   ScenarioRunner() : fresh_(plugin_.Save()) {}
 
   /// Says what is wrong with a call; empty: nothing.
-  std::string Run(const Scenario& scenario);
+  std::string Run(Scenario scenario);
 
  private:
   /// What the plug-in is after it has registered with a host, and its methods.
