@@ -10,11 +10,11 @@
 namespace bench {
 namespace {
 
-using Function = int (*)(const std::uint8_t*, int, std::uint8_t*, int, int, int);
+using YuvFunction = int (*)(const std::uint8_t*, int, std::uint8_t*, int, int, int);
 
 struct Entry {
   const char* name;
-  Function function;
+  YuvFunction function;
 };
 
 /// Null if there is none.
@@ -31,7 +31,7 @@ const Entry* EntryFor(const Task& task) {
   return entry == entries.end() ? nullptr : &entry->second;
 }
 
-std::function<void()> Run(const Task& task, Function function) {
+std::function<void()> Run(const Task& task, YuvFunction function) {
   return [&task, function] {
     function(task.source.first, task.source.rowStep, task.destination.first, task.destination.rowStep,
              task.width, task.height);

@@ -16,6 +16,21 @@ else()
   set(processor other)
 endif()
 
+# Linked last, so that these options come after those that they correct.
+add_library(rastel_kernel_flags INTERFACE)
+if(RASTEL_FUZZ)
+  # The tests of rows run the same kernels with all checks.
+  target_compile_options(rastel_kernel_flags INTERFACE -fno-sanitize=undefined)
+elseif(RASTEL_SANITIZE MATCHES "undefined")
+  # A kernel's unrolled accesses take long to compile: a third of the time without messages, and without the checks of
+  # addresses, which the address sanitizer and the tests' guard pages make as well.
+  target_compile_options(rastel_kernel_flags INTERFACE
+    -fsanitize-trap=undefined -fno-sanitize=object-size,pointer-overflow)
+endif()
+if(RASTEL_SANITIZE MATCHES "address")
+  target_compile_options(rastel_kernel_flags INTERFACE "SHELL:-mllvm -asan-instrumentation-with-call-threshold=0")
+endif()
+
 # Compiles the kernel for one target, as a part of the interface library `library`.
 function(rastel_add_kernel library name lane lanes flags)
   add_library(rastel_kernel_${name} OBJECT ${PROJECT_SOURCE_DIR}/src/pixels/kernel.cpp)
@@ -24,12 +39,7 @@ function(rastel_add_kernel library name lane lanes flags)
   separate_arguments(options UNIX_COMMAND "${flags}")
   # Vectors wider than the registers are passed between internal functions only.
   target_compile_options(rastel_kernel_${name} PRIVATE ${options} -Wno-psabi)
-  if(RASTEL_SANITIZE MATCHES "undefined")
-    # The same checks of a kernel's unrolled accesses, in a third of the time to compile: without messages, and called.
-    target_compile_options(rastel_kernel_${name} PRIVATE
-      -fsanitize-trap=undefined "SHELL:-mllvm -asan-instrumentation-with-call-threshold=0")
-  endif()
-  target_link_libraries(rastel_kernel_${name} PRIVATE rastel_plugin_flags)
+  target_link_libraries(rastel_kernel_${name} PRIVATE rastel_plugin_flags rastel_kernel_flags)
   target_sources(${library} INTERFACE $<TARGET_OBJECTS:rastel_kernel_${name}>)
 endfunction()
 

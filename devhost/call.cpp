@@ -17,70 +17,48 @@ using rastel::abi::ParseDeclaration;
 using rastel::abi::SameName;
 
 /// An argument as it is passed. On x86-64, i386 and 64-bit ARM under Linux, an integer, a boolean and an
-/// address each take one word in a register or on the stack, and a callee reads no more of it than its type
-/// has. So a function with any of them as parameters may be called as one of as many words, if small values
-/// are sign-extended.
+/// address each take one word in a register or on the stack. A callee reads no more of it than its type has,
+/// and no more words than it has parameters. So every method may be called with as many words as any has, if
+/// small values are sign-extended.
 using Word = std::intptr_t;
-
-template <std::size_t... Index>
-Word CallWithWords(void* function, const Word* words, std::index_sequence<Index...>) {
-  using Function = Word (*)(decltype(Index, Word{})...);
-  return reinterpret_cast<Function>(function)(words[Index]...);
-}
-
-template <std::size_t... Count>
-Word CallWithWords(void* function, const std::vector<Word>& words,
-                   std::integer_sequence<std::size_t, Count...>) {
-  using Caller = Word (*)(void*, const Word*);
-  constexpr Caller kCallers[] = {[](void* called, const Word* first) {
-    return CallWithWords(called, first, std::make_index_sequence<Count>());
-  }...};
-  return kCallers[words.size()](function, words.data());
-}
 
 /// A declaration's parameters and the picture that a class method takes first.
 constexpr std::size_t kMostWords = Declaration::kMostParameters + 1;
 
+template <std::size_t... Index>
+Word CallWithWords(void* function, std::vector<Word> words, std::index_sequence<Index...>) {
+  using Function = Word (*)(decltype(Index, Word{})...);
+  words.resize(sizeof...(Index));
+  return reinterpret_cast<Function>(function)(words[Index]...);
+}
+
+Word WordOf(std::nullptr_t) {
+  return 0;
+}
+Word WordOf(std::int32_t integer) {
+  return integer;
+}
+Word WordOf(bool boolean) {
+  return boolean ? 1 : 0;
+}
+Word WordOf(Ptr ptr) {
+  return reinterpret_cast<Word>(ptr.address);
+}
 template <typename Object>
-Word AddressWord(Object* address) {
-  return reinterpret_cast<Word>(address);
+Word WordOf(Object* object) {
+  return reinterpret_cast<Word>(object);
 }
 
 /// The word for an argument, if it fits the type. The host's language converts nothing here.
 std::optional<Word> WordFor(HostType type, const Value& value) {
-  switch (type) {
-    case HostType::kInteger:
-      if (const auto* integer = std::get_if<std::int32_t>(&value)) {
-        return *integer;
-      }
-      return std::nullopt;
-    case HostType::kBoolean:
-      if (const auto* boolean = std::get_if<bool>(&value)) {
-        return *boolean ? 1 : 0;
-      }
-      return std::nullopt;
-    default:
-      break;
+  // Behind nil, the values have the order of the types.
+  static_assert(static_cast<int>(HostType::kIntegerArray) + 2 == std::variant_size_v<Value>);
+  const bool isNil = std::holds_alternative<std::nullptr_t>(value);
+  const bool takesNil = type != HostType::kInteger && type != HostType::kBoolean;
+  if (isNil ? !takesNil : value.index() != 1 + static_cast<std::size_t>(type)) {
+    return std::nullopt;
   }
-  if (std::holds_alternative<std::nullptr_t>(value)) {
-    return 0;
-  }
-  if (const auto* ptr = std::get_if<Ptr>(&value); ptr != nullptr && type == HostType::kPtr) {
-    return AddressWord(ptr->address);
-  }
-  if (const auto* picture = std::get_if<REALpictureStruct*>(&value);
-      picture != nullptr && type == HostType::kPicture) {
-    return AddressWord(*picture);
-  }
-  if (const auto* block = std::get_if<REALmemoryBlockStruct*>(&value);
-      block != nullptr && type == HostType::kMemoryblock) {
-    return AddressWord(*block);
-  }
-  if (const auto* array = std::get_if<_REALarrayInteger*>(&value);
-      array != nullptr && type == HostType::kIntegerArray) {
-    return AddressWord(*array);
-  }
-  return std::nullopt;
+  return std::visit([](auto argument) { return WordOf(argument); }, value);
 }
 
 /// The word for an argument that was left out.
@@ -168,9 +146,9 @@ std::string NameOf(const Value& value) {
   return kNames[value.index()];
 }
 
-std::string WrongArguments(const std::vector<Overload>& overloads, const Arguments& arguments,
-                           const char* problem) {
-  std::string text = std::string(problem) + " (";
+/// "picture, offset=integer".
+std::string TypesOf(const Arguments& arguments) {
+  std::string text;
   const char* separator = "";
   for (const Value& argument : arguments.inOrder) {
     text += separator + NameOf(argument);
@@ -180,7 +158,31 @@ std::string WrongArguments(const std::vector<Overload>& overloads, const Argumen
     text += separator + name + "=" + NameOf(argument);
     separator = ", ";
   }
-  text += "); expected";
+  return text;
+}
+
+/// What is wrong with names that no overload knows: "; there is no argument 'hight'; the nearest is height".
+std::string UnknownNames(const std::vector<Overload>& overloads, const Arguments& arguments) {
+  std::vector<std::string> known;
+  for (const Overload& overload : overloads) {
+    for (const Parameter& parameter : overload.parameters) {
+      known.emplace_back(parameter.name);
+    }
+  }
+  std::string text;
+  for (const auto& argument : arguments.named) {
+    const std::string& name = argument.first;
+    if (std::ranges::none_of(known, [&](const std::string& each) { return SameName(each, name); })) {
+      text += "; there is no argument '" + name + "'" + Nearest(name, known);
+    }
+  }
+  return text;
+}
+
+std::string WrongArguments(const std::vector<Overload>& overloads, const Arguments& arguments,
+                           const char* problem) {
+  std::string text = std::string(problem) + " (" + TypesOf(arguments) + ")" +
+                     UnknownNames(overloads, arguments) + "; expected";
   for (const Overload& overload : overloads) {
     const bool isMember = overload.parameters.size() > overload.declaration.parameterCount;
     text += isMember ? "\n  a picture first, then " : "\n  ";
@@ -237,8 +239,8 @@ class RaisedInCall {
 
 CallResult CallMatch(const Match& match) {
   const RaisedInCall raised;
-  const Word word = CallWithWords(match.overload->method->function, match.words,
-                                  std::make_index_sequence<kMostWords + 1>());
+  const Word word =
+      CallWithWords(match.overload->method->function, match.words, std::make_index_sequence<kMostWords>());
   CallResult result;
   switch (match.overload->declaration.result) {
     case HostType::kBoolean:

@@ -23,28 +23,14 @@ void RegisterPluginVersion(std::int32_t version) {
   Entries::SetPluginVersion(version);
 }
 
+/// Each kind of application has one of the classes, or none.
 const REALclassRefStruct* FindClass(const char* className) {
-  static constexpr REALclassRefStruct kApplication = {"Application"};
-  static constexpr REALclassRefStruct kConsoleApplication = {"ConsoleApplication"};
-  static constexpr REALclassRefStruct kWebApplication = {"WebApplication"};
-  if (!RequireAddress(className)) {
-    return nullptr;
-  }
-  const REALclassRefStruct* known = nullptr;
-  switch (Host::Current().options().kind) {
-    case Kind::kDesktop:
-      known = &kApplication;
-      break;
-    case Kind::kConsole:
-      known = &kConsoleApplication;
-      break;
-    case Kind::kWeb:
-      known = &kWebApplication;
-      break;
-    case Kind::kUnknown:
-      return nullptr;
-  }
-  return SameName(className, known->name) ? known : nullptr;
+  static constexpr REALclassRefStruct kApplications[] = {
+      {"Application"}, {"ConsoleApplication"}, {"WebApplication"}};  // in the order of Kind
+  const auto kind = static_cast<std::size_t>(Host::Current().options().kind);
+  const bool isKnown = RequireAddress(className) && kind < std::size(kApplications) &&
+                       SameName(className, kApplications[kind].name);
+  return isKnown ? &kApplications[kind] : nullptr;
 }
 
 void Yield() {
@@ -62,12 +48,9 @@ REALobjectStruct* NewInstance(const char* className) {
   if (!RequireAddress(className)) {
     return nullptr;
   }
-  for (const std::string_view known : kClasses) {
-    if (SameName(className, known)) {
-      return new ExceptionObject(std::string(known));
-    }
-  }
-  return nullptr;
+  const auto* const known = std::ranges::find_if(
+      kClasses, [className](std::string_view name) { return SameName(className, name); });
+  return known == kClasses.end() ? nullptr : new ExceptionObject(std::string(*known));
 }
 
 /// The exception that has the property `wanted`, if `property` is that; else null and a complaint.

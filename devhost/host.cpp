@@ -1,5 +1,7 @@
 #include "devhost/host.h"
 
+#include <dlfcn.h>
+
 #include <utility>
 
 #include "devhost/nearest.h"
@@ -9,6 +11,20 @@ namespace devhost {
 namespace {
 
 Host* current = nullptr;
+
+/// Loads a file that must not be in memory yet.
+Library LoadAnew(const std::string& path) {
+  // A name without a slash would be looked for in the system's directories.
+  const std::string file = path.find('/') == std::string::npos ? "./" + path : path;
+  if (const Library loaded{dlopen(file.c_str(), RTLD_LAZY | RTLD_NOLOAD)}) {
+    throw HostError("'" + path + "' cannot be loaded anew: it is still in memory");
+  }
+  Library library(dlopen(file.c_str(), RTLD_NOW | RTLD_LOCAL));
+  if (library == nullptr) {
+    throw HostError("'" + path + "' cannot be loaded: " + dlerror());
+  }
+  return library;
+}
 
 PixelFormat OwnFormat(const HostOptions& options) {
   const bool desktop = options.kind == Kind::kDesktop;
@@ -27,6 +43,10 @@ PixelFormat OwnFormat(const HostOptions& options) {
 }
 
 }  // namespace
+
+void CloseLibrary::operator()(void* handle) const {
+  dlclose(handle);
+}
 
 Host::Host(HostOptions options) : options_(std::move(options)), state_(std::make_unique<State>()) {
   if (current != nullptr) {
@@ -68,8 +88,8 @@ void Host::Load(const std::string& path) {
   state_->library.reset();
   methods_.clear();
   pluginVersion_ = 0;
-  auto library = std::make_unique<Library>(path);
-  const auto pluginMain = reinterpret_cast<void (*)(Resolver)>(library->Symbol("REALPluginMain"));
+  Library library = LoadAnew(path);
+  const auto pluginMain = reinterpret_cast<void (*)(Resolver)>(dlsym(library.get(), "REALPluginMain"));
   if (pluginMain == nullptr) {
     throw HostError("'" + path + "' is no plug-in: it does not export REALPluginMain");
   }

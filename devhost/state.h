@@ -10,7 +10,6 @@
 #include <vector>
 
 #include "devhost/host.h"
-#include "devhost/library.h"
 
 /// A class that the host knows.
 struct REALclassRefStruct {
@@ -53,6 +52,13 @@ struct PlatformObject final : REALobjectStruct {
   bool loaded = false;  // a loaded bundle stays for good
 };
 
+struct CloseLibrary {
+  void operator()(void* handle) const;
+};
+
+/// A shared library in memory.
+using Library = std::unique_ptr<void, CloseLibrary>;
+
 struct Host::State {
   double version;         // 0 if the host does not tell
   PixelFormat ownFormat;  // of the pictures that the host makes
@@ -62,7 +68,7 @@ struct Host::State {
   int strayUnlocks = 0;
   int refusedLocks = 0;               // type-10 locks that Host::onEntry made fail
   ExceptionObject* raised = nullptr;  // with a reference of its own
-  std::unique_ptr<Library> library;
+  Library library;
 };
 
 /// The way to the host's private parts.

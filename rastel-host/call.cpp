@@ -1,294 +1,279 @@
+// call: one method with arguments of the user's own.
 #include <algorithm>
-#include <array>
 #include <iostream>
+#include <nlohmann/json.hpp>
 #include <utility>
 
-#include "rastel-host/failure.h"
-#include "rastel-host/report.h"
+#include "rastel-host/arguments.h"
+#include "rastel-host/call_trace.h"
+#include "rastel-host/files.h"
+#include "rastel-host/image.h"
+#include "rastel-host/options.h"
+#include "rastel-host/output.h"
+#include "rastel-host/supervise.h"
 #include "rastel-host/verbs.h"
 
 namespace devhost::program {
 namespace {
 
-constexpr std::size_t kBytesShown = 16;
-constexpr std::int32_t kPixelsShown = 4;
+constexpr const char* kCallHelp =
+    R"(Arguments, in the order of the declaration or as name=value: integers, true, false, nil,
+picture:WxH, picture:FILE.png, block:BYTES, block:FILE, ptr:BYTES, ptr:FILE, and [1,2,3] for an
+array of integers. A method of Picture takes the picture first, or as ref=picture:….
+picture:WxH holds red x, green y, blue x + y, each modulo 256, and 90 in the fourth byte;
+block:BYTES and ptr:BYTES hold 0, 1, 2, … modulo 256. They lie between pages without access: a
+method that reads or writes outside them ends the call, which tells where.
+Examples:
+  rastel-host call MemoryblockRGBtoPictureKVZ block:48 0 4 4
+  rastel-host call CopyXRGBtoMemoryblockKVZ ref=picture:4x4 destination=block:64 offset=0
+  rastel-host call PtrGrayToPictureKVZ ptr:16 0 4 4 1 [0,300,-7] nil [255]
+  rastel-host call CopyARGBtoMemoryblockKVZ nil block:64 0 255 --trace
+  rastel-host call MemoryblockRGBtoPictureKVZ block:48 0 4 4 --times 12 --fail newPicture@10
+)";
 
-/// Bytes that a method may write to, in a block of the host's or behind a raw address.
-struct Writable {
-  std::string name;  // "argument 1 (block:64)"
-  Ref<REALmemoryBlockStruct> block;
-  std::vector<std::uint8_t> before;
-};
+constexpr std::size_t kBytesOfBlock = 16;
+constexpr std::int32_t kPixelsOfPicture = 4;
 
-/// The arguments of a call, with all that they refer to.
-class Parsed {
- public:
-  Parsed(Host& host, PixelFormat format, const std::vector<std::string>& texts)
-      : host_(host), format_(format) {
-    for (const std::string& text : texts) {
-      Add(text);
-    }
-  }
-
-  const Arguments& arguments() const { return arguments_; }
-  const std::vector<Writable>& writables() const { return writables_; }
-
- private:
-  void Add(const std::string& text) {
-    const auto equals = text.find('=');
-    if (text.starts_with("--")) {
-      throw Failure(Status::kUsage, "call: unknown option '" + text + "' (see call --help)");
-    }
-    if (equals != std::string::npos && equals > 0 && text.find_first_of(":[") > equals) {
-      what_ = "argument " + text.substr(0, equals);
-      arguments_.named.emplace_back(text.substr(0, equals), Parse(text.substr(equals + 1)));
-      return;
-    }
-    what_ = "argument " + std::to_string(arguments_.inOrder.size() + 1);
-    if (!arguments_.named.empty()) {
-      throw Failure(Status::kUsage,
-                    what_ + ": expected name=value after the first of these, got '" + text + "'");
-    }
-    arguments_.inOrder.push_back(Parse(text));
-  }
-
-  Value Parse(const std::string& text) {
-    if (text == "nil") {
-      return nullptr;
-    }
-    if (text == "true" || text == "false") {
-      return text == "true";
-    }
-    if (text.starts_with("picture:")) {
-      return MakePictureValue(text.substr(8));
-    }
-    if (text.starts_with("block:")) {
-      return MakeBlock(text, text.substr(6));
-    }
-    if (text.starts_with("ptr:")) {
-      return Ptr{MakeBlock(text, text.substr(4))->bytes()};
-    }
-    if (text.starts_with("[")) {
-      arrays_.push_back(host_.NewIntegerArray(ParseIntegers(what_, text)));
-      return arrays_.back().get();
-    }
-    if (!IsDigits(text.starts_with("-") ? text.substr(1) : text)) {
-      throw Failure(Status::kUsage, what_ +
-                                        ": expected an integer, true, false, nil, picture:…, block:…, "
-                                        "ptr:… or [1,2,3], got '" +
-                                        text + "'");
-    }
-    return ParseInteger(what_, text);
-  }
-
-  REALpictureStruct* MakePictureValue(const std::string& source) {
-    Image image;
-    if (LooksLikeSize(source)) {
-      const Size size = ParseSize(what_, source);
-      image = Pattern(size.width, size.height);
-    } else {
-      image = ReadImage(source);
-    }
-    pictures_.push_back(MakePicture(host_, image, format_));
-    return pictures_.back().get();
-  }
-
-  REALmemoryBlockStruct* MakeBlock(const std::string& text, const std::string& source) {
-    std::vector<std::uint8_t> bytes;
-    if (IsDigits(source)) {
-      bytes.resize(static_cast<std::size_t>(ParseInteger(what_, source, 0)));
-      std::generate(bytes.begin(), bytes.end(),
-                    [next = 0]() mutable { return static_cast<std::uint8_t>(next++); });
-    } else {
-      bytes = ReadBytes(source);
-    }
-    auto block = host_.NewMemoryBlock(static_cast<std::int32_t>(bytes.size()));
-    std::copy(bytes.begin(), bytes.end(), block->bytes());
-    writables_.push_back({what_ + " (" + text + ")", std::move(block), std::move(bytes)});
-    return writables_.back().block.get();
-  }
-
-  Host& host_;
-  PixelFormat format_;
-  std::string what_;  // the argument being parsed
-  Arguments arguments_;
-  std::vector<Writable> writables_;
-  std::vector<Ref<REALpictureStruct>> pictures_;
-  std::vector<Ref<_REALarrayInteger>> arrays_;
-};
-
-/// Equal calls, one after the other.
-struct Run {
-  std::int32_t first, last;
-  std::string result;  // "true", "nil", "picture 4x4, …"
-  std::string pixels;  // of a picture, the first ones
-  std::optional<std::string> exception;
-
-  bool Equals(const Run& other) const {
-    return result == other.result && pixels == other.pixels && exception == other.exception;
-  }
+struct CallOptions {
+  HostSettings host;
+  bool json = false;
+  std::string method;
+  std::vector<std::string> arguments;
+  std::optional<std::string> out;  // where the picture made goes, or the first block
+  std::int32_t times = 1;
+  bool trace = false;
 };
 
 std::string PixelsText(REALpictureStruct& picture) {
   std::string text;
-  for (std::int32_t x = 0; x < std::min(picture.width, kPixelsShown); ++x) {
+  for (std::int32_t x = 0; x < std::min(picture.width, kPixelsOfPicture); ++x) {
     const Pixel pixel = picture.At(x, 0);
     text += (x == 0 ? "(" : " (") + std::to_string(pixel.red) + ", " + std::to_string(pixel.green) + ", " +
             std::to_string(pixel.blue) + ", " + std::to_string(pixel.fourth) + ")";
   }
-  return text + (picture.width > kPixelsShown ? " …" : "");
-}
-
-/// One call. What a host entry throws ends it without a result.
-Run Call(Host& host, const CallOptions& options, const Arguments& arguments, std::int32_t number) {
-  Run run{number, number, "none", "", {}};
-  try {
-    const CallResult result = host.Call(options.method, arguments);
-    run.result = !result.returnsPicture ? (result.boolean ? "true" : "false")
-                 : result.picture       ? PictureText(*result.picture)
-                                        : "nil";
-    if (result.picture) {
-      run.pixels = PixelsText(*result.picture);
-      if (options.out) {
-        WriteImage(*options.out, ImageOf(*result.picture));
-      }
-    }
-    if (result.exception) {
-      run.exception = ExceptionText(*result.exception);
-    }
-  } catch (const HostError& error) {
-    throw Failure(Status::kUsage, error.what());
-  } catch (const HostFault& exception) {
-    run.exception = exception.what();
-  }
-  return run;
-}
-
-void PrintRun(const Run& run, bool numbered) {
-  if (numbered) {
-    std::cout << "from call " << run.first << " on:\n";
-  }
-  std::cout << "result: " << run.result << '\n';
-  if (!run.pixels.empty()) {
-    std::cout << "pixels: " << run.pixels << '\n';
-  }
-  if (run.exception) {
-    std::cout << Bad("exception") << ": " << *run.exception << '\n';
-  }
-}
-
-std::size_t CountChanged(const Writable& writable) {
-  std::size_t changed = 0;
-  for (std::size_t i = 0; i < writable.before.size(); ++i) {
-    changed += writable.block->bytes()[i] != writable.before[i] ? 1 : 0;
-  }
-  return changed;
+  return text + (picture.width > kPixelsOfPicture ? " …" : "");
 }
 
 /// "00 01 02 …"
-std::string BeginningOf(const Writable& writable) {
+std::string BeginningOf(const std::vector<std::uint8_t>& bytes) {
   constexpr std::string_view kDigits = "0123456789abcdef";
   std::string text;
-  for (std::size_t i = 0; i < std::min(writable.before.size(), kBytesShown); ++i) {
-    const std::uint8_t byte = writable.block->bytes()[i];
+  for (std::size_t i = 0; i < std::min(bytes.size(), kBytesOfBlock); ++i) {
     text += text.empty() ? "" : " ";
-    text += {kDigits[byte >> 4], kDigits[byte & 15]};
+    text += {kDigits[bytes[i] >> 4], kDigits[bytes[i] & 15]};
   }
-  return text + (writable.before.size() > kBytesShown ? " …" : "");
+  return text + (bytes.size() > kBytesOfBlock ? " …" : "");
 }
 
-/// Writes the first block, unless the method is one that makes pictures.
-void SaveBlock(const std::string& path, const Run& run, const std::vector<Writable>& writables) {
-  if (run.pixels.empty() && (run.result != "true" || writables.empty())) {
-    throw Failure(Status::kFindings, path + ": not written, there is neither a picture nor a block");
-  }
-  if (run.pixels.empty()) {
-    const auto& block = writables[0].block;
-    WriteBytes(path, {block->bytes(), block->bytes() + block->size});
-  }
+std::uint8_t Other(std::uint8_t byte) {
+  return static_cast<std::uint8_t>(~byte);
 }
 
-/// What the calls of one method came to.
-struct Story {
-  std::vector<Run> runs;
-  std::vector<std::string> trace, losses;
-};
+std::string Text(const Json& json) {
+  return json;
+}
 
-void PrintEnd(const Story& story, const std::vector<Writable>& writables) {
-  for (const Writable& writable : writables) {
-    if (const std::size_t changed = CountChanged(writable); changed > 0) {
-      std::cout << writable.name << ": " << changed << " bytes changed; it begins " << BeginningOf(writable)
-                << '\n';
+std::string ResultText(const CallResult& result) {
+  if (!result.returnsPicture) {
+    return result.boolean ? "true" : "false";
+  }
+  return result.picture ? PictureText(*result.picture) : "nil";
+}
+
+/// All that is done for one command line.
+class Caller {
+ public:
+  explicit Caller(const CallOptions& options)
+      : options_(options),
+        session_(options.host),
+        arguments_(session_, options.arguments),
+        before_(session_->CurrentBalance()),
+        report_({{"plugin", session_.plugin()}, {"method", options.method}}) {}
+
+  Status Run() {
+    if (options_.trace) {
+      trace_.emplace(session_.host(), !options_.json);
+    }
+    const Progress progress(options_.times > 1 ? "calling " + options_.method : "");
+    const auto crash = CatchCrash([this] { CallAll(); });
+    progress.Clear();
+    if (crash) {
+      EndCall();
+      throw Failure(Status::kCrash, CrashText(*crash));
+    }
+    const auto losses = Losses(session_.host(), before_);
+    report_["trace"] = trace_ ? trace_->lines() : std::vector<std::string>();
+    report_["losses"] = losses;
+    report_["faultsNotDue"] = session_.FaultsNotDue();
+    if (options_.out) {
+      Save(*options_.out);
+    }
+    report_["blocks"] = ReportBlocks();
+    options_.json ? PrintJson("call", report_) : Print();
+    return hasRaised_ || !losses.empty() ? Status::kFindings : Status::kGood;
+  }
+
+ private:
+  void CallAll() {
+    Json& calls = report_["calls"];
+    Json last;
+    for (std::int32_t number = 1; number <= options_.times; ++number) {
+      Json call = CallOnce();
+      EndCall();
+      if (call != last) {
+        last = call;
+        call["firstCall"] = number;
+        calls.push_back(call);
+      }
+      calls.back()["lastCall"] = number;
     }
   }
-  for (const std::string& loss : story.losses) {
-    std::cout << Bad("balance") << ": " << loss << '\n';
-  }
-  if (story.losses.empty()) {
-    std::cout << "balance: even, every object, reference and lock was given back\n";
-  }
-}
 
-void PrintStoryAsJson(const CallOptions& options, const Story& story,
-                      const std::vector<Writable>& writables) {
-  Datum::List runs, written;
-  for (const Run& run : story.runs) {
-    runs.emplace_back(Datum::Record{{"firstCall", run.first},
-                                    {"lastCall", run.last},
-                                    {"result", run.result},
-                                    {"pixels", run.pixels},
-                                    {"exception", run.exception}});
+  /// What a host entry throws ends the call without a result.
+  Json CallOnce() {
+    Json call = {{"result", "none"}, {"pixels", ""}, {"exception", nullptr}};
+    try {
+      const CallResult result = session_->Call(options_.method, arguments_.arguments());
+      call["result"] = ResultText(result);
+      if (result.picture) {
+        call["pixels"] = PixelsText(*result.picture);
+        made_ = options_.out ? std::optional(ImageOf(*result.picture)) : std::nullopt;
+      }
+      if (result.exception) {
+        call["exception"] = ExceptionText(*result.exception);
+      }
+    } catch (const HostError& error) {
+      throw Failure(Status::kUsage, std::string(error.what()) + "\nThe plug-in is " + session_.plugin());
+    } catch (const HostFault& exception) {
+      call["exception"] = exception.what();
+    }
+    hasRaised_ = hasRaised_ || !call["exception"].is_null();
+    return call;
   }
-  for (const Writable& writable : writables) {
-    written.emplace_back(Datum::Record{{"argument", writable.name},
-                                       {"bytesChanged", CountChanged(writable)},
-                                       {"beginning", BeginningOf(writable)}});
+
+  void EndCall() {
+    if (trace_) {
+      trace_->EndCall();
+    } else {
+      session_->trace.clear();
+    }
   }
-  PrintJson("call", {{"method", options.method},
-                     {"calls", runs},
-                     {"blocks", written},
-                     {"trace", ListOf(story.trace)},
-                     {"losses", ListOf(story.losses)}});
-}
+
+  std::string CrashText(const Crash& crash) const {
+    std::string text = options_.method + " of '" + session_.plugin() + "' crashed (" + crash.signal + ")";
+    if (crash.address != nullptr) {
+      text += "; it accessed ";
+      text += arguments_.PlaceOf(crash.address).value_or("memory that is no argument's");
+    }
+    return text;
+  }
+
+  bool HasFilledBlock() const {
+    return report_["calls"].back()["result"] == "true" && !arguments_.blocks().empty();
+  }
+
+  /// Writes the picture that was made, or else the first block.
+  void Save(const std::string& path) const {
+    if (made_) {
+      WriteImage(path, *made_);
+    } else if (HasFilledBlock()) {
+      WriteBytes(path, arguments_.blocks()[0].Bytes());
+    } else {
+      throw Failure(Status::kFindings, path + ": not written, there is neither a picture nor a block");
+    }
+  }
+
+  /// How many bytes of each block were written. A method may write what a byte holds already; so it is called
+  /// once more, without faults and with other bytes in the blocks.
+  Json ReportBlocks() {
+    std::vector<std::vector<std::uint8_t>> after;
+    for (const Block& block : arguments_.blocks()) {
+      after.push_back(block.Bytes());
+    }
+    const bool again = HasFilledBlock();
+    if (again) {
+      trace_.reset();
+      session_->onEntry = nullptr;
+      for (const Block& block : arguments_.blocks()) {
+        std::ranges::transform(block.before, block.block->bytes(), Other);
+      }
+      CallOnce();
+    }
+    Json reports = Json::array();
+    for (std::size_t i = 0; i < after.size(); ++i) {
+      const Block& block = arguments_.blocks()[i];
+      std::size_t count = 0;
+      for (std::size_t j = 0; j < after[i].size(); ++j) {
+        const bool isOther = again && block.block->bytes()[j] != Other(block.before[j]);
+        count += after[i][j] != block.before[j] || isOther ? 1 : 0;
+      }
+      reports.push_back(
+          {{"argument", block.name}, {"bytesWritten", count}, {"beginning", BeginningOf(after[i])}});
+    }
+    return reports;
+  }
+
+  void Print() const {
+    for (const Json& call : report_["calls"]) {
+      if (options_.times > 1) {
+        std::cout << "calls " << call["firstCall"] << " to " << call["lastCall"] << " of " << options_.times
+                  << ":\n";
+      }
+      for (const char* name : {"result", "pixels", "exception"}) {
+        const std::string text = call[name].is_null() ? "" : call[name];
+        const bool isBad = std::string_view(name) == "exception";
+        std::cout << (text.empty() ? "" : (isBad ? Bad(name) : name) + ": " + text + '\n');
+      }
+    }
+    for (const Json& block : report_["blocks"]) {
+      const std::size_t count = block["bytesWritten"];
+      std::cout << Text(block["argument"]) << ": "
+                << (count == 0
+                        ? "no byte written"
+                        : std::to_string(count) + " bytes written; it begins " + Text(block["beginning"]))
+                << '\n';
+    }
+    for (const Json& loss : report_["losses"]) {
+      std::cout << Bad("balance") << ": " << Text(loss) << '\n';
+    }
+    if (report_["losses"].empty()) {
+      std::cout << "balance: even, every object, reference and lock was given back\n";
+    }
+    for (const Json& line : report_["faultsNotDue"]) {
+      Say(line);
+    }
+  }
+
+  const CallOptions& options_;
+  Session session_;
+  WrittenArguments arguments_;
+  Balance before_;
+  std::optional<CallTrace> trace_;
+  std::optional<Image> made_;  // the last picture, if it is to be written
+  bool hasRaised_ = false;
+  Json report_;
+};
 
 }  // namespace
 
-Status RunCall(const CallOptions& options) {
-  const auto host = OpenHost(options.common.host);
-  const Parsed parsed(*host, SourceFormat(options.common.host), options.arguments);
-  const Balance before = host->CurrentBalance();
-  Story story;
-  for (std::int32_t number = 1; number <= options.times; ++number) {
-    host->trace.clear();
-    const Run run = Call(*host, options, parsed.arguments(), number);
-    for (const TracedCall& call : host->trace) {
-      if (options.trace && options.common.json) {
-        story.trace.push_back(call.Text());
-      } else if (options.trace) {
-        std::cout << "trace: " << call.Text() << '\n';
-      }
-    }
-    if (!story.runs.empty() && story.runs.back().Equals(run)) {
-      story.runs.back().last = number;
-      continue;
-    }
-    story.runs.push_back(run);
-    if (!options.common.json) {
-      PrintRun(run, options.times > 1);
-    }
-  }
-  story.losses = Losses(*host, before);
-  if (options.common.json) {
-    PrintStoryAsJson(options, story, parsed.writables());
-  } else {
-    PrintEnd(story, parsed.writables());
-  }
-  if (options.out) {
-    SaveBlock(*options.out, story.runs.back(), parsed.writables());
-  }
-  const bool raised =
-      std::ranges::any_of(story.runs, [](const Run& run) { return run.exception.has_value(); });
-  return raised || !story.losses.empty() ? Status::kFindings : Status::kGood;
+Work SetUpCall(CLI::App& app) {
+  app.footer(kCallHelp);
+  const auto options = std::make_shared<CallOptions>();
+  options->host.guarded = true;
+  app.add_option("METHOD", options->method, "The method's name, followed by its arguments")->required();
+  app.allow_extras();
+  AddHost(app, options->host);
+  app.add_flag("--trace", options->trace, "Show each call of the host by the plug-in, before it is made");
+  app.add_option("--out", options->out, "Write the picture that was made, or the first block")
+      ->type_name("FILE");
+  app.add_option("--times", options->times, "Call this often (1); what changes is shown")
+      ->type_name("N")
+      ->transform(Integer(1));
+  AddJson(app, options->json);
+  return [options, &app] {
+    options->arguments = app.remaining();
+    return Caller(*options).Run();
+  };
 }
 
 }  // namespace devhost::program

@@ -1,110 +1,195 @@
+// convert: pixels through the plug-in, into a picture and back.
 #include <algorithm>
 #include <iostream>
-#include <limits>
-#include <utility>
+#include <memory>
+#include <nlohmann/json.hpp>
+#include <optional>
+#include <string_view>
 
-#include "rastel-host/expectation.h"
-#include "rastel-host/report.h"
+#include "devhost/oracle.h"
+#include "rastel-host/options.h"
+#include "rastel-host/output.h"
+#include "rastel-host/raw.h"
+#include "rastel-host/session.h"
+#include "rastel-host/supervise.h"
 #include "rastel-host/verbs.h"
+#include "rastel-host/verify.h"
 
 namespace devhost::program {
 namespace {
 
-/// What a block holds before the plug-in writes to it.
-constexpr std::uint8_t kUntouched = 0xA5;
+constexpr const char* kConvertHelp =
+    R"(A name that ends in .png is a PNG picture, every other name is raw bytes; "-" is standard input
+or output. Raw bytes are --offset bytes and rows of pixels, --stride bytes apart. IN goes into a
+memory block in the layout, a method makes a picture of it, another copies that into a block again,
+and OUT is what this block holds: 165 where nothing was written. X is a byte that means nothing.
+Layout gray sends (299 red + 587 green + 114 blue + 500) / 1000 and brings back green; R, G and B
+are one colour alone.
+Examples:
+  rastel-host convert photo.png copy.png --layout BGRA --alpha 128 --verify
+  rastel-host convert photo.png - --layout BGRA --stride 4096 > photo.bgra
+  rastel-host convert - back.png --size 600x400 --layout BGRA --stride 4096 < photo.bgra
+  rastel-host convert photo.png cut.png --layout ARGB --mask mask.png --band 0:99
+)";
+
+constexpr std::int32_t kOpaque = 255;
+
+struct ConvertOptions {
+  HostSettings host;
+  bool json = false;
+  std::string in, out;
+  RawForm raw;  // of those of them that are raw; the layout also of the way between
+  std::optional<std::int32_t> alpha;
+  std::optional<std::string> mask;
+  std::int32_t first = 0, last = -1;  // rows to copy back, both included; -1 is the last one
+  bool flip = false;
+  bool verify = false;
+};
 
 [[noreturn]] void Misuse(const std::string& line) {
   throw Failure(Status::kUsage, line);
 }
 
-void CheckOptions(const ConvertOptions& options, const Layout& layout) {
-  const std::string name(layout.name);
-  if (layout.fourth != Fourth::kAlpha && (options.alpha || options.mask)) {
-    Misuse("--alpha and --mask: expected a layout with alpha (ARGB, ABGR, RGBA, BGRA), got " + name);
-  }
-  if (options.flip && layout.name != "RGBA") {
-    Misuse("--flip: expected --layout RGBA, the only one whose methods flip, got " + name);
-  }
-  if (options.raw.size && !IsRaw(options.in, options.raw)) {
-    Misuse("--size: expected raw bytes as input, got the picture " + options.in);
-  }
-  if (options.common.json && options.out == "-") {
-    Misuse("--json: expected a file as OUT, since JSON goes to standard output");
-  }
+bool HasAlpha(const std::string& letters) {
+  return letters.find('A') != std::string::npos;
 }
 
-std::int32_t BlockSize(std::int64_t bytes) {
-  if (bytes > std::numeric_limits<std::int32_t>::max()) {
-    Misuse("expected a buffer of at most 2147483647 bytes, as a memory block has, got " +
-           std::to_string(bytes));
+void ParseBand(const std::string& word, ConvertOptions& options) {
+  const auto colon = word.find(':');
+  if (colon == std::string::npos) {
+    Misuse("--band: expected FIRST:LAST, such as 0:99, got '" + word + "'");
   }
-  return static_cast<std::int32_t>(bytes);
+  options.first = ParseInteger("--band FIRST", word.substr(0, colon), 0);
+  options.last = ParseInteger("--band LAST", word.substr(colon + 1), -1);
+}
+
+void CheckOptions(const ConvertOptions& options) {
+  const std::string& layout = options.raw.layout;
+  if ((options.alpha || options.mask) && !HasAlpha(layout)) {
+    Misuse("--alpha and --mask: expected a layout with alpha (ARGB, ABGR, RGBA, BGRA), got " + layout);
+  }
+  if (options.flip && layout != "RGBA" && layout != "RGBX") {
+    Misuse("--flip: expected the layout RGBA or RGBX, whose method alone flips, got " + layout);
+  }
+  if (!IsPng(options.out) && options.out == "-" && options.json) {
+    Misuse("--json: expected a file as OUT, since the JSON goes to standard output");
+  }
 }
 
 /// The conversion, step by step.
 class Conversion {
  public:
+  /// Reads the files.
   explicit Conversion(const ConvertOptions& options)
-      : options_(options), layout_(LayoutNamed(options.raw.layout)) {
-    CheckOptions(options_, layout_);
-    in_ = ReadPixels(options_.in, options_.raw);
-    StrideOf(options_.raw, in_.width);
-    if (options_.mask) {
-      mask_ = ReadImage(*options_.mask);
-      copy_.mask = &mask_;
-    } else if (layout_.fourth == Fourth::kAlpha) {
-      copy_.alpha = static_cast<std::uint8_t>(options_.alpha.value_or(255));
+      : options_(options),
+        session_(options.host),
+        before_(session_->CurrentBalance()),
+        letters_(LettersOf(options.raw)) {
+    const Image in = ReadPixels(options.in, options.raw);
+    if (options.mask) {
+      mask_ = ReadImage(*options.mask);
     }
-    copy_.band = options_.band.value_or(copy_.band);
-    copy_.stride = options_.raw.stride;
-    host_ = OpenHost(options_.common.host);
+    const Image& sized = options.mask ? mask_ : in;
+    if (sized.width != in.width || sized.height != in.height) {
+      Say("--mask: the copy is " + std::to_string(sized.width) + "x" + std::to_string(sized.height) +
+          ", as the mask is, and not as large as the picture");
+    }
+    PlanBuffer(in);
+    PlanCopy({sized.width, sized.height});
   }
 
   Status Run() {
-    const Balance before = host_->CurrentBalance();
-    const Progress progress("converting, step");
-    progress.Show(1, 2);
-    if (ToPicture()) {
-      progress.Show(2, 2);
-      ToBuffer();
+    if (ToPicture() && ToBlock()) {
+      WritePixels(options_.out, {destination_->bytes(), static_cast<std::size_t>(destination_->size)},
+                  options_.raw, copied_);
     }
-    progress.Clear();
+    source_.reset();
     picture_.reset();
-    for (const std::string& loss : Losses(*host_, before)) {
+    destination_.reset();
+    for (const std::string& loss : Losses(session_.host(), before_)) {
       Wrong(loss);
     }
-    if (options_.common.json) {
-      TellJson();
+    for (const std::string& line : session_.FaultsNotDue()) {
+      Say(line);
+    }
+    if (options_.json) {
+      PrintJson("convert", {{"in", options_.in},
+                            {"out", options_.out},
+                            {"layout", options_.raw.layout},
+                            {"width", copied_.width},
+                            {"rows", copied_.height},
+                            {"stride", copy_.destRowBytes},
+                            {"offset", copy_.offset},
+                            {"verified", verified_},
+                            {"findings", findings_}});
     }
     return findings_.empty() ? Status::kGood : Status::kFindings;
   }
 
  private:
-  /// Results go to standard output, unless the bytes do.
-  std::ostream& Results() const { return options_.out == "-" ? std::cerr : std::cout; }
+  void PlanBuffer(const Image& in) {
+    const auto pixelBytes = static_cast<std::int64_t>(letters_.size());
+    buffer_ = {letters_, in.width, in.height, options_.raw.offset, pixelBytes, options_.flip};
+    source_ = session_->NewMemoryBlock(BlockBytes(options_.raw, in.width * pixelBytes, in.height));
+    std::ranges::copy(Pack(in, letters_), source_->bytes() + buffer_.offset);
+  }
 
-  void Wrong(const std::string& line) {
-    findings_.push_back(line);
-    if (!options_.common.json) {
-      Results() << line << '\n';
+  /// Throws Failure (kUsage) if the options do not fit a copy of this size.
+  void PlanCopy(Size size) {
+    const std::int32_t last = options_.last < 0 ? size.height - 1 : options_.last;
+    if (options_.first > last || last >= size.height) {
+      Misuse("--band: expected rows from 0 to " + std::to_string(size.height - 1) +
+             ", the first not after the last, got " + std::to_string(options_.first) + ":" +
+             std::to_string(options_.last));
+    }
+    copy_.layout = letters_ == "Y" ? "G" : letters_;
+    if (options_.mask) {
+      std::ranges::replace(copy_.layout, 'A', 'M');
+    }
+    copied_ = {size.width, last - options_.first + 1};
+    copy_.width = size.width;
+    copy_.lines = {options_.first, last};
+    copy_.offset = options_.raw.offset;
+    copy_.pixelBytes = buffer_.pixelBytes;
+    copy_.destRowBytes = RowBytes(options_.raw, size.width);
+    copy_.alpha = static_cast<std::uint8_t>(options_.alpha.value_or(kOpaque));
+    destination_ = session_->NewMemoryBlock(BlockBytes(options_.raw, copy_.destRowBytes, copied_.height));
+    std::fill_n(destination_->bytes(), destination_->size, kUntouched);
+  }
+
+  /// Results go to standard output, unless the bytes do.
+  void Tell(const std::string& line) const {
+    if (!options_.json) {
+      (options_.out == "-" ? std::cerr : std::cout) << line << '\n';
     }
   }
 
-  /// Tells the verdict on one comparison.
-  void Judge(const std::string& what, const std::optional<std::string>& difference, std::size_t amount) {
-    compared_.push_back(what);
-    if (difference) {
-      Wrong(what + ": DIFFERENT, " + *difference);
-    } else if (!options_.common.json) {
-      Results() << what << ": identical (" << amount << ")\n";
+  void Wrong(const std::string& line) {
+    findings_.push_back(line);
+    Tell(line);
+  }
+
+  /// Tells whether all bytes of `what` are as they have to be.
+  void Judge(const std::string& what, const std::string& difference, const std::string& amount) {
+    verified_.push_back(what);
+    difference.empty() ? Tell(what + ": identical (" + amount + ")")
+                       : Wrong(what + ": DIFFERENT, " + difference);
+  }
+
+  void CheckSurroundings(const REALmemoryBlockStruct& block) {
+    if (!block.SurroundingsIntact() || !picture_->SurroundingsIntact()) {
+      Wrong("bytes outside the memory block or the picture were written");
     }
   }
 
   /// Calls a method and tells the exception that it raised.
   CallResult Call(const std::string& method, const std::vector<Value>& arguments) {
     SayStep("calling " + method);
+    NowDoing("calling " + method + " of '" + session_.plugin() + "'", Status::kCrash);
+    const Progress progress("calling " + method);
     try {
-      CallResult result = host_->Call(method, arguments);
+      CallResult result = session_->Call(method, arguments);
+      Progress::Clear();
       if (result.exception) {
         Wrong("exception: " + ExceptionText(*result.exception));
       }
@@ -115,127 +200,120 @@ class Conversion {
   }
 
   bool ToPicture() {
-    const auto packed = Pack(in_, layout_);
-    const std::int32_t offset = options_.raw.offset;
-    const auto block = host_->NewMemoryBlock(BlockSize(offset + static_cast<std::int64_t>(packed.size())));
-    std::copy(packed.begin(), packed.end(), block->bytes() + offset);
-    std::vector<Value> arguments = {block.get(), offset, in_.width, in_.height};
-    if (layout_.OneChannel()) {
-      arguments.emplace_back(1);
-    }
-    if (layout_.OneChannel() && layout_.name != "gray") {
-      // The weights act on red, green and blue in this order; 256 passes a byte on as it is.
-      for (const int channel : {layout_.red, layout_.green, layout_.blue}) {
-        arguments.emplace_back(channel < 0 ? 0 : 256);
+    std::string name = letters_ + "to";
+    std::ranges::replace(name, 'X', 'A');  // these methods heed neither
+    std::vector<Value> arguments = {source_.get(), options_.raw.offset,
+                                    static_cast<std::int32_t>(buffer_.width),
+                                    static_cast<std::int32_t>(buffer_.height)};
+    if (letters_.size() == 1) {
+      name = "GrayTo";
+      arguments.emplace_back(1);  // bytes a pixel
+      for (const char colour : std::string_view(letters_ == "Y" ? "" : "RGB")) {
+        arguments.emplace_back(letters_[0] == colour ? 256 : 0);  // its factor over 256
       }
     }
     if (options_.flip) {
       arguments.emplace_back(true);
     }
-    picture_ = Call("Memoryblock" + std::string(layout_.toPicture), arguments).picture;
+    picture_ = Call("Memoryblock" + name + "PictureKVZ", arguments).picture;
     if (!picture_) {
       Wrong("result: nil");
       return false;
     }
-    SayStep("result: " + PictureText(*picture_));
+    CheckSurroundings(*source_);
     if (options_.verify) {
-      CheckPicture(packed);
+      Judge("picture", PictureDifference(buffer_, *source_, session_->options().pixelType, *picture_),
+            std::to_string(buffer_.width * buffer_.height) + " pixels");
     }
     return true;
   }
 
-  void CheckPicture(const std::vector<std::uint8_t>& packed) {
-    const Image shown =
-        Unpack(packed, std::int64_t{in_.width} * layout_.pixelBytes, in_.width, in_.height, layout_);
-    const std::uint8_t fourth = picture_->format == PixelFormat::kWorld32 ? 255 : 0;
-    const Image expected = ExpectedPicture(shown, options_.flip, fourth, nullptr);
-    if (picture_->width != expected.width || picture_->height != expected.height) {
-      Wrong("picture: DIFFERENT, expected the size " + std::to_string(expected.width) + "x" +
-            std::to_string(expected.height));
-      return;
-    }
-    const auto difference = Compare(expected, ImageOf(*picture_));
-    Judge("picture", difference ? std::optional(difference->Text()) : std::nullopt, expected.pixels.size());
-  }
-
-  std::vector<Value> ArgumentsToBuffer(REALmemoryBlockStruct* block, REALpictureStruct* mask) const {
-    std::vector<Value> arguments{picture_.get(), block, options_.raw.offset};
-    if (mask != nullptr) {
-      arguments.emplace_back(mask);
-    } else if (layout_.fourth == Fourth::kAlpha) {
-      arguments.emplace_back(options_.alpha.value_or(255));
-    } else if (layout_.OneChannel()) {
-      arguments.emplace_back(1);
-    }
-    for (const std::int32_t number : {copy_.band.first, copy_.band.last, 0, copy_.stride}) {
-      arguments.emplace_back(number);
-    }
-    return arguments;
-  }
-
-  void ToBuffer() {
-    // With a native depth of 16, the picture to read from is another one with the same pixels.
-    if (SourceFormat(options_.common.host) == PixelFormat::kWorld16) {
-      picture_ = MakePicture(*host_, ImageOf(*picture_), PixelFormat::kWorld16);
-    }
-    const Image source = ImageOf(*picture_);
-    const Image& sized = options_.mask ? mask_ : source;
-    shape_ = ShapeOf({sized.width, sized.height}, layout_, copy_.band, copy_.stride);
-    const auto block = host_->NewMemoryBlock(BlockSize(options_.raw.offset + shape_.Bytes()));
-    std::fill_n(block->bytes(), block->size, kUntouched);
+  /// False if the method says that it did not copy.
+  bool ToBlock() {
     Ref<REALpictureStruct> mask;
     if (options_.mask) {
-      mask = MakePicture(*host_, mask_, host_->NewPicture(1, 1)->format);
+      mask = MakePicture(session_.host(), mask_, picture_->format);
     }
-    if (!Call(std::string(layout_.toBuffer), ArgumentsToBuffer(block.get(), mask.get())).boolean) {
+    // With a native depth of 16, the picture to read from is another one with the same pixels.
+    if (session_.SourceFormat() == PixelFormat::kWorld16) {
+      picture_ = MakePicture(session_.host(), ImageOf(*picture_), PixelFormat::kWorld16);
+    }
+    std::vector<Value> arguments = {picture_.get(), destination_.get(), options_.raw.offset};
+    if (mask) {
+      arguments.emplace_back(mask.get());
+    } else if (HasAlpha(letters_)) {
+      arguments.emplace_back(options_.alpha.value_or(kOpaque));
+    } else if (letters_.size() == 1) {
+      arguments.emplace_back(1);  // bytes a pixel
+    }
+    constexpr std::int64_t kNoYield = 0;
+    for (const std::int64_t number : {copy_.lines.first, copy_.lines.last, kNoYield, copy_.destRowBytes}) {
+      arguments.emplace_back(static_cast<std::int32_t>(number));
+    }
+    const std::string name = letters_ == "Y" ? "G" : letters_;
+    if (!Call("Copy" + name + "toMemoryblockKVZ", arguments).boolean) {
       Wrong("result: false");
-      return;
+      return false;
     }
-    SayStep(std::to_string(shape_.rows) + " rows of " + std::to_string(shape_.width) + " pixels, " +
-            std::to_string(shape_.stride) + " bytes from row to row");
-    std::vector<std::uint8_t> bytes(block->bytes() + options_.raw.offset, block->bytes() + block->size);
+    CheckSurroundings(*destination_);
     if (options_.verify) {
-      Judge("bytes",
-            FirstDifference(ExpectedBuffer(source, layout_, copy_, kUntouched), bytes, shape_, layout_),
-            bytes.size());
+      Judge("bytes", BlockDifference(copy_, *picture_, mask_, *destination_),
+            std::to_string(destination_->size));
     }
-    if (!block->SurroundingsIntact()) {
-      Wrong("bytes: DIFFERENT, bytes outside the block were written");
-    }
-    if (IsPictureName(options_.out)) {
-      WriteImage(options_.out, Unpack(bytes, shape_.stride, shape_.width, shape_.rows, layout_));
-    } else {
-      WriteBytes(options_.out, {block->bytes(), block->bytes() + block->size});
-    }
-    SayStep("written: " + options_.out);
-  }
-
-  void TellJson() const {
-    PrintJson("convert", {{"in", options_.in},
-                          {"out", options_.out},
-                          {"layout", std::string(layout_.name)},
-                          {"width", shape_.width},
-                          {"rows", shape_.rows},
-                          {"stride", shape_.stride},
-                          {"offset", options_.raw.offset},
-                          {"verified", ListOf(compared_)},
-                          {"findings", ListOf(findings_)}});
+    return true;
   }
 
   const ConvertOptions& options_;
-  const Layout& layout_;
-  Image in_, mask_;
-  CopyBack copy_;
-  BufferShape shape_;
-  std::unique_ptr<Host> host_;  // before the references to its objects, which it outlives
+  Session session_;  // before the references to its objects, which it outlives
+  Balance before_;
+  std::string letters_;  // of the layout
+  Image mask_;
+  oracle::Buffer buffer_;  // in the source
+  oracle::Copy copy_;      // into the destination
+  Size copied_ = {};
+  Ref<REALmemoryBlockStruct> source_, destination_;
   Ref<REALpictureStruct> picture_;
-  std::vector<std::string> compared_, findings_;
+  std::vector<std::string> verified_, findings_;
 };
 
 }  // namespace
 
-Status RunConvert(const ConvertOptions& options) {
-  return Conversion(options).Run();
+Work SetUpConvert(CLI::App& app) {
+  app.footer(kConvertHelp);
+  const auto options = std::make_shared<ConvertOptions>();
+  app.add_option("IN", options->in, "The PNG picture or raw bytes to send through the plug-in")->required();
+  app.add_option("OUT", options->out, "Where what came back goes")->required();
+  app.add_option("--layout", options->raw.layout,
+                 "RGB (which it is if not given), BGR, ARGB, ABGR, RGBA, BGRA,\n"
+                 "XRGB, XBGR, RGBX, BGRX, gray, R, G or B")
+      ->type_name("NAME")
+      ->transform(OneOf(kLayouts));
+  app.add_option("--size", options->raw.size, "The size of IN, if that is raw bytes")
+      ->type_name("WxH")
+      ->transform(SizeWord());
+  app.add_option("--stride", options->raw.stride, "Bytes from row to row; else rows are packed")
+      ->type_name("N")
+      ->transform(Integer(1));
+  app.add_option("--offset", options->raw.offset, "Bytes ahead of the first row (0)")
+      ->type_name("N")
+      ->transform(Integer(0));
+  CLI::Option* alpha = app.add_option("--alpha", options->alpha, "The alpha of the way back (255)");
+  alpha->type_name("N")->transform(Integer(0, kOpaque));
+  app.add_option("--mask", options->mask, "A PNG picture whose green, inverted, is that alpha")
+      ->type_name("FILE")
+      ->excludes(alpha);
+  app.add_option_function<std::string>(
+         "--band", [options](const std::string& word) { ParseBand(word, *options); },
+         "The rows to copy back, both included; LAST -1 is the last one")
+      ->type_name("FIRST:LAST");
+  app.add_flag("--flip", options->flip, "Take the rows from bottom to top on the way there");
+  app.add_flag("--verify", options->verify, "Hold every byte, there and back, against what it has to be");
+  AddHost(app, options->host);
+  AddJson(app, options->json);
+  return [options] {
+    CheckOptions(*options);
+    return Conversion(*options).Run();
+  };
 }
 
 }  // namespace devhost::program

@@ -1,10 +1,12 @@
-// Pictures and raw bytes in files.
+// Pictures in PNG files.
 #pragma once
 
 #include <cstddef>
 #include <cstdint>
 #include <string>
 #include <vector>
+
+#include "rastel-host/failure.h"
 
 namespace devhost::program {
 
@@ -16,12 +18,8 @@ struct Rgba {
 /// The most pixels that a picture has in either direction; the fewest are 1.
 inline constexpr std::int32_t kMostPixels = 32767;
 
-/// The most pixels of a picture that is read from a file, whatever its shape: a small file may promise a huge
-/// picture.
+/// The most pixels of a picture from a file, whatever its shape: a small file may promise a huge picture.
 inline constexpr std::int64_t kMostPixelsOfAFile = std::int64_t{1} << 26;
-
-/// The most bytes that are read from a file or a pipe.
-inline constexpr std::size_t kMostBytes = std::size_t{1} << 29;
 
 /// Pixels row by row, top row first, without padding.
 struct Image {
@@ -42,27 +40,19 @@ struct Image {
   }
 };
 
-/// True if `path` names a picture: .png, .ppm or .pam, in either case. Other names mean raw bytes.
-bool IsPictureName(const std::string& path);
+/// Throws Failure with `status` if a picture cannot have this size; `what` claims it.
+void CheckImageSize(Status status, const std::string& what, std::int64_t width, std::int64_t height);
 
-/// The whole file, or standard input if `path` is "-". Throws Failure (kFile) if it cannot be read or is
-/// longer than kMostBytes.
-std::vector<std::uint8_t> ReadBytes(const std::string& path);
+/// True if `path` ends in .png, in either case: other names mean raw bytes. Throws Failure (kUsage) for the
+/// name of a picture in another format.
+bool IsPng(const std::string& path);
 
-/// Writes to standard output if `path` is "-", and else writes the whole file or leaves no trace of it: a
-/// file that cannot be completed does not replace an old one. Throws Failure (kFile).
-void WriteBytes(const std::string& path, const std::vector<std::uint8_t>& bytes);
-
-/// Reads a picture (PNG, P6, P7), in the format that its first bytes tell; pixels without an alpha get 255.
-/// Throws Failure (kFile) if the file cannot be read, is no such picture, or is larger than CheckImageSize
-/// allows.
+/// Reads a PNG file. Samples are kept as they are: those of less than 8 bits are scaled to 8, those of 16
+/// lose the low byte, and pixels without alpha get 255. Says what else the file holds and is not used. Throws
+/// Failure: kUsage if it is not named .png, kFile.
 Image ReadImage(const std::string& path);
 
-/// Writes a picture in the format that its name tells; .ppm drops the alpha.
+/// Writes a PNG file. Throws Failure as WriteBytes does, and kUsage if it is not named .png.
 void WriteImage(const std::string& path, const Image& image);
-
-/// Throws Failure (kFile) if a picture cannot have this size or is too large to be read; `path` is the file
-/// that claims it.
-void CheckImageSize(const std::string& path, std::int64_t width, std::int64_t height);
 
 }  // namespace devhost::program

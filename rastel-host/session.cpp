@@ -2,36 +2,54 @@
 
 #include <algorithm>
 #include <filesystem>
-#include <functional>
-#include <iomanip>
 #include <sstream>
 #include <system_error>
 
 #include "devhost/nearest.h"
 #include "rastel-host/failure.h"
+#include "rastel-host/files.h"
+#include "rastel-host/output.h"
+#include "rastel-host/supervise.h"
 
 namespace devhost::program {
 namespace {
 
-/// The plug-in beside the program or in a folder above it, or the release build of a checkout that the
-/// program lies in, or the one that was installed with it.
-std::string FindPlugin() {
+namespace files = std::filesystem;
+
+/// The files that may be the plug-in, nearest first: beside the program or in a folder above it, the release
+/// build of a checkout that the program lies in, or the one that was installed with it.
+std::vector<files::path> Candidates() {
+  std::vector<files::path> found;
   std::error_code error;
-  const std::filesystem::path program = ProgramPath();
+  const files::path program = files::read_symlink("/proc/self/exe", error);
   for (auto folder = program.parent_path(); !folder.empty(); folder = folder.parent_path()) {
     for (const char* name : {"rastel.so", "build/release/rastel.so", RASTEL_PLUGIN_FOLDER "/rastel.so"}) {
-      if (std::filesystem::is_regular_file(folder / name, error)) {
-        return (folder / name).string();
+      if (files::is_regular_file(folder / name, error)) {
+        found.push_back(folder / name);
       }
     }
     if (folder == folder.root_path()) {
       break;
     }
   }
-  throw Failure(
-      Status::kNoPlugin,
-      "no plug-in: expected rastel.so beside the program or in a folder above it, or in build/release "
-      "of one of these; --plugin names another file");
+  return found;
+}
+
+std::string FindPlugin() {
+  const auto candidates = Candidates();
+  if (candidates.empty()) {
+    throw Failure(Status::kNoPlugin,
+                  "there is no plug-in: expected rastel.so beside the program or in a folder above it, or in "
+                  "build/release of one of these; --plugin FILE names another file");
+  }
+  for (std::size_t i = 1; i < candidates.size(); ++i) {
+    if (ReadBytes(candidates[i].string()) == ReadBytes(candidates[0].string())) {
+      continue;
+    }
+    Say("using " + candidates[0].string() + ", though there is " + candidates[i].string() +
+        ", which is another; --plugin FILE chooses");
+  }
+  return candidates[0].string();
 }
 
 /// Without a kind, the host is one that makes pictures of the pixel type.
@@ -49,9 +67,8 @@ HostOptions OptionsFrom(const HostSettings& settings) {
   options.version = settings.version;
   options.kind = KindOf(settings);
   options.pixelType = pixelType == 16 ? 13 : pixelType;
-  options.without = settings.without;
+  options.without = {settings.without.begin(), settings.without.end()};
   options.guarded = settings.guarded;
-  options.watched = settings.watched;
   return options;
 }
 
@@ -78,19 +95,70 @@ std::unique_ptr<Host> MakeHost(const HostSettings& settings) {
   }
 }
 
-/// Makes the host's calls go wrong as the faults say.
-void Arm(Host& host, const std::vector<Fault>& faults) {
-  if (faults.empty()) {
-    return;
+std::string FormatText(PixelFormat format) {
+  switch (format) {
+    case PixelFormat::kBitmap:
+      return "pixel type 8";
+    case PixelFormat::kWorld32:
+      return "pixel type 13";
+    case PixelFormat::kWorld24:
+      return "pixel type 12";
+    case PixelFormat::kWorld16:
+      return "native depth 16";
   }
-  // Shared, since the host asks a copy of the function.
-  host.onEntry = [injection = std::make_shared<Injection>(host, faults)](std::string_view entry) {
-    return (*injection)(entry);
-  };
+  return "unknown format";
 }
 
-PixelFormat FormatOf(int pixelType) {
-  switch (pixelType) {
+}  // namespace
+
+Session::Session(const HostSettings& settings) : settings_(settings) {
+  CheckFaults(settings.faults);
+  host_ = MakeHost(settings);
+  Arm();
+  plugin_ = settings.plugin ? *settings.plugin : FindPlugin();
+  SayStep("the plug-in is " + plugin_);
+  NowDoing("loading '" + plugin_ + "'", Status::kNoPlugin);
+  try {
+    host_->Load(plugin_);
+  } catch (const HostError& error) {
+    throw Failure(Status::kNoPlugin, error.what());
+  }
+  NowDoing("using '" + plugin_ + "'", Status::kCrash);
+  if (host_->methods().empty()) {
+    std::ostringstream version;
+    version << settings.version;
+    throw Failure(Status::kNoPlugin, "'" + plugin_ + "' registered no method with this host (version " +
+                                         version.str() + "); is it the right plug-in?");
+  }
+}
+
+/// Makes the host's calls go wrong as the faults say.
+void Session::Arm() {
+  if (!settings_.faults.empty()) {
+    injection_.emplace(*host_, settings_.faults);
+    host_->onEntry = [this](std::string_view entry) {
+      ++calls_[std::string(entry)];
+      return (*injection_)(entry);
+    };
+  }
+}
+
+std::vector<std::string> Session::FaultsNotDue() const {
+  std::vector<std::string> lines;
+  for (const Fault& fault : settings_.faults) {
+    const auto found = calls_.find(fault.entry);
+    const int calls = found == calls_.end() ? 0 : found->second;
+    if (calls <= fault.from) {
+      lines.push_back(std::string(OptionOf(fault)) + ' ' + fault.entry + '@' +
+                      std::to_string(fault.from + 1) + " never came due: " + std::to_string(calls) +
+                      " calls of " + fault.entry);
+    }
+  }
+  return lines;
+}
+
+PixelFormat Session::SourceFormat() const {
+  switch (PixelTypeOf(settings_)) {
     case 8:
       return PixelFormat::kBitmap;
     case 12:
@@ -100,54 +168,6 @@ PixelFormat FormatOf(int pixelType) {
     default:
       return PixelFormat::kWorld32;
   }
-}
-
-}  // namespace
-
-std::string ProgramPath() {
-  std::error_code error;
-  return std::filesystem::read_symlink("/proc/self/exe", error).string();
-}
-
-std::string PluginPath(const HostSettings& settings) {
-  return settings.plugin ? *settings.plugin : FindPlugin();
-}
-
-std::unique_ptr<Host> OpenHost(const HostSettings& settings) {
-  CheckFaults(settings.faults);
-  auto host = MakeHost(settings);
-  Arm(*host, settings.faults);
-  try {
-    host->Load(PluginPath(settings));
-  } catch (const HostError& error) {
-    throw Failure(Status::kNoPlugin, error.what());
-  }
-  return host;
-}
-
-std::string WordsOf(const HostSettings& settings) {
-  std::ostringstream words;
-  if (settings.plugin) {
-    words << " --plugin '" << *settings.plugin << "'";
-  }
-  words << " --host-version " << std::setprecision(10) << settings.version;
-  if (settings.kind) {
-    words << " --kind " << kKindNames[static_cast<std::size_t>(*settings.kind)];
-  }
-  if (settings.pixelType) {
-    words << " --pixel-type " << *settings.pixelType;
-  }
-  for (const std::string& entry : settings.without) {
-    words << " --without '" << entry << "'";
-  }
-  for (const Fault& fault : settings.faults) {
-    words << ' ' << OptionOf(fault) << ' ' << fault.entry << '@' << fault.from + 1;
-  }
-  return words.str();
-}
-
-PixelFormat SourceFormat(const HostSettings& settings) {
-  return FormatOf(PixelTypeOf(settings));
 }
 
 Ref<REALpictureStruct> MakePicture(Host& host, const Image& image, PixelFormat format) {
@@ -172,30 +192,28 @@ Image ImageOf(REALpictureStruct& picture) {
   return image;
 }
 
+std::string PictureText(const REALpictureStruct& picture) {
+  return "picture " + std::to_string(picture.width) + "x" + std::to_string(picture.height) + ", " +
+         FormatText(picture.format) + ", " + std::to_string(picture.RowLength()) + " bytes a row";
+}
+
+std::string ExceptionText(const RaisedException& exception) {
+  return exception.className + ": " + exception.message.value_or("(no message)");
+}
+
 std::vector<std::string> Losses(const Host& host, const Balance& before) {
   const Balance after = host.CurrentBalance();
   std::vector<std::string> losses = host.complaints;
   const auto compare = [&](const char* what, int was, int is) {
     if (was != is) {
-      losses.push_back("lost: " + std::string(what) + ", " + std::to_string(is - was) + " more than before");
+      losses.push_back(std::string(what) + ", " + std::to_string(is - was) + " more than before");
     }
   };
-  compare("objects", before.objects, after.objects);
-  compare("references", before.references, after.references);
-  compare("description locks", before.descriptionLocks, after.descriptionLocks);
-  compare("pixel locks", before.pixelLocks, after.pixelLocks);
+  compare("lost: objects", before.objects, after.objects);
+  compare("lost: references", before.references, after.references);
+  compare("lost: description locks", before.descriptionLocks, after.descriptionLocks);
+  compare("lost: pixel locks", before.pixelLocks, after.pixelLocks);
   return losses;
-}
-
-Image Pattern(std::int32_t width, std::int32_t height) {
-  Image image(width, height);
-  for (std::int32_t y = 0; y < height; ++y) {
-    for (std::int32_t x = 0; x < width; ++x) {
-      image.At(x, y) = {static_cast<std::uint8_t>(x), static_cast<std::uint8_t>(y),
-                        static_cast<std::uint8_t>(x + y), 90};
-    }
-  }
-  return image;
 }
 
 }  // namespace devhost::program

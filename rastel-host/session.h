@@ -1,11 +1,11 @@
 // A host with the plug-in loaded, and its pictures as images.
 #pragma once
 
+#include <map>
 #include <memory>
 #include <optional>
 #include <set>
 #include <string>
-#include <string_view>
 #include <vector>
 
 #include "devhost/faults.h"
@@ -18,25 +18,42 @@ struct HostSettings {
   double version = HostOptions().version;
   std::optional<Kind> kind;           // else as the pixel type needs it
   std::optional<int> pixelType;       // 8, 12, 13, or 16: pictures to be read have a native depth of 16
-  std::optional<std::string> plugin;  // else it is searched
-  std::set<std::string, std::less<>> without;
+  std::optional<std::string> plugin;  // else it is looked for
+  std::vector<std::string> without;
   std::vector<Fault> faults;
   bool guarded = false;  // memory between pages without access
-  bool watched = true;   // calls are traced, and faults happen
 };
 
 /// "desktop", …: in the order of Kind.
 inline constexpr const char* kKindNames[] = {"desktop", "console", "web", "unknown"};
 
-/// A host with the plug-in loaded. Throws Failure: kUsage if the settings contradict each other or name what
-/// no host has, kNoPlugin if there is no plug-in or it cannot be loaded; and HostFault.
-std::unique_ptr<Host> OpenHost(const HostSettings& settings);
+/// A host with the plug-in loaded.
+class Session {
+ public:
+  /// Throws Failure: kUsage if the settings contradict each other or name what no host has, kNoPlugin if
+  /// there is no plug-in, it cannot be loaded, or registers nothing; and HostFault.
+  explicit Session(const HostSettings& settings);
 
-/// The settings as words of a command line, each after a blank.
-std::string WordsOf(const HostSettings& settings);
+  Host* operator->() const { return host_.get(); }
+  Host& host() const { return *host_; }
 
-/// The format of the pictures that the plug-in is to read.
-PixelFormat SourceFormat(const HostSettings& settings);
+  const std::string& plugin() const { return plugin_; }  // its path
+
+  /// A line for each fault that never happened, since its call never came.
+  std::vector<std::string> FaultsNotDue() const;
+
+  /// The format of the pictures that the plug-in is to read.
+  PixelFormat SourceFormat() const;
+
+ private:
+  void Arm();
+
+  HostSettings settings_;
+  std::string plugin_;
+  std::map<std::string, int, std::less<>> calls_;  // of each entry so far, if there are faults
+  std::unique_ptr<Host> host_;
+  std::optional<Injection> injection_;
+};
 
 /// A host picture that shows `image`; the pixels' fourth byte, where there is one, is the alpha.
 Ref<REALpictureStruct> MakePicture(Host& host, const Image& image, PixelFormat format);
@@ -44,17 +61,14 @@ Ref<REALpictureStruct> MakePicture(Host& host, const Image& image, PixelFormat f
 /// What the picture's pixels hold; a pixel without a fourth byte has alpha 0.
 Image ImageOf(REALpictureStruct& picture);
 
-/// The pattern of pictures made up by the program: red x, green y, blue x + y, alpha 90.
-Image Pattern(std::int32_t width, std::int32_t height);
+/// "picture 512x512, pixel type 13, 2048 bytes a row".
+std::string PictureText(const REALpictureStruct& picture);
+
+/// "NilObjectException: Memoryblock is nil".
+std::string ExceptionText(const RaisedException& exception);
 
 /// What was lost since the host's balance was `before`, and the host's rules that the plug-in broke: a line
 /// each. An UnlockPixels call that is due to a picture read through a copy is no loss.
 std::vector<std::string> Losses(const Host& host, const Balance& before);
-
-/// The path of this program's file.
-std::string ProgramPath();
-
-/// The path of the plug-in: the one in `settings`, or the one that the search finds; throws Failure.
-std::string PluginPath(const HostSettings& settings);
 
 }  // namespace devhost::program

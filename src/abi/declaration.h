@@ -2,11 +2,13 @@
 // types of their functions; a host picks overloads and fills in default values.
 #pragma once
 
+#include <algorithm>
 #include <array>
 #include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <string_view>
+#include <utility>
 
 #include "abi/records.h"
 
@@ -47,15 +49,7 @@ constexpr char Lower(char c) {
 
 /// True if the names are the same but for upper and lower case, as the host's language has it.
 constexpr bool SameName(std::string_view a, std::string_view b) {
-  if (a.size() != b.size()) {
-    return false;
-  }
-  for (std::size_t i = 0; i < a.size(); ++i) {
-    if (Lower(a[i]) != Lower(b[i])) {
-      return false;
-    }
-  }
-  return true;
+  return std::ranges::equal(a, b, {}, Lower, Lower);
 }
 
 constexpr std::string_view Trim(std::string_view text) {
@@ -69,20 +63,15 @@ constexpr std::string_view Trim(std::string_view text) {
 }
 
 constexpr std::optional<HostType> TypeNamed(std::string_view name) {
-  if (SameName(name, "integer")) {
-    return HostType::kInteger;
-  }
-  if (SameName(name, "boolean")) {
-    return HostType::kBoolean;
-  }
-  if (SameName(name, "ptr")) {
-    return HostType::kPtr;
-  }
-  if (SameName(name, "picture")) {
-    return HostType::kPicture;
-  }
-  if (SameName(name, "memoryblock")) {
-    return HostType::kMemoryblock;
+  constexpr std::pair<std::string_view, HostType> kTypes[] = {{"integer", HostType::kInteger},
+                                                              {"boolean", HostType::kBoolean},
+                                                              {"ptr", HostType::kPtr},
+                                                              {"picture", HostType::kPicture},
+                                                              {"memoryblock", HostType::kMemoryblock}};
+  for (const auto& [known, type] : kTypes) {
+    if (SameName(name, known)) {
+      return type;
+    }
   }
   return std::nullopt;
 }

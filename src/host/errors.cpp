@@ -16,18 +16,20 @@
 namespace rastel {
 namespace {
 
-void RaiseWithText(const char* className, REALstringStruct* text) {
+/// Raises an exception with a message, which may be null, and gives the message back.
+void RaiseWithText(const char* className, REALstringStruct* message) {
+  Reference<REALstringStruct> text(message);
   Reference<REALobjectStruct> exception(REALnewInstance(className));
   if (exception.Get() == nullptr) {
     exception.Reset(REALnewInstance("RuntimeException"));
   }
-  if (exception.Get() == nullptr) {
-    return;
+  if (exception.Get() != nullptr) {
+    REALSetPropValueString(exception.Get(), "Message", text.Get());
+    REALSetPropValueInteger(exception.Get(), "ErrorNumber", 0);
+    REALRaiseException(exception.Get());
   }
-  REALSetPropValueString(exception.Get(), "Message", text);
-  REALSetPropValueInteger(exception.Get(), "ErrorNumber", 0);
-  REALRaiseException(exception.Get());
   exception.GiveBack();
+  text.GiveBack();
 }
 
 std::int64_t LengthOf(const char* message) {
@@ -37,14 +39,12 @@ std::int64_t LengthOf(const char* message) {
 /// Like RaiseException, but for errors of the string builder itself. If it throws once more, the message is
 /// null and nothing else is raised.
 void RaiseUnguarded(const char* className, const char* message) {
-  REALstringStruct* built = nullptr;
+  REALstringStruct* text = nullptr;
   try {
-    built = BuildUnicodeStringUnguarded(message, LengthOf(message), kAscii);
+    text = BuildUnicodeStringUnguarded(message, LengthOf(message), kAscii);
   } catch (...) {  // NOLINT(bugprone-empty-catch): a null message is the answer
   }
-  Reference<REALstringStruct> text(built);
-  RaiseWithText(className, text.Get());
-  text.GiveBack();
+  RaiseWithText(className, text);
 }
 
 }  // namespace
@@ -59,9 +59,7 @@ bool CheckArguments(std::initializer_list<Check> checks) {
 }
 
 void RaiseException(const char* className, const char* message) {
-  Reference<REALstringStruct> text(REALBuildUnicodeString(message, LengthOf(message), kAscii));
-  RaiseWithText(className, text.Get());
-  text.GiveBack();
+  RaiseWithText(className, REALBuildUnicodeString(message, LengthOf(message), kAscii));
 }
 
 void RaiseOutOfBoundsException(std::int64_t value, std::int64_t count) {

@@ -21,13 +21,26 @@ bool IsUnspecified(std::uint32_t encoding) {
   return encoding == 0 || encoding == 0x0500 || encoding == 0xFFFF;
 }
 
-/// Makes a string in `encoding` and converts it to UTF-8.
-REALstringStruct* BuildAndConvert(const void* data, std::int64_t byteLength, std::uint32_t encoding) {
-  Reference<REALstringStruct> string(
-      REALBuildStringWithEncoding(data, static_cast<std::int32_t>(byteLength), encoding));
+/// Gives `source`, which may be null, in UTF-8, and gives `source` itself back.
+REALstringStruct* ConvertToUtf8(REALstringStruct* source) {
+  Reference<REALstringStruct> string(source);
   Reference<REALstringStruct> result(REALConvertString(string.Get(), kUtf8));
   string.GiveBack();
   return result.HandOver();
+}
+
+/// Makes a string in `encoding` and converts it to UTF-8.
+REALstringStruct* BuildAndConvert(const void* data, std::int64_t byteLength, std::uint32_t encoding) {
+  return ConvertToUtf8(REALBuildStringWithEncoding(data, static_cast<std::int32_t>(byteLength), encoding));
+}
+
+/// Makes a string of which the host is told the encoding afterwards. Null if it cannot make it.
+REALstringStruct* BuildThenSetEncoding(const void* data, std::int64_t byteLength, std::uint32_t encoding) {
+  Reference<REALstringStruct> string(originalREALBuildString(data, static_cast<std::int32_t>(byteLength)));
+  if (string.Get() != nullptr) {
+    REALSetStringEncoding(string.Get(), encoding);
+  }
+  return string.HandOver();
 }
 
 /// Writes a code point as UTF-16 to `units`, at most two of them. A surrogate is left out, and a value above
@@ -107,25 +120,15 @@ REALstringStruct* BuildUnicodeStringUnguarded(const void* data, std::int64_t byt
   if (IsUnspecified(encoding) && IsAscii(data, byteLength)) {
     encoding = kAscii;
   }
-  Reference<REALstringStruct> string(originalREALBuildString(data, static_cast<std::int32_t>(byteLength)));
-  if (string.Get() != nullptr) {
-    REALSetStringEncoding(string.Get(), encoding);
-  }
-  return string.HandOver();
+  return BuildThenSetEncoding(data, byteLength, encoding);
 }
 
 REALstringStruct* REALBuildUnicodeStringUTF16(const void* data, std::int64_t byteLength) {
   if (rbversion_rbversion >= 2012.0) {
     return BuildAndConvert(data, byteLength, kUtf16);
   }
-  Reference<REALstringStruct> string(originalREALBuildString(data, static_cast<std::int32_t>(byteLength)));
-  if (string.Get() == nullptr) {
-    return nullptr;
-  }
-  REALSetStringEncoding(string.Get(), kUtf16);
-  Reference<REALstringStruct> result(REALConvertString(string.Get(), kUtf8));
-  string.GiveBack();
-  return result.HandOver();
+  REALstringStruct* string = BuildThenSetEncoding(data, byteLength, kUtf16);
+  return string == nullptr ? nullptr : ConvertToUtf8(string);
 }
 
 std::int32_t REALGetArrayInt(_REALarrayInteger* array, std::int32_t index) {

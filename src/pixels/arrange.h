@@ -5,12 +5,14 @@
 // result is put together from one or a few lanes of the block's source: loaded from where its pixels begin,
 // shuffled by constants, and combined. For example RGB to ARGB with lanes of 16 bytes, 16 pixels a block:
 //
-//   source, 48 bytes    R0G0B0 R1G1B1 R2G2B2 R3G3B3 R4G4B4 … RfGfBf
-//   load 0 at byte 0    R0G0B0 R1G1B1 R2G2B2 R3G3B3 ······
-//   shuffle of lane 0   -R0G0B0 -R1G1B1 -R2G2B2 -R3G3B3         - is no byte: the rest, here the alpha, goes
-//   there load 1 at byte 12   R4G4B4 …                                 lane 1: pixels 4 to 7 load 2 at byte
-//   24                                            lane 2: pixels 8 to 11 load 3 at byte 32   not at 36, which
-//   would read past the block: lane 3 finds its pixels 4 bytes further on
+//   source, 48 bytes     R0G0B0 R1G1B1 R2G2B2 R3G3B3 R4G4B4 … RfGfBf
+//   load 0, at byte 0    R0G0B0 R1G1B1 R2G2B2 R3G3B3 ······
+//   shuffle of lane 0    -R0G0B0 -R1G1B1 -R2G2B2 -R3G3B3
+//   load 1, at byte 12   for lane 1, pixels 4 to 7
+//   load 2, at byte 24   for lane 2, pixels 8 to 11
+//   load 3, at byte 32   for lane 3; at 36 it would read past the block: its pixels are 4 bytes further on
+//
+// Where "-" stands no byte is moved: that is the place of the rest, here the alpha.
 //
 // The same in code is at the end of this file, held by the compiler.
 #pragma once

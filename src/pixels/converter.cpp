@@ -36,17 +36,6 @@ Stage StageOf(const Conversion& conversion) {
                                         : Stage::kNone;
 }
 
-Plan PlanOf(const Conversion& conversion) {
-  return {.from = conversion.from,
-          .to = conversion.to,
-          .rest = conversion.rest,
-          .mask = conversion.mask,
-          .stage = StageOf(conversion),
-          .fill = conversion.fill,
-          .weights = conversion.weights,
-          .tables = conversion.tables};
-}
-
 /// Red, green, blue and 0 by the value of a gray byte.
 void MakeReadyPixels(const ChannelTables& tables, std::uint8_t (&pixels)[256][4]) {
   std::size_t gray = 0;
@@ -119,7 +108,7 @@ std::int64_t StreamingThreshold() {
 Converter::Converter(const Conversion& conversion) : Converter(conversion, BestTarget().find) {}
 
 Converter::Converter(const Conversion& conversion, KernelFinder target, std::int64_t threshold)
-    : conversion_(conversion), threshold_(threshold), plan_(PlanOf(conversion)) {
+    : conversion_(conversion), threshold_(threshold), plan_{conversion, StageOf(conversion)} {
   assert(IsPossible(conversion));
   if (conversion.tables != nullptr) {
     MakeReadyPixels(*conversion.tables, readyPixels_);

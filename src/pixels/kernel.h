@@ -21,24 +21,16 @@ struct WidthControls {
   const Controls* mask = nullptr;
 };
 
-/// All that a kernel needs besides the rows. The converter says what is wanted, the target how it is done.
-struct Plan {
-  // What is wanted.
-  Layout from;
-  Layout to;
-  Rest rest;
-  Layout mask;
-  Stage stage;
-  std::uint8_t fill;
+/// All that a kernel needs besides the rows: a conversion of pixels side by side, and how the target does it.
+struct Plan : Conversion {
+  Stage stage = Stage::kNone;
   // Bytes four apart are read, or written, as 4-byte pixels; of a row's last pixel only the first byte is in
   // memory.
   bool isSourceCut = false;
   bool isDestinationCut = false;
-  const ChannelWeights* weights = nullptr;         // with Stage::kWeights
-  const ChannelTables* tables = nullptr;           // with Stage::kTables
-  const std::uint8_t (*readyPixels)[4] = nullptr;  // likewise: red, green, blue, 0 by gray value
+  const std::uint8_t (*readyPixels)[4] = nullptr;  // with Stage::kTables: red, green, blue, 0 by gray value
 
-  // How it is done.
+  // The rest is the target's.
   /// Converts rows; `pastCaches`: the destination is written past the caches where that is possible.
   void (*run)(const Plan&, const Rows&, bool pastCaches) = nullptr;
   WidthControls wide;
