@@ -60,7 +60,7 @@ TEST(Strings, TakeTheRouteOfEncodingAndHost) {
   const Made none = {"(null)", 0};
   for (const Text& text : {Text{2013.04, "text", kAscii, ascii, kPlain},
                            {2007.0, "text", kAscii, ascii, kPlain},
-                           {2013.04, "text", 0, ascii, kPlain},
+                           {2013.04, "t", 0, {"t", kAscii}, kPlain},
                            {2013.04, "text", 0x500, ascii, kPlain},
                            {2013.04, "text", 0xFFFF, ascii, kPlain},
                            {2013.04, "te\x80t", 0, {"te\x80t", 0}, kPlain},
