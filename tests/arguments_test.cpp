@@ -3,9 +3,9 @@
 #include <algorithm>
 #include <cmath>
 #include <limits>
+#include <map>
 
 #include "call.h"
-#include "crash_note.h"
 #include "figures.h"
 
 namespace tests {
@@ -19,76 +19,55 @@ TEST(BadArguments, AreReportedOneByOneAndInOrder) {
     const auto& refusals = method.refusals;
     for (std::size_t first = 0; first < refusals.size(); ++first) {
       for (std::size_t second = first; second < refusals.size(); ++second) {
-        CallSpec spec = GoodCall(kDesktop, kSize);
-        for (const Refusal& refusal : {refusals[first], refusals[second]}) {
-          spec.instead.emplace_back(refusal.parameter, refusal.bad);
-        }
+        const CallSpec spec = Refused(Refused(GoodCall(kDesktop, kSize), refusals[first]), refusals[second]);
         EXPECT_EQ("", Call(host, method, spec).Run()) << method.registration.declaration << "\n" << spec;
       }
     }
   }
 }
 
-struct Edge {
-  std::string parameter;
-  std::int32_t value;
-};
+/// An integer argument at an edge: of what integers hold, of 0, or of what its method takes.
+using Edge = std::pair<std::string, std::int32_t>;
 
-/// The edges of an integer parameter: of what integers hold, of 0, and of what its method takes.
-std::vector<Edge> EdgesOf(const Method& method, const std::string& parameter) {
-  const auto packed = kSize.width * static_cast<std::int32_t>(method.layout.size());
-  const std::pair<std::string_view, std::int32_t> limits[] = {
-      {"offset", 4096}, {"width", 32767},         {"height", 32767},   {"StartLine", 2},     {"EndLine", 2},
-      {"Yield", 500},   {"DestRowBytes", packed}, {"AlphaValue", 255}, {"PixelByteSize", 4}, {"Red", 32767},
-      {"Blue", 256},    {"Green", 8421505}};
-  const auto limit =
-      std::ranges::find(limits, parameter, &std::pair<std::string_view, std::int32_t>::first)->second;
+std::vector<Edge> EdgesOf(const Method& method) {
+  using Limits = std::numeric_limits<std::int32_t>;
+  const std::map<std::string, std::int32_t> limits = {
+      {"offset", 4096},     {"width", 32767},
+      {"height", 32767},    {"StartLine", 2},
+      {"EndLine", 2},       {"Yield", 500},
+      {"AlphaValue", 255},  {"Red", 32767},
+      {"Blue", 256},        {"Green", 8421505},
+      {"PixelByteSize", 4}, {"DestRowBytes", kSize.width * static_cast<std::int32_t>(method.layout.size())}};
   std::vector<Edge> edges;
-  for (const std::int32_t value : {std::numeric_limits<std::int32_t>::min(), -1, 0, 1, limit - 1, limit,
-                                   limit + 1, std::numeric_limits<std::int32_t>::max()}) {
-    edges.push_back({parameter, value});
-  }
-  return edges;
-}
-
-/// Each pair of edges of each pair of the method's integers.
-std::vector<std::pair<Edge, Edge>> EdgePairsOf(const Method& method) {
-  std::vector<Edge> edges;
-  for (const Parameter& parameter : method.parameters) {
-    if (parameter.type == rastel::abi::HostType::kInteger) {
-      std::ranges::copy(EdgesOf(method, parameter.name), std::back_inserter(edges));
-    }
-  }
-  std::vector<std::pair<Edge, Edge>> pairs;
-  for (const Edge& first : edges) {
-    for (const Edge& second : edges) {
-      if (first.parameter < second.parameter) {
-        pairs.emplace_back(first, second);
+  for (const auto& [name, type] : method.parameters) {
+    if (type == rastel::abi::HostType::kInteger) {
+      const std::int32_t limit = limits.at(name);
+      for (const std::int32_t value : {Limits::min(), -1, 0, 1, limit - 1, limit, limit + 1, Limits::max()}) {
+        edges.emplace_back(name, value);
       }
     }
   }
-  return pairs;
+  return edges;
 }
 
 class Edges {
  public:
   /// As far as offsets, rows and pixels reach with the highest integers, where there are such addresses.
-  Edges() : memory_(Before(), Behind()) {
-    std::generate_n(memory_.bytes(), memory_.size(), [i = std::uint64_t{0}]() mutable { return Noise(i++); });
-  }
+  Edges() : memory_(Before(), Behind()) { std::ranges::copy(NoiseBytes(memory_.size(), 0), memory_.bytes()); }
 
   void Run(const HostCase& hostCase) {
     LoadedHost host(hostCase.Options());
     for (const Method& method : host.all) {
-      for (const auto& [first, second] : EdgePairsOf(method)) {
-        ++number_;
-        const std::string wanted = WantedPoint();
-        if (wanted.empty() ? Mix(Seed(), number_) % step != 0 : std::to_string(number_) != wanted) {
-          continue;
+      const std::vector<Edge> edges = EdgesOf(method);
+      for (const Edge& first : edges) {
+        for (const Edge& second : edges) {
+          if (first.first < second.first && IsDue()) {
+            CallSpec spec = GoodCall(hostCase, kSize);
+            spec.integers[first.first] = first.second;
+            spec.integers[second.first] = second.second;
+            Check(host, method, spec, hostCase.name);
+          }
         }
-        CallSpec spec = GoodCall(hostCase, kSize);
-        spec.instead = {{first.parameter, first.value}, {second.parameter, second.value}};
-        Check(host, method, spec, hostCase.name);
       }
     }
   }
@@ -108,6 +87,13 @@ class Edges {
   }
   static std::int64_t Behind() {
     return kHasSpace ? std::int64_t{5} << 31 : 1 << 20;
+  }
+
+  /// Counts the pairs, and draws of them.
+  bool IsDue() {
+    ++number_;
+    const std::string wanted = WantedPoint();
+    return wanted.empty() ? Mix(Seed(), number_) % step == 0 : std::to_string(number_) == wanted;
   }
 
   void Check(devhost::Host& host, const Method& method, const CallSpec& spec, const char* hostName) {

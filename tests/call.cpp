@@ -21,9 +21,10 @@ std::ostream& operator<<(std::ostream& stream, const PictureSpec& picture) {
 /// In a block of its own a buffer's steps are short, and steps backwards begin behind the other pixels.
 CallSpec WithinBlock(const Method& method, CallSpec spec) {
   if (!method.copies && method.Has("PixelByteSize")) {
-    spec.pixelBytes %= 8;
+    const std::int32_t step = spec.integers.try_emplace("PixelByteSize", 1).first->second %= 8;
     const std::int32_t pixels = spec.picture.size.width * spec.picture.size.height;
-    spec.offset += spec.pixelBytes < 0 ? std::max(0, pixels - 1) * -spec.pixelBytes : 0;
+    std::int32_t& offset = spec.integers["offset"];
+    offset += step < 0 && offset >= 0 ? std::max(0, pixels - 1) * -step : 0;
   }
   return spec;
 }
@@ -33,17 +34,17 @@ CallSpec WithinBlock(const Method& method, CallSpec spec) {
 std::ostream& operator<<(std::ostream& stream, const CallSpec& spec) {
   stream << "picture " << spec.picture << (spec.isMasked ? " with a mask" : "") << ", mask " << spec.mask;
   if (spec.dest) {
-    stream << ", dest " << *spec.dest << " of kind " << spec.destType;
+    stream << ", dest " << *spec.dest;
   }
-  stream << ", offset " << spec.offset << ", pixel bytes " << spec.pixelBytes << ", flag " << spec.flag
-         << ", alpha " << spec.alpha << ", lines " << spec.startLine << " to " << spec.endLine << ", yield "
-         << spec.yield << ", stride " << spec.destRowBytes << ", weights";
-  for (std::size_t i = 0; i < 3; ++i) {
-    stream << " " << spec.weights[i] << (spec.palettes[i] ? " or a palette" : "");
+  stream << ", of kind " << spec.kind << ", flag " << spec.flag;
+  for (const auto& [name, value] : spec.integers) {
+    stream << ", " << name << " " << value;
   }
-  for (const auto& [name, value] : spec.instead) {
-    const auto* integer = std::get_if<std::int32_t>(&value);
-    stream << "; " << name << " " << (integer != nullptr ? std::to_string(*integer) : "nil");
+  for (const oracle::Palette& palette : spec.palettes) {
+    stream << ", " << (palette ? std::to_string(palette->size()) + " elements" : "no palette");
+  }
+  for (const std::string& name : spec.nil) {
+    stream << ", no " << name;
   }
   return stream;
 }
@@ -53,10 +54,17 @@ CallSpec GoodCall(const HostCase& hostCase, Size size) {
   CallSpec spec{.picture = {size, hostCase.readFrom}, .mask = {size, hostCase.OwnFormat()}};
   spec.dest = {{size.width + 1, size.height + 1}, hostCase.OwnFormat()};
   spec.flag = true;
-  spec.weights = {1, 1, 1};
   spec.palettes = {elements, std::nullopt, elements};
-  spec.alpha = 1;
-  spec.yield = 1;
+  spec.integers = {{"Red", 1}, {"Blue", 1}, {"Green", 1}, {"AlphaValue", 1}, {"Yield", 1}};
+  return spec;
+}
+
+CallSpec Refused(CallSpec spec, const Refusal& refusal) {
+  if (refusal.highest) {
+    spec.integers[refusal.parameter] = *refusal.highest;
+  } else {
+    spec.nil.insert(refusal.parameter);
+  }
   return spec;
 }
 
@@ -65,49 +73,39 @@ Call::Call(devhost::Host& host, const Method& method, CallSpec spec, const Alias
       method_(method),
       spec_(memory == nullptr ? WithinBlock(method, std::move(spec)) : std::move(spec)),
       memory_(memory) {
-  for (const Refusal& refusal : method.refusals) {
-    const auto* least = std::get_if<std::int32_t>(&refusal.bad);
-    const bool isBad =
-        least != nullptr ? Integer(refusal.parameter) <= *least : Instead(refusal.parameter) != nullptr;
-    if (isBad && !refusal_) {
-      refusal_ = &refusal;
-    }
-  }
+  const auto refusal =
+      std::ranges::find_if(method.refusals, [this](const auto& each) { return Meets(each); });
+  refusal_ = refusal == method.refusals.end() ? nullptr : &*refusal;
   MakeObjects();
 }
 
-const Value* Call::Instead(std::string_view name) const {
-  const Value* value = nullptr;
-  for (const auto& [replaced, other] : spec_.instead) {
-    value = replaced == name ? &other : value;
-  }
-  return value;
+bool Call::Meets(const Refusal& refusal) const {
+  return refusal.highest ? Integer(refusal.parameter) <= *refusal.highest
+                         : spec_.nil.contains(refusal.parameter);
 }
 
 /// The value of an integer parameter.
 std::int32_t Call::Integer(std::string_view name) const {
-  if (const Value* value = Instead(name)) {
-    return std::get<std::int32_t>(*value);
+  const auto found = spec_.integers.find(name);
+  if (found != spec_.integers.end()) {
+    return found->second;
   }
-  const Size size = spec_.picture.size;
-  const std::pair<std::string_view, std::int32_t> integers[] = {
-      {"offset", spec_.offset},       {"width", size.width},
-      {"height", size.height},        {"PixelByteSize", spec_.pixelBytes},
-      {"AlphaValue", spec_.alpha},    {"Red", spec_.weights[0]},
-      {"Blue", spec_.weights[1]},     {"Green", spec_.weights[2]},
-      {"StartLine", spec_.startLine}, {"EndLine", spec_.endLine},
-      {"Yield", spec_.yield},         {"DestRowBytes", spec_.destRowBytes}};
-  return std::ranges::find(integers, name, &std::pair<std::string_view, std::int32_t>::first)->second;
+  return name == "width"           ? spec_.picture.size.width
+         : name == "height"        ? spec_.picture.size.height
+         : name == "PixelByteSize" ? 1
+         : name == "EndLine"       ? -1
+                                   : 0;
 }
 
 Value Call::Argument(const Parameter& parameter) const {
-  if (const Value* value = Instead(parameter.name)) {
-    return *value;
-  }
   const auto orNil = [](auto* object) { return object == nullptr ? Value(nullptr) : Value(object); };
+  const std::string& name = parameter.name;
+  if (spec_.nil.contains(name)) {
+    return nullptr;
+  }
   switch (parameter.type) {
     case HostType::kInteger:
-      return Integer(parameter.name);
+      return Integer(name);
     case HostType::kBoolean:
       return spec_.flag;
     case HostType::kPtr:
@@ -115,37 +113,34 @@ Value Call::Argument(const Parameter& parameter) const {
     case HostType::kMemoryblock:
       return block.get();
     case HostType::kIntegerArray:
-      return orNil(arrays_[parameter.name == "Red" ? 0 : parameter.name == "Blue" ? 1 : 2].get());
+      return orNil(arrays_[name == "Red" ? 0 : name == "Blue" ? 1 : 2].get());
     default:
-      return orNil(parameter.name == "ref"    ? picture.get()
-                   : parameter.name == "dest" ? dest.get()
-                                              : mask.get());
+      return orNil(name == "ref" ? picture.get() : name == "dest" ? dest.get() : mask.get());
   }
 }
 
-std::string Call::CopyLayout() const {
-  std::string layout = method_.layout;
-  if (method_.Has("LittleEndian")) {
-    if (spec_.flag) {
-      std::ranges::reverse(layout);
-    }
-    const bool leavesAlphaAlone = Integer("AlphaValue") < 0 || Integer("AlphaValue") > 255;
-    std::ranges::replace(layout, 'A', leavesAlphaAlone ? 'X' : 'A');
-  }
-  return layout;
+/// From one pixel of the block to the next.
+std::int64_t Call::PixelBytes() const {
+  return method_.Has("PixelByteSize") ? Integer("PixelByteSize") : std::ssize(method_.layout);
 }
 
 void Call::PlanCopy() {
   const Size size = method_.Has("MaskForAlpha") ? spec_.mask.size : spec_.picture.size;
-  copy_.layout = CopyLayout();
+  copy_.layout = method_.layout;
+  if (method_.Has("LittleEndian")) {
+    if (spec_.flag) {
+      std::ranges::reverse(copy_.layout);
+    }
+    const bool leavesAlphaAlone = Integer("AlphaValue") < 0 || Integer("AlphaValue") > 255;
+    std::ranges::replace(copy_.layout, 'A', leavesAlphaAlone ? 'X' : 'A');
+  }
   copy_.width = size.width;
   copy_.lines = oracle::LinesOf(Integer("StartLine"), Integer("EndLine"),
                                 spec_.picture.size.height < 1 ? 0 : size.height);
   copy_.offset = Integer("offset");
-  copy_.pixelBytes = method_.Has("PixelByteSize") ? Integer("PixelByteSize")
-                                                  : static_cast<std::int64_t>(copy_.layout.size());
+  copy_.pixelBytes = PixelBytes();
   copy_.destRowBytes = Integer("DestRowBytes");
-  copy_.alpha = static_cast<std::uint8_t>(method_.Has("AlphaValue") ? Integer("AlphaValue") : 0);
+  copy_.alpha = static_cast<std::uint8_t>(Integer("AlphaValue"));
 }
 
 void Call::PlanBuffer() {
@@ -156,8 +151,7 @@ void Call::PlanBuffer() {
   buffer_.width = Integer("width");
   buffer_.height = Integer("height");
   buffer_.offset = Integer("offset");
-  buffer_.pixelBytes = method_.Has("PixelByteSize") ? Integer("PixelByteSize")
-                                                    : static_cast<std::int64_t>(buffer_.layout.size());
+  buffer_.pixelBytes = PixelBytes();
   buffer_.flip = method_.Has("FlipVertically") && spec_.flag;
   if (method_.HasWeights()) {
     buffer_.weights = {Integer("Red"), Integer("Blue"), Integer("Green")};
@@ -171,30 +165,21 @@ bool Call::Fits(std::int64_t before, std::int64_t behind, std::int64_t mostPixel
   if (!CanSucceed()) {
     return true;
   }
+  if (method_.copies) {
+    const bool writes = copy_.width > 0 && copy_.lines.first <= copy_.lines.last;
+    return !writes || copy_.BlockSize() <= behind;  // nothing is written before the block
+  }
   std::int64_t lowest = 0;
-  std::int64_t end = 0;
-  const auto reach = [&](std::int64_t position, const std::string& layout) {
-    lowest = std::min(lowest, position);
-    end = std::max(end, position + static_cast<std::int64_t>(layout.size()));
-  };
-  if (!method_.copies) {
-    for (const std::int64_t x : {std::int64_t{0}, buffer_.width - 1}) {
-      reach(buffer_.Position(x, 0), buffer_.layout);
-      reach(buffer_.Position(x, buffer_.height - 1), buffer_.layout);
-    }
-    return lowest >= -before && end <= behind && buffer_.width * buffer_.height <= mostPixels;
+  for (const std::int64_t x : {std::int64_t{0}, buffer_.width - 1}) {
+    lowest = std::min({lowest, buffer_.Position(x, 0), buffer_.Position(x, buffer_.height - 1)});
   }
-  for (std::int64_t y = copy_.lines.first; y <= copy_.lines.last; ++y) {
-    for (std::int64_t x = 0; x < copy_.width; ++x) {
-      reach(std::max<std::int64_t>(0, copy_.Position(x, y - copy_.lines.first)), copy_.layout);
-    }
-  }
-  return end <= behind;
+  return lowest >= -before && buffer_.BlockSize() <= behind && buffer_.width * buffer_.height <= mostPixels;
 }
 
 void Call::MakeObjects() {
   const auto make = [this](const PictureSpec& spec, std::uint64_t seed) {
     auto made = host_.NewPicture(spec.size.width, spec.size.height, spec.format);
+    made->pictureType = spec_.kind;
     FillWithNoise(*made, seed);
     return made;
   };
@@ -213,7 +198,6 @@ void Call::MakeObjects() {
     PlanBuffer();
     if (method_.Has("dest") && spec_.dest) {
       dest = make(*spec_.dest, 99);
-      dest->pictureType = spec_.destType;
     }
     for (std::size_t i = 0; method_.HasPalettes() && i < std::size(arrays_); ++i) {
       if (spec_.palettes[i]) {

@@ -2,11 +2,12 @@
 // whether it did.
 #pragma once
 
+#include <map>
 #include <optional>
+#include <set>
 #include <span>
 #include <string>
 #include <string_view>
-#include <utility>
 #include <vector>
 
 #include "aliased_memory.h"
@@ -26,24 +27,21 @@ struct PictureSpec {
   devhost::PixelFormat format;
 };
 
+using Integers = std::map<std::string, std::int32_t, std::less<>>;
+
 /// What a call is about. What its method does not take does not count.
 struct CallSpec {
   PictureSpec picture;         // the one that is read; its size is that of a buffer, too
   PictureSpec mask = picture;  // the mask that is passed
   bool isMasked = false;       // the picture has a mask of its own
   std::optional<PictureSpec> dest = {};
-  std::int32_t destType = 2;  // what the host says of its kind
-  std::int32_t offset = 0;
-  std::int32_t pixelBytes = 1;
-  bool flag = false;  // FlipVertically, LittleEndian
-  oracle::Weights weights = {};
+  std::int32_t kind = 2;  // of all of them, as the host says; 0, 1 and 3 are read alone
+  bool flag = false;      // FlipVertically, LittleEndian
   oracle::Palettes palettes = {};
-  std::int32_t alpha = 0;
-  std::int32_t startLine = 0, endLine = -1;
-  std::int32_t yield = 0;
-  std::int32_t destRowBytes = 0;
-  /// Arguments that are others in the end: bad ones, or at an edge.
-  std::vector<std::pair<std::string, devhost::Value>> instead = {};
+  /// Integers by the names of their parameters. Others are the picture's width and height, one pixel byte,
+  /// the last line, and else 0.
+  Integers integers = {};
+  std::set<std::string, std::less<>> nil = {};  // what is nil
 };
 
 std::ostream& operator<<(std::ostream& stream, const CallSpec& spec);
@@ -51,6 +49,9 @@ std::ostream& operator<<(std::ostream& stream, const CallSpec& spec);
 /// A call that every method takes, about all of a picture as the host reads it, with a yield after the first
 /// row.
 CallSpec GoodCall(const HostCase& hostCase, Size size);
+
+/// `spec` with an argument that is refused.
+CallSpec Refused(CallSpec spec, const Refusal& refusal);
 
 /// A call that can be made again and again.
 class Call {
@@ -76,6 +77,7 @@ class Call {
 
   devhost::Ref<REALpictureStruct> picture, mask, dest;
   devhost::Ref<REALmemoryBlockStruct> block;
+  bool succeeded = false;   // the last time
   int straysMeanwhile = 0;  // that calls in the middle of this one were due to lead to
 
  private:
@@ -83,7 +85,7 @@ class Call {
 
   // What is passed.
   std::int32_t Integer(std::string_view name) const;
-  const devhost::Value* Instead(std::string_view name) const;
+  bool Meets(const Refusal& refusal) const;
   devhost::Value Argument(const Parameter& parameter) const;
 
   // What is expected.
@@ -94,7 +96,7 @@ class Call {
   bool CanSucceed() const { return refusal_ == nullptr && !IsTooLarge(); }
   bool IsDestLargeEnough() const;
   bool IsDestUsed() const;
-  std::string CopyLayout() const;
+  std::int64_t PixelBytes() const;
   void PlanCopy();
   void PlanBuffer();
   Bytes Copied(Bytes bytes, const oracle::Image& from, const oracle::Image& alpha, oracle::Lines lines) const;
@@ -120,13 +122,13 @@ class Call {
   std::string Judge(const Outcome& outcome) const;
   std::string JudgeRaised(const Outcome& outcome) const;
   std::string JudgeSuccess(const Outcome& outcome) const;
-  std::string JudgeRefused() const;
+  std::string JudgeRefused(const Outcome& outcome) const;
   std::string JudgeCopy(const Outcome& outcome) const;
   std::string JudgePartialCopy() const;
   std::string JudgePicture(const Outcome& outcome) const;
   std::string JudgeMade(REALpictureStruct& made) const;
   std::string JudgeDest(const Outcome& outcome) const;
-  std::string JudgeSources(REALpictureStruct* made) const;
+  std::string JudgeSources(const Outcome& outcome) const;
   std::string JudgeBalance() const;
 
   devhost::Host& host_;

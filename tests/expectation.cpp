@@ -77,7 +77,7 @@ bool Call::IsDestUsed() const {
     return false;
   }
   const bool isWritable =
-      spec_.destType == 2 || spec_.destType == 4 || missing_.contains("PluginPictureGetType");
+      (spec_.kind != 0 && spec_.kind != 1 && spec_.kind != 3) || missing_.contains("PluginPictureGetType");
   const bool isBitmap = dest->format == PixelFormat::kBitmap;
   if (LostAny({"pluginObjectType"})) {
     return isWritable && (isBitmap || IsWorld(dest->format));
@@ -113,10 +113,12 @@ bool Call::HasReasonToFail() const {
   return hasFailed || !std::ranges::all_of(missing_, IsHarmless) || !ArePicturesUsable();
 }
 
+/// `bytes` after `lines` of the copy's own have been written.
 Bytes Call::Copied(Bytes bytes, const oracle::Image& from, const oracle::Image& alpha,
                    oracle::Lines lines) const {
   oracle::Copy copy = copy_;
   copy.lines = lines;
+  copy.offset += copy_.Position(0, lines.first - copy_.lines.first) - copy_.Position(0, 0);
   oracle::Write(copy, from, alpha, [&](std::int64_t position) -> std::uint8_t& {
     return bytes.at(memory_ != nullptr ? memory_->Place(position) : static_cast<std::size_t>(position));
   });

@@ -1,87 +1,81 @@
-// What methods give on hosts that lack something.
-#include <tuple>
+// What methods give on hosts that lack something, or do not keep to what they said.
+#include <functional>
+#include <utility>
 
-#include "methods.h"
-#include "support.h"
+#include "call.h"
 
 namespace tests {
 namespace {
 
-using devhost::HostOptions;
+using devhost::Fault;
+using devhost::Reaction;
 
 constexpr std::int32_t kZero = 0;
-constexpr std::int32_t kTwo = 2;
 
-TEST(Fallbacks, AnEmptyBandNeedsNoAddress) {
-  HostOptions options;
-  options.without.insert("memoryBlockGetPtr");
-  LoadedHost host(options);
-  const auto picture = host.NewPicture(2, 3);
-  const auto block = host.NewMemoryBlock(12);
-  const auto copy = [&](std::int32_t startLine, std::int32_t endLine) {
-    return host.Call("CopyRGBtoMemoryblockKVZ", {picture.get(), block.get(), kZero, startLine, endLine, 1})
-        .boolean;
-  };
-  EXPECT_FALSE(copy(0, -1));
-  EXPECT_FALSE(copy(1, 1));
-  EXPECT_TRUE(copy(2, 1));
-  EXPECT_EQ(0, CountCalls(host, "REALYieldToRB"));
-  EXPECT_EQ(3, CountCalls(host, "memoryBlockGetSize"));
-  const auto none = host.NewPicture(0, 3);
-  EXPECT_TRUE(host.Call("CopyRGBtoMemoryblockKVZ", {none.get(), block.get(), kZero}).boolean);
+bool Copy(devhost::Host& host, REALpictureStruct& picture, REALmemoryBlockStruct& block) {
+  return host.Call("CopyRGBtoMemoryblockKVZ", {&picture, &block, kZero}).boolean;
 }
 
-/// Rows that the picture turns out not to have are written to its first one, each over the one before.
-TEST(Fallbacks, APictureThatIsLowerThanItSaysIsFilled) {
-  LoadedHost host(kConsole.Options());
-  const NothingLost watch(host);
-  const auto dest = host.NewPicture(1, 5);
-  const auto block = host.NewMemoryBlock(15);
-  FillWithNoise(*block, 3);
-  host.onEntry = [&](std::string_view entry) {
-    dest->height = entry == "REALLockPictureDescription" ? 3 : dest->height;
-    return devhost::Reaction::kAct;
+TEST(Fallbacks, AnEmptyBandNeedsNoAddress) {
+  devhost::HostOptions options;
+  options.without.insert("memoryBlockGetPtr");
+  LoadedHost host(options);
+  struct Band {
+    std::int32_t width, first, last;
+    bool isEmpty;
   };
-  const auto made = host.Call("MemoryblockRGBtoPictureKVZ", {dest.get(), block.get(), kZero, 1, 5});
-  EXPECT_EQ(dest.get(), made.picture.get());
-  for (const auto& [row, source] : {std::pair{0, 4}, {1, 1}, {2, 2}}) {
-    EXPECT_EQ(block->bytes()[3 * source], dest->At(0, row).red) << row;
+  for (const Band& band : {Band{2, 0, -1, false}, {2, 1, 1, false}, {2, 2, 1, true}, {0, 0, -1, true}}) {
+    host.trace.clear();
+    CallSpec spec{.picture = {{band.width, 3}, devhost::PixelFormat::kWorld32}};
+    spec.integers = {{"StartLine", band.first}, {"EndLine", band.last}, {"Yield", 1}};
+    Call call(host, host.all[0], spec);
+    EXPECT_EQ("", call.Run());
+    EXPECT_EQ(band.isEmpty, call.succeeded);
+    EXPECT_EQ(1, CountCalls(host, "memoryBlockGetSize"));
+    EXPECT_EQ(0, CountCalls(host, "REALYieldToRB"));
   }
 }
 
-/// A picture that is described smaller than it said: what lies outside of the description is not written.
-TEST(Fallbacks, APictureThatIsNarrowerThanItSaysIsFilledAsFarAsItGoes) {
-  struct Size {
-    std::int32_t width, height;
-  };
+/// What lies outside of the description is not written, and rows that the picture turns out not to have are
+/// written to its first one, each over the one before.
+TEST(Fallbacks, APictureThatIsSmallerThanItSaidIsFilledAsFarAsItGoes) {
+  constexpr Size kSaid = {3, 5};
   for (const HostCase& hostCase : {kDesktop, kDesktop24, kConsole}) {
-    for (const Size& described : {Size{2, 2}, {0, 2}, {-1, 2}, {3, 0}, {3, -1}}) {
+    for (const Size described : {Size{3, 3}, {2, 5}, {2, 2}, {0, 2}, {-1, 2}, {3, 0}, {3, -1}}) {
       SCOPED_TRACE(testing::Message() << hostCase.name << ' ' << described.width << ' ' << described.height);
       LoadedHost host(hostCase.Options());
       const NothingLost watch(host);
-      const auto dest = host.NewPicture(3, 2);
-      const auto block = host.NewMemoryBlock(18);
+      const auto dest = host.NewPicture(kSaid.width, kSaid.height);
+      const auto block = host.NewMemoryBlock(45);
       FillWithNoise(*dest, 1);
       FillWithNoise(*block, 2);
       Bytes expected = BytesOf(*dest);
-      const oracle::Buffer all{.layout = "RGB", .width = 3, .height = 2, .pixelBytes = 3};
-      Bytes filled = expected;
-      oracle::Write(all, block->bytes(), hostCase.pixelType, 3, filled);
-      const auto pixelBytes = oracle::PictureLayout(hostCase.pixelType).size();
-      for (std::size_t i = 0; i < expected.size(); ++i) {
-        const bool isInside = described.height > 0 && described.width == 2 && i / pixelBytes % 3 < 2;
-        expected[i] = isInside ? filled[i] : expected[i];
+      const auto layout = oracle::PictureLayout(hostCase.pixelType);
+      for (std::int32_t i = 0; i < kSaid.width * kSaid.height; ++i) {
+        const Size at = {i % kSaid.width, i / kSaid.width};
+        if (at.width < described.width && described.height > 0) {
+          const std::int32_t row = at.height < described.height ? at.height : 0;
+          oracle::WritePixel(
+              layout, oracle::ReadPixel("RGB", block->bytes() + 3 * i),
+              oracle::PictureAlpha(hostCase.pixelType), {},
+              &expected[static_cast<std::size_t>(row * kSaid.width + at.width) * layout.size()]);
+        }
       }
+      const auto setSize = [&dest](Size size) {
+        dest->width = size.width;
+        dest->height = size.height;
+      };
       host.onEntry = [&](std::string_view entry) {
         if (entry == "lockPictureDescription" || entry == "REALLockPictureDescription") {
-          std::tie(dest->width, dest->height) = std::tie(described.width, described.height);
+          setSize(described);
         }
-        return devhost::Reaction::kAct;
+        return Reaction::kAct;
       };
-      const auto made = host.Call("MemoryblockRGBtoPictureKVZ", {dest.get(), block.get(), kZero, 3, 2});
-      std::tie(dest->width, dest->height) = std::tuple(3, 2);
+      const auto made = host.Call("MemoryblockRGBtoPictureKVZ",
+                                  {dest.get(), block.get(), kZero, kSaid.width, kSaid.height});
+      setSize(kSaid);
       EXPECT_EQ(dest.get(), made.picture.get());
-      EXPECT_TRUE(SameBytes(expected, BytesOf(*dest)));
+      EXPECT_EQ("", Difference(expected, BytesOf(*dest)));
     }
   }
 }
@@ -90,76 +84,20 @@ TEST(Fallbacks, TheKindOfHostThatACallInTheMiddleOfTheLookUpHasLearntIsKept) {
   LoadedHost host(kConsole.Options());
   const auto picture = host.NewPicture(2, 2);
   const auto block = host.NewMemoryBlock(12);
-  const auto copy = [&] {
-    return host.Call("CopyRGBtoMemoryblockKVZ", {picture.get(), block.get(), kZero}).boolean;
-  };
   bool isOuter = true;
   host.onEntry = [&](std::string_view entry) {
     if (entry != "pluginObjectType") {
-      return devhost::Reaction::kAct;
+      return Reaction::kAct;
     }
     if (std::exchange(isOuter, false)) {
       const auto outer = std::exchange(host.onEntry, nullptr);
-      EXPECT_TRUE(copy());
+      EXPECT_TRUE(Copy(host, *picture, *block));
       host.onEntry = outer;
     }
-    return devhost::Reaction::kFail;
+    return Reaction::kFail;
   };
-  EXPECT_TRUE(copy());
+  EXPECT_TRUE(Copy(host, *picture, *block));
   EXPECT_EQ(0, CountCalls(host, "lockPictureDescription"));
-}
-
-TEST(Fallbacks, MasksThatCannotBeOpenedGiveFalse) {
-  HostOptions options = kConsole.Options();
-  LoadedHost host(options);
-  const NothingLost watch(host);
-  const auto picture = host.NewPicture(2, 2);
-  const auto mask = host.NewPicture(2, 2);
-  mask->bitmap->word0 = 1;
-  const auto block = host.NewMemoryBlock(16);
-  EXPECT_FALSE(
-      host.Call("CopyARGBtoMemoryblockKVZ", {picture.get(), block.get(), kZero, mask.get()}).boolean);
-  EXPECT_EQ(Bytes(16, 0), BytesOf(*block));
-}
-
-TEST(Fallbacks, ReadersTakePicturesOfEveryKind) {
-  LoadedHost host;
-  for (const std::int32_t kind : {0, 1, 3, 7}) {
-    const auto picture = host.NewPicture(2, 2);
-    picture->pictureType = kind;
-    const auto block = host.NewMemoryBlock(12);
-    EXPECT_TRUE(host.Call("CopyRGBtoMemoryblockKVZ", {picture.get(), block.get(), kZero}).boolean);
-  }
-}
-
-TEST(Fallbacks, PalettesWithoutTheArrayEntries) {
-  // Without a bound only element 0 counts; without a getter all elements of a new host's array are 0.
-  struct Expected {
-    double version;
-    std::set<std::string, std::less<>> without;
-    std::uint8_t first, second;
-  };
-  for (const Expected& expected :
-       {Expected{2016.0, {"PluginIntegerArrayGetProc", "RuntimeArrayDirectGetGetProc"}, 0, 0},
-        {2015.0, {"PluginIntegerArrayGetProc", "RuntimeArrayDirectGetGetProc"}, 11, 22},
-        {2007.5, {"PluginIntegerArrayGetProc", "RuntimeArrayDirectGetGetProc"}, 11, 22},
-        {2015.0, {"RuntimeUBound"}, 11, 0},
-        {2016.0, {"RuntimeUBound"}, 11, 0}}) {
-    SCOPED_TRACE(expected.version);
-    HostOptions options;
-    options.version = expected.version;
-    options.without = expected.without;
-    LoadedHost host(options);
-    const auto array = host.NewIntegerArray({11, 22});
-    const auto block = host.NewMemoryBlock(2);
-    block->bytes()[1] = 1;
-    const auto result = host.Call("MemoryblockGrayToPictureKVZ",
-                                  {block.get(), kZero, kTwo, 1, 1, array.get(), nullptr, array.get()});
-    ASSERT_NE(nullptr, result.picture.get());
-    EXPECT_EQ((devhost::Pixel{expected.first, 0, expected.first, 255}), result.picture->At(0, 0));
-    EXPECT_EQ((devhost::Pixel{expected.second, 0, expected.second, 255}), result.picture->At(1, 0));
-    EXPECT_FALSE(result.exception);
-  }
 }
 
 TEST(Fallbacks, BitmapsWithoutRowsHaveNoRowTableToRead) {
@@ -168,23 +106,34 @@ TEST(Fallbacks, BitmapsWithoutRowsHaveNoRowTableToRead) {
   const auto block = host.NewMemoryBlock(6);
   // NOLINTNEXTLINE(performance-no-int-to-ptr): an address that nobody can read
   picture->bitmap->rowTable = reinterpret_cast<std::uint8_t**>(std::uintptr_t{8});
-  EXPECT_TRUE(host.Call("CopyRGBtoMemoryblockKVZ", {picture.get(), block.get(), kZero}).boolean);
+  EXPECT_TRUE(Copy(host, *picture, *block));
 }
 
-TEST(Fallbacks, CopiesRowsOnlyBetweenAlikeBitmaps) {
-  HostOptions options = kUnknown.Options();
-  options.without.insert("pluginPictureGraphicsGetter");
-  for (const bool isAlike : {true, false}) {
-    LoadedHost host(options);
-    NothingLost watch(host);
-    const auto picture = host.NewPicture(3, 2);
-    FillWithNoise(*picture, 6);
-    picture->bitmap->height += isAlike ? 0 : 1;
-    const auto block = host.NewMemoryBlock(3 * 2 * 3);
-    EXPECT_TRUE(host.Call("CopyRGBtoMemoryblockKVZ", {picture.get(), block.get(), kZero}).boolean);
-    const oracle::Colour first = ColourAt(*picture, 0, 0);
-    EXPECT_EQ(isAlike ? first.red : 0, block->bytes()[0]);
-    EXPECT_EQ(isAlike ? ColourAt(*picture, 2, 1).blue : 0, block->bytes()[17]);
+/// The host's exceptions pass where a picture is given back that turns out to be of no use.
+TEST(Fallbacks, UselessPicturesAreUnlockedWhateverTheHostThrows) {
+  for (const HostCase& hostCase : {kConsole, kDesktop}) {
+    for (const char* throwing : {"none", "UnlockPixels", "unlockPictureDescription"}) {
+      SCOPED_TRACE(std::string(hostCase.name) + ", " + throwing);
+      LoadedHost host(hostCase.Options());
+      const NothingLost watch(host);
+      const auto picture = host.NewPicture(2, 2);
+      const auto block = host.NewMemoryBlock(12);
+      if (picture->bitmap) {
+        picture->bitmap->word1806 = 0;
+      }
+      devhost::Injection injection(host,
+                                   {{.kind = Fault::Kind::kFails, .entry = "GetPixBaseAddr", .once = false},
+                                    {.kind = Fault::Kind::kThrows, .entry = throwing}});
+      host.onEntry = std::ref(injection);
+      bool hasThrown = false;
+      try {
+        EXPECT_FALSE(Copy(host, *picture, *block));
+      } catch (const devhost::HostFault&) {
+        hasThrown = true;
+      }
+      EXPECT_EQ(injection.thrown > 0, hasThrown);
+      EXPECT_EQ("unlockPictureDescription", host.trace.back().entry);
+    }
   }
 }
 

@@ -2,9 +2,12 @@
 #include <algorithm>
 #include <cmath>
 #include <functional>
+#include <utility>
 
+#include "call.h"
 #include "figures.h"
-#include "trial.h"
+#include "isolated.h"
+#include "plugin.h"
 
 namespace tests {
 namespace {
@@ -14,6 +17,112 @@ using devhost::Names;
 using Kind = Fault::Kind;
 
 constexpr HostCase kHosts[] = {kDesktop, kDesktop24, kDesktop16, kDesktopBitmap, kConsole, kUnknown};
+
+/// What goes wrong: host calls, and the plug-in's own allocations.
+struct Trouble {
+  Fault fault = {};
+  int memoryFrom = Plugin::kNever;  // the number of the first allocation that fails
+  bool memoryOnce = true;           // false: all from there on fail
+
+  std::string Text() const {
+    const char* allocations = memoryOnce ? "-memory-once-" : "-memory-from-";
+    return fault.Text() + (memoryFrom == Plugin::kNever ? "" : allocations + std::to_string(memoryFrom));
+  }
+};
+
+/// One method on one host that has registered the plug-in. It is called again and again in processes of their
+/// own while something goes wrong.
+class Trial {
+ public:
+  Trial(const HostCase& hostCase, CallSpec spec, std::size_t method)
+      : hostCase_(hostCase), host_(hostCase.GuardedOptions()), spec_(std::move(spec)) {
+    plugin_.Register(&devhost::Host::Resolve);
+    registered_ = plugin_.Save();
+    methods_ = MethodsOf(host_);
+    method_ = &methods_.at(method);
+    LearnFromAGoodHost();
+  }
+  Trial(const Trial&) = delete;
+  Trial& operator=(const Trial&) = delete;
+
+  /// Calls the method in the trouble and once more when it has passed, as the plug-in's first calls.
+  void Run(const Trouble& trouble, Verdict& verdict) {
+    plugin_.Restore(registered_);
+    host_.trace.clear();
+    plugin_.allocations = 0;
+    const auto live = plugin_.live.size();
+    const std::string failure = RunInTrouble(trouble, verdict);
+    verdict.Fail(failure.empty() && plugin_.live.size() != live ? "memory was not freed" : failure);
+  }
+
+  // Of a good host:
+  int calls = 0;
+  int allocations = 0;
+  Names names;  // what the method looks up, and what can take its place
+
+ private:
+  void LearnFromAGoodHost() {
+    host_.trace.clear();
+    host_.lookups.clear();
+    plugin_.allocations = 0;
+    Call(host_, *method_, spec_).Run();
+    const auto& trace = host_.trace;
+    calls = static_cast<int>(trace.size());
+    allocations = plugin_.allocations;
+    const auto last = std::find_if_not(trace.rbegin(), trace.rend(), devhost::IsAtClose);
+    close_ = method_->copies ? static_cast<int>(last.base() - trace.begin()) : calls;
+    names.insert(host_.lookups.begin(), host_.lookups.end());
+    for (const auto& [found, alsoFound] : {std::pair{"REALGetPropValueInteger", "REALGetPropValueInt"},
+                                           {"REALSetPropValueInteger", "REALSetPropValueInt"},
+                                           {"PluginIntegerArrayGetProc", "RuntimeArrayDirectGetGetProc"},
+                                           {"REALLoadObjectMethod", kDrawPicture}}) {
+      if (names.contains(found)) {
+        names.insert(alsoFound);
+      }
+    }
+  }
+
+  std::string RunInTrouble(const Trouble& trouble, Verdict& verdict) {
+    Call call(host_, *method_, spec_);
+    devhost::Injection injection(host_, {trouble.fault});
+    injection.onHit = [&](std::string_view entry) {
+      verdict.reached = true;
+      const bool isInDestructor =
+          entry == "CFRelease" || (devhost::IsAtClose(host_.trace.back()) && injection.calls > close_);
+      const bool throws = trouble.fault.kind == Kind::kThrows;
+      verdict.releaseThrew = verdict.releaseThrew || (throws && isInDestructor);
+    };
+    host_.onEntry = std::ref(injection);
+    plugin_.failFrom = trouble.memoryFrom;
+    plugin_.failsOnce = trouble.memoryOnce;
+    std::string failure = call.Run(&injection);
+    verdict.reached =
+        verdict.reached || !trouble.fault.missing.empty() || plugin_.allocations > trouble.memoryFrom;
+    devhost::Repair(host_);
+    plugin_.failFrom = Plugin::kNever;
+    if (failure.empty() && !MayDifferAfter(trouble.fault)) {
+      failure = call.Run();
+      failure = failure.empty() ? "" : "the next call, on a good host: " + failure;
+    }
+    return failure;
+  }
+
+  /// A desktop host that does not say what it is passes for another kind from the first picture on that only
+  /// the bitmap route reads.
+  bool MayDifferAfter(const Fault& fault) const {
+    return hostCase_.kind == devhost::Kind::kDesktop && fault.missing.contains("pluginObjectType") &&
+           hostCase_.readFrom == devhost::PixelFormat::kBitmap;
+  }
+
+  const HostCase hostCase_;
+  devhost::Host host_;
+  Plugin plugin_;
+  Plugin::State registered_;
+  std::vector<Method> methods_;
+  const Method* method_;
+  CallSpec spec_;
+  int close_ = 0;  // the first call that destructors may make, where an exception ends the process
+};
 
 /// Points of many trials: each is run if it is drawn, counted, and reported if it fails.
 class Points {
@@ -32,12 +141,15 @@ class Points {
     for (std::size_t i = 0; i < kMethods; ++i) {
       trials_ = i;
       for (const HostCase& hostCase : kHosts) {
-        RunTrial(hostCase, Situation::kPlain, i, make);
+        CallSpec spec = GoodCall(hostCase, {3, 2});
+        RunTrial(hostCase, "plain", spec, i, make);
         if (hostCase.ReadsThroughCopies() && i < kPictureMethods) {
-          RunTrial(hostCase, Situation::kMasked, i, make);
+          spec.isMasked = true;
+          RunTrial(hostCase, "masked", spec, i, make);
         }
         if (hostCase.name == std::string_view(kDesktop.name)) {
-          RunTrial(hostCase, Situation::kBadArgument, i, make);
+          spec.integers["offset"] = -1;
+          RunTrial(hostCase, "bad", spec, i, make);
         }
       }
     }
@@ -52,11 +164,10 @@ class Points {
   int count = 0, reached = 0, failures = 0, ended = 0;
 
  private:
-  void RunTrial(const HostCase& hostCase, Situation situation, std::size_t method,
-                const std::function<Troubles(const Trial&)>& make) {
-    constexpr const char* kSituations[] = {"plain", "masked", "bad"};
-    const std::string place = std::string(hostCase.name) + "/" + kSituations[static_cast<int>(situation)] +
-                              "/" + std::to_string(method + 1) + "/";
+  void RunTrial(const HostCase& hostCase, const std::string& situation, const CallSpec& spec,
+                std::size_t method, const std::function<Troubles(const Trial&)>& make) {
+    const std::string place =
+        std::string(hostCase.name) + "/" + situation + "/" + std::to_string(method + 1) + "/";
     const std::string wanted = WantedPoint();
     if (!wanted.empty() && !wanted.starts_with(place)) {
       return;
@@ -64,12 +175,13 @@ class Points {
     if (wanted.empty() && trials_++ % trialStep_ != Seed() % trialStep_) {
       return;
     }
-    Trial trial(hostCase, situation, method);
+    Trial trial(hostCase, spec, method);
     Troubles troubles = make(trial);
     std::erase_if(troubles, [&](const Trouble& trouble) {
       return wanted.empty() ? Mix(Seed(), ++number_) % step_ != 0 : place + trouble.Text() != wanted;
     });
-    const auto verdicts = trial.Run(troubles);
+    const auto verdicts = RunIsolated(
+        troubles.size(), [&](std::size_t i, Verdict& verdict) { trial.Run(troubles[i], verdict); });
     for (std::size_t i = 0; i < troubles.size(); ++i) {
       Count(place + troubles[i].Text(), verdicts[i]);
     }
@@ -96,7 +208,7 @@ TEST(Faults, OfHostCalls) {
     for (const Kind kind : {Kind::kFails, Kind::kThrows}) {
       for (const bool once : {true, false}) {
         // The last one is the call that is not made any more.
-        for (int n = 0; n <= trial.calls(); ++n) {
+        for (int n = 0; n <= trial.calls; ++n) {
           troubles.push_back({.fault = {.kind = kind, .from = n, .once = once, .mayEnd = once}});
         }
       }
@@ -121,7 +233,7 @@ TEST(Faults, OfMissingEntries) {
         troubles.push_back({.fault = {.kind = Kind::kMissing, .missing = missing}});
       }
     };
-    const Names& all = trial.names();
+    const Names& all = trial.names;
     for (auto first = all.begin(); first != all.end(); ++first) {
       add({*first});
       for (auto second = std::next(first); second != all.end(); ++second) {
@@ -143,11 +255,11 @@ TEST(Faults, OfAllocationsInMethods) {
   points.Run([](const Trial& trial) {
     std::vector<Trouble> troubles;
     for (const bool once : {true, false}) {
-      for (int n = 0; n <= trial.allocations(); ++n) {
+      for (int n = 0; n <= trial.allocations; ++n) {
         troubles.push_back({.memoryFrom = n, .memoryOnce = once});
       }
       // Methods allocate where a host's array is not as long as it said.
-      for (int n = 0; trial.names().contains("RuntimeUBound") && n <= trial.calls(); ++n) {
+      for (int n = 0; trial.names.contains("RuntimeUBound") && n <= trial.calls; ++n) {
         troubles.push_back({.fault = {.kind = Kind::kFails, .from = n}, .memoryFrom = 0, .memoryOnce = once});
       }
     }
@@ -155,116 +267,6 @@ TEST(Faults, OfAllocationsInMethods) {
   });
   Figure figure("allocations_in_methods");
   points.AddTo(figure);
-}
-
-/// What a host was handed at the registration, which is its own from then on.
-std::set<const void*> handedOver;
-
-template <typename Definition>
-void HandOver(const Definition& definition) {
-  handedOver.insert({&definition, definition.common.name, definition.common.methods});
-}
-
-template <typename Row>
-void HandOverDeclarations(const void* rows, std::uint32_t count) {
-  for (std::uint32_t i = 0; i < count; ++i) {
-    handedOver.insert(static_cast<const Row*>(rows)[i].declaration);
-  }
-}
-
-template <typename Definition>
-void RegisterDefinition(const char* entry, Definition* definition) {
-  HandOver(*definition);
-  const auto& common = definition->common;
-  if (common.version <= 9) {
-    HandOverDeclarations<OldMethodRow>(common.methods, common.methodCount);
-  } else {
-    HandOverDeclarations<REALmethodDefinition>(common.methods, common.methodCount);
-  }
-  reinterpret_cast<void (*)(Definition*)>(devhost::Host::Resolve(entry))(definition);
-}
-
-void* ResolveAndRecord(const char* name) {
-  void* address = devhost::Host::Resolve(name);
-  if (name == std::string_view("PluginRegisterModule")) {
-    void (*const record)(REALmoduleDefinition*) = [](REALmoduleDefinition* definition) {
-      RegisterDefinition("PluginRegisterModule", definition);
-    };
-    return reinterpret_cast<void*>(record);
-  }
-  if (name == std::string_view("PluginRegisterClassExtension")) {
-    void (*const record)(REALclassDefinition*) = [](REALclassDefinition* definition) {
-      RegisterDefinition("PluginRegisterClassExtension", definition);
-    };
-    return reinterpret_cast<void*>(record);
-  }
-  return address;
-}
-
-/// Registers on a host of `version` while allocations fail. Says what is wrong afterwards.
-std::string RegisterWithout(double version, int failFrom, bool once, Verdict& verdict) {
-  devhost::HostOptions options;
-  options.version = version;
-  devhost::Host host(options);
-  Plugin plugin;
-  handedOver.clear();
-  plugin.failFrom = failFrom;
-  plugin.failsOnce = once;
-  plugin.Register(ResolveAndRecord);
-  verdict.reached = plugin.allocations > failFrom;
-  for (const void* memory : plugin.live) {
-    if (!handedOver.contains(memory)) {
-      return "memory was neither freed nor handed to the host";
-    }
-  }
-  if (handedOver.contains(nullptr)) {
-    return "something without methods was registered";
-  }
-  const auto count = host.methods().size();
-  const bool isWhole = count == 50 || (verdict.reached && (count == 0 || count == 18 || count == 32));
-  if (!isWhole || !host.complaints.empty()) {
-    return std::to_string(count) + " methods were registered";
-  }
-  const auto block = host.NewMemoryBlock(4);
-  const auto picture = host.NewPicture(1, 1);
-  if (count >= 32 && !host.Call("MemoryblockRGBtoPictureKVZ", {block.get(), 0, 1, 1}).picture) {
-    return "no picture was made";
-  }
-  if ((count == 18 || count == 50) &&
-      !host.Call("CopyRGBtoMemoryblockKVZ", {picture.get(), block.get(), 0}).boolean) {
-    return "no picture was copied";
-  }
-  return "";
-}
-
-TEST(Faults, OfAllocationsInTheRegistration) {
-  constexpr double kVersions[] = {0.0, 2007.5, 2011.0, 2012.5, 2013.0, 2013.04, 2999.9, 3000.0};
-  constexpr int kMost = 28;  // more than there are at any registration
-  int points = 0;
-  int failures = 0;
-  for (const double version : kVersions) {
-    for (const bool once : {true, false}) {
-      bool isOver = false;
-      const auto verdicts = RunIsolated(kMost, [&](std::size_t n, Verdict& verdict) {
-        if (!isOver) {
-          verdict.Fail(RegisterWithout(version, static_cast<int>(n), once, verdict));
-          isOver = !verdict.reached;
-        }
-      });
-      for (std::size_t n = 0; n < verdicts.size(); ++n) {
-        points += verdicts[n].reached ? 1 : 0;
-        failures += verdicts[n].failure[0] != 0 ? 1 : 0;
-        EXPECT_STREQ("", verdicts[n].failure)
-            << "host " << version << ", allocation " << n << (once ? " alone" : " and all later ones");
-      }
-      EXPECT_FALSE(verdicts.back().reached);
-    }
-  }
-  EXPECT_GT(points, 0);
-  Figure("allocations_in_registration")
-      .Add("points", points)
-      .Add("failures", failures)
-      .Add("versions", std::size(kVersions));
 }
 
 }  // namespace

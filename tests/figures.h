@@ -1,12 +1,18 @@
-// How much the tests that count do, which the environment says, and the line in which each says what it did.
+// How much the tests that count do, which the environment says, the line in which each says what it did, and
+// how each of its points is found again.
 #pragma once
 
+#include <unistd.h>
+
+#include <csignal>
 #include <cstdint>
 #include <cstdlib>
 #include <filesystem>
+#include <functional>
 #include <iostream>
 #include <sstream>
 #include <string>
+#include <utility>
 
 namespace tests {
 
@@ -69,6 +75,29 @@ class Figure {
 
  private:
   std::ostringstream line_;
+};
+
+/// While it lives, a process that touches what it may not says where the test is before it ends as usual.
+class CrashNote {
+ public:
+  explicit CrashNote(std::function<std::string()> where) {
+    where_ = std::move(where);
+    struct sigaction action = {};
+    action.sa_handler = [](int signal) {
+      const std::string text = "access to memory without access: " + where_() + "\n";
+      if (write(STDERR_FILENO, text.data(), text.size()) >= 0) {
+        sigaction(signal, &previous_, nullptr);
+      }
+    };
+    sigaction(SIGSEGV, &action, &previous_);
+  }
+  ~CrashNote() { sigaction(SIGSEGV, &previous_, nullptr); }
+  CrashNote(const CrashNote&) = delete;
+  CrashNote& operator=(const CrashNote&) = delete;
+
+ private:
+  static inline std::function<std::string()> where_;
+  static inline struct sigaction previous_ = {};
 };
 
 }  // namespace tests

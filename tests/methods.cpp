@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <stdexcept>
-#include <utility>
 
 #include "devhost/oracle.h"
 
@@ -15,25 +14,25 @@ namespace {
 constexpr const char* kNil = "NilObjectException";
 constexpr const char* kUnsupported = "UnsupportedOperationException";
 
-const Refusal kOffset = {"offset", std::int32_t{-1}, kUnsupported, "offset is too small. Must be >=0."};
+const Refusal kOffset = {"offset", -1, kUnsupported, "offset is too small. Must be >=0."};
 
 std::vector<Refusal> MakingRefusals() {
-  return {{"source", nullptr, kNil, "Memoryblock is nil"},
-          {"width", std::int32_t{0}, kUnsupported, "width is too small. Must be >0."},
-          {"height", std::int32_t{0}, kUnsupported, "height is too small. Must be >0."},
+  return {{"source", {}, kNil, "Memoryblock is nil"},
+          {"width", 0, kUnsupported, "width is too small. Must be >0."},
+          {"height", 0, kUnsupported, "height is too small. Must be >0."},
           kOffset};
 }
 
 std::vector<Refusal> CopyRefusals(const Method& method) {
-  std::vector<Refusal> refusals = {{"EndLine", std::int32_t{-2}, nullptr, nullptr},
-                                   {"StartLine", std::int32_t{-1}, nullptr, nullptr},
-                                   {"DestRowBytes", std::int32_t{-1}, nullptr, nullptr},
-                                   {"ref", nullptr, kNil, "Picture is nil"},
-                                   {"destination", nullptr, kNil, "Memoryblock is nil"}};
+  std::vector<Refusal> refusals = {{"EndLine", -2, nullptr, nullptr},
+                                   {"StartLine", -1, nullptr, nullptr},
+                                   {"DestRowBytes", -1, nullptr, nullptr},
+                                   {"ref", {}, kNil, "Picture is nil"},
+                                   {"destination", {}, kNil, "Memoryblock is nil"}};
   if (method.Has("MaskForAlpha")) {
     // The BGRA form alone looks at the mask before the block.
     refusals.insert(refusals.end() - (method.layout == "BGRM" ? 1 : 0),
-                    {"MaskForAlpha", nullptr, kNil, "Mask Picture is nil"});
+                    {"MaskForAlpha", {}, kNil, "Mask Picture is nil"});
   }
   refusals.push_back(kOffset);
   return refusals;
@@ -69,20 +68,5 @@ bool Method::Has(std::string_view parameter, HostType type) const {
   const auto found = std::ranges::find(parameters, parameter, &Parameter::name);
   return found != parameters.end() && found->type == type;
 }
-
-std::vector<Method> MethodsOf(const devhost::Host& host) {
-  return {host.methods().begin(), host.methods().end()};
-}
-
-namespace {
-
-std::vector<Method> LoadInto(devhost::Host& host) {
-  host.Load(RASTEL_PLUGIN);
-  return MethodsOf(host);
-}
-
-}  // namespace
-
-LoadedHost::LoadedHost(devhost::HostOptions options) : Host(std::move(options)), all(LoadInto(*this)) {}
 
 }  // namespace tests

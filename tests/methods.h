@@ -1,8 +1,10 @@
 // The methods as the plug-in registers them.
 #pragma once
 
+#include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "abi/declaration.h"
@@ -18,8 +20,8 @@ struct Parameter {
 /// Why a method refuses its arguments.
 struct Refusal {
   std::string parameter;
-  devhost::Value bad;     // the highest value that is refused
-  const char* className;  // of the exception; null: nothing is raised
+  std::optional<std::int32_t> highest;  // the highest integer that is refused; nothing: nil is
+  const char* className;                // of the exception; null: nothing is raised
   const char* message;
 };
 
@@ -48,12 +50,17 @@ constexpr std::int32_t kMostPixels = 32767;  // that a new picture is wide or hi
 
 /// All methods that `host` knows, in the order of their registration: on a complete host those of Picture,
 /// which fill memory blocks, and then the global ones, which make pictures.
-std::vector<Method> MethodsOf(const devhost::Host& host);
+inline std::vector<Method> MethodsOf(const devhost::Host& host) {
+  return {host.methods().begin(), host.methods().end()};
+}
 
 /// The plug-in's file in a host that has just loaded it.
 struct LoadedHost : devhost::Host {
-  explicit LoadedHost(devhost::HostOptions options = {});
-  const std::vector<Method> all;
+  explicit LoadedHost(devhost::HostOptions options = {}) : Host(std::move(options)) {
+    Load(RASTEL_PLUGIN);
+    all = MethodsOf(*this);
+  }
+  std::vector<Method> all;
 };
 
 }  // namespace tests

@@ -11,7 +11,6 @@
 #include <cstring>
 #include <fstream>
 #include <iterator>
-#include <new>
 #include <stdexcept>
 #include <string_view>
 
@@ -43,13 +42,6 @@ void WatchedFree(void* memory) {
   std::free(memory);
 }
 
-void* WatchedNew(std::size_t size) {
-  if (Plugin::current->ShouldFail()) {
-    throw std::bad_alloc();
-  }
-  return Counted(std::malloc(size));
-}
-
 struct Watched {
   std::string_view name;
   void* function;
@@ -60,14 +52,15 @@ void* Address(Function* function) {
   return reinterpret_cast<void*>(function);
 }
 
-const Watched kWatched[] = {{"malloc", Address(WatchedMalloc)}, {"calloc", Address(WatchedCalloc)},
-                            {"strdup", Address(WatchedStrdup)}, {"__strdup", Address(WatchedStrdup)},
-                            {"free", Address(WatchedFree)},     {"_Znwm", Address(WatchedNew)},
-                            {"_Znam", Address(WatchedNew)},     {"_Znwj", Address(WatchedNew)},
-                            {"_Znaj", Address(WatchedNew)}};
-/// Imports that would allocate past the counting.
-constexpr std::string_view kUnwatched[] = {"realloc", "aligned_alloc", "posix_memalign",
-                                           "__cxa_allocate_exception"};
+const Watched kWatched[] = {{"malloc", Address(WatchedMalloc)},
+                            {"calloc", Address(WatchedCalloc)},
+                            {"strdup", Address(WatchedStrdup)},
+                            {"__strdup", Address(WatchedStrdup)},
+                            {"free", Address(WatchedFree)}};
+/// Imports that would allocate past the counting; the last four are operator new.
+constexpr std::string_view kUnwatched[] = {
+    "realloc", "aligned_alloc", "posix_memalign", "__cxa_allocate_exception",
+    "_Znwm",   "_Znam",         "_Znwj",          "_Znaj"};
 
 /// A copy that sanitizers do not see: there are gaps between the plug-in's data that they watch.
 __attribute__((no_sanitize("address"))) void CopyData(std::uint8_t* to, const std::uint8_t* from,

@@ -57,13 +57,13 @@ void AddGrayAndApart(std::vector<Case>& cases) {
   static const rastel::pixels::ChannelWeights kWeights[] = {
       {{77, 150, 29}}, {{0, 256, 32767}}, {{255, 512, 257}}};
   for (const char* picture : {"ARGB", "RGB", "BGRA"}) {
-    for (const std::ptrdiff_t step : {1, 4, 3}) {
+    for (const std::ptrdiff_t step : {1, 4, 3, -2}) {
       cases.push_back({.from = "Y", .to = picture, .fromStep = step, .tables = &NoiseTables()});
       for (const auto& weights : kWeights) {
         cases.push_back({.from = "Y", .to = picture, .fromStep = step, .weights = &weights});
       }
     }
-    for (const std::ptrdiff_t step : {2, 3, 4, 5}) {
+    for (const std::ptrdiff_t step : {2, 3, 4, 5, -1, -3}) {
       cases.push_back({.from = "Y", .to = picture, .fromStep = step});
       for (const char* channel : {"R", "G", "B"}) {
         cases.push_back({.from = picture, .to = channel, .toStep = step});
@@ -72,6 +72,7 @@ void AddGrayAndApart(std::vector<Case>& cases) {
   }
   cases.push_back({.from = "Y", .to = "XRGB", .fromStep = 4});
   cases.push_back({.from = "Y", .to = "BGRX", .fromStep = 4});
+  cases.push_back({.from = "Y", .to = "RGBM", .mask = "RGB", .fromStep = 4});
 }
 
 }  // namespace

@@ -7,6 +7,7 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <cstdlib>
 #include <cstring>
 #include <string>
 
@@ -15,12 +16,6 @@
 #include "support.h"
 
 namespace tests {
-
-inline Bytes NoiseBytes(std::size_t count, std::uint64_t seed) {
-  Bytes bytes(count);
-  std::ranges::generate(bytes, [&seed] { return Noise(seed++); });
-  return bytes;
-}
 
 inline constexpr std::size_t kRows = 3;  // that are converted at once
 using RowContents = std::array<Bytes, kRows>;
@@ -47,14 +42,19 @@ class RowMemory {
  public:
   static constexpr std::ptrdiff_t kPixels = 960;  // of the longer rows
 
-  /// Pixels of `pixelBytes` bytes, `step` bytes from one to the next.
+  /// Pixels of `pixelBytes` bytes, `step` bytes from one to the next, or back to the next.
   RowMemory(std::ptrdiff_t step, std::ptrdiff_t pixelBytes, std::uint64_t seed)
-      : step_(step), pixelBytes_(pixelBytes) {
+      : step_(std::abs(step)), leadsBack_(step < 0), pixelBytes_(pixelBytes) {
     for (std::size_t row = 0; row < kRows; ++row) {
       std::ranges::copy(Surroundings(), memory_.Row(row));
-      before[row] = NoiseBytes(static_cast<std::size_t>(kPixels * step + 8), seed + 10000 * row);
+      before[row] = NoiseBytes(static_cast<std::size_t>(kPixels * step_ + 8), seed + 10000 * row);
     }
     after = before;
+  }
+
+  /// The first pixel of a longer row.
+  std::uint8_t* First(Bytes& contents) const {
+    return &contents[static_cast<std::size_t>(leadsBack_ ? (kPixels - 1) * step_ : 0)];
   }
 
   /// Makes room for the windows of `width` pixels that begin at pixel `first`. `gap` is what is between two
@@ -66,7 +66,7 @@ class RowMemory {
       std::copy_n(OfSurroundings(row, row.start), bytes_, row.start);
     }
     bytes_ = width == 0 ? 0 : (width - 1) * step_ + pixelBytes_;
-    offset_ = first * step_;
+    offset_ = (leadsBack_ ? kPixels - first - width : first) * step_;
     stride_ = placement.stride;
     const bool isShared = stride_ >= Stride::kGap;
     const std::ptrdiff_t distance = isShared ? width * step_ + (stride_ == Stride::kGap ? gap : 0) : 0;
@@ -79,7 +79,7 @@ class RowMemory {
       start += static_cast<std::ptrdiff_t>(i) * distance;
       rows_[i] = {room, start, isShared && i > 0 ? start : std::max(room, start - kMargin),
                   isShared && i + 1 < kRows ? start + distance : std::min(roomEnd, start + bytes_ + kMargin)};
-      table_[i] = start - kTableOffset;
+      table_[i] = start + FirstPixel() - kTableOffset;
     }
   }
 
@@ -106,7 +106,7 @@ class RowMemory {
     if (stride_ == Stride::kTable) {
       return {.table = table_.data(), .offset = kTableOffset};
     }
-    return {.first = rows_[0].start, .step = rows_[1].start - rows_[0].start};
+    return {.first = rows_[0].start + FirstPixel(), .step = rows_[1].start - rows_[0].start};
   }
 
   RowContents before, after;  // a conversion
@@ -120,6 +120,9 @@ class RowMemory {
     std::uint8_t* start;
     std::uint8_t *begin, *end;  // of what is compared
   };
+
+  /// Where the first pixel of a row is in it.
+  std::ptrdiff_t FirstPixel() const { return leadsBack_ && bytes_ > 0 ? bytes_ - pixelBytes_ : 0; }
 
   static std::ptrdiff_t RoomSize() {
     static const std::ptrdiff_t size = 3 * sysconf(_SC_PAGESIZE);
@@ -148,7 +151,9 @@ class RowMemory {
 
   devhost::Memory memory_{
       {.rows = kRows, .rowLength = static_cast<std::size_t>(RoomSize()), .guarded = true}};
-  std::ptrdiff_t step_, pixelBytes_;
+  std::ptrdiff_t step_;
+  bool leadsBack_;
+  std::ptrdiff_t pixelBytes_;
   std::array<Row, kRows> rows_ = {};
   std::array<std::uint8_t*, kRows> table_ = {};
   std::ptrdiff_t bytes_ = 0, offset_ = 0;

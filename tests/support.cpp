@@ -1,9 +1,8 @@
 #include "support.h"
 
 #include <algorithm>
-#include <map>
+#include <iterator>
 #include <ostream>
-#include <regex>
 
 namespace devhost {
 
@@ -70,6 +69,12 @@ void FillWithNoise(REALmemoryBlockStruct& block, std::uint64_t seed) {
   std::generate_n(block.bytes(), block.size, [&] { return Noise(seed++); });
 }
 
+Bytes NoiseBytes(std::size_t count, std::uint64_t seed) {
+  Bytes bytes(count);
+  std::ranges::generate(bytes, [&seed] { return Noise(seed++); });
+  return bytes;
+}
+
 Bytes BytesOf(REALmemoryBlockStruct& block) {
   return Bytes(block.bytes(), block.bytes() + block.size);
 }
@@ -83,76 +88,29 @@ Bytes BytesOf(REALpictureStruct& picture) {
   return bytes;
 }
 
-testing::AssertionResult SameBytes(std::span<const std::uint8_t> expected,
-                                   std::span<const std::uint8_t> actual) {
+std::string Difference(std::span<const std::uint8_t> expected, std::span<const std::uint8_t> actual) {
   if (expected.size() != actual.size()) {
-    return testing::AssertionFailure() << actual.size() << " bytes instead of " << expected.size();
+    return std::to_string(actual.size()) + " bytes instead of " + std::to_string(expected.size());
   }
   if (std::ranges::equal(expected, actual)) {
-    return testing::AssertionSuccess();
+    return "";
   }
-  const auto [wanted, found] = std::mismatch(expected.begin(), expected.end(), actual.begin());
-  return testing::AssertionFailure() << "byte " << wanted - expected.begin() << " of " << expected.size()
-                                     << " is " << int{*found} << " instead of " << int{*wanted};
+  const auto [wanted, found] = std::ranges::mismatch(expected, actual);
+  return "byte " + std::to_string(wanted - expected.begin()) + " of " + std::to_string(expected.size()) +
+         " is " + std::to_string(*found) + " instead of " + std::to_string(*wanted);
 }
 
-namespace {
-
-bool FindsFramework(const std::string& entry) {
-  return entry.starts_with("CF") || entry.starts_with("FS") || entry.starts_with("__CF");
-}
-
-/// Gives objects numbers of their own.
-class Renumbering {
- public:
-  std::string Apply(const std::string& text) {
-    static const std::regex object("([a-z]+)#[0-9]+");
-    std::string renumbered;
-    auto rest = text.cbegin();
-    for (std::sregex_iterator match(text.begin(), text.end(), object), end; match != end; ++match) {
-      renumbered.append(rest, (*match)[0].first);
-      renumbered += NewName((*match)[1], (*match)[0]);
-      rest = (*match)[0].second;
-    }
-    return renumbered.append(rest, text.cend());
-  }
-
- private:
-  std::string NewName(const std::string& kind, const std::string& name) {
-    std::string& newName = names_[name];
-    if (newName.empty()) {
-      newName = kind + "#" + std::to_string(++counts_[kind]);
-    }
-    return newName;
-  }
-
-  std::map<std::string, std::string> names_;
-  std::map<std::string, int> counts_;
-};
-
-}  // namespace
-
-std::vector<std::string> Calls(const devhost::Host& host) {
-  Renumbering renumbering;
-  std::vector<std::string> calls;
-  for (const devhost::TracedCall& call : host.trace) {
-    if (!FindsFramework(call.entry)) {
-      calls.push_back(renumbering.Apply(call.Text()));
-    }
-  }
-  return calls;
+std::vector<std::string> Entries(const devhost::Host& host) {
+  std::vector<std::string> entries;
+  std::ranges::transform(host.trace, std::back_inserter(entries), &devhost::TracedCall::entry);
+  return entries;
 }
 
 int CountCalls(const devhost::Host& host, const std::string& entry) {
   return static_cast<int>(std::ranges::count(host.trace, entry, &devhost::TracedCall::entry));
 }
 
-int CountLookups(const devhost::Host& host, const std::string& entry) {
-  return static_cast<int>(std::ranges::count(host.lookups, entry));
-}
-
 NothingLost::~NothingLost() {
-  before_.strayUnlocks += expectedStrayUnlocks;
   EXPECT_EQ(before_, host_.CurrentBalance());
   for (const std::string& complaint : host_.complaints) {
     ADD_FAILURE() << complaint;

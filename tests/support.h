@@ -65,6 +65,11 @@ inline constexpr HostCase kDesktop16{"Desktop16", devhost::Kind::kDesktop, 13,
 inline constexpr HostCase kDesktopBitmap{"DesktopBitmap", devhost::Kind::kDesktop, 12,
                                          devhost::PixelFormat::kBitmap};
 
+/// A method of a host's graphics objects, as the plug-in asks for it.
+inline constexpr const char* kDrawPicture =
+    "DrawPicture(Image as Picture, x as Integer, y as Integer, w as Integer, h as Integer, "
+    "sx as Integer = 0, sy as Integer = 0, sw as Integer = -10000, sh as Integer = -10000)";
+
 /// The pixel type that a picture has in memory; 0 for one that has none.
 int PixelTypeOf(devhost::PixelFormat format);
 
@@ -74,6 +79,7 @@ oracle::Image ImageOf(REALpictureStruct& picture);
 
 /// Bytes without a pattern that a fault could repeat.
 std::uint8_t Noise(std::uint64_t seed);
+Bytes NoiseBytes(std::size_t count, std::uint64_t seed);
 void FillWithNoise(REALpictureStruct& picture, std::uint64_t seed);
 void FillWithNoise(REALmemoryBlockStruct& block, std::uint64_t seed);
 
@@ -81,17 +87,14 @@ void FillWithNoise(REALmemoryBlockStruct& block, std::uint64_t seed);
 Bytes BytesOf(REALmemoryBlockStruct& block);
 Bytes BytesOf(REALpictureStruct& picture);
 
-/// Says where the first difference is.
-testing::AssertionResult SameBytes(std::span<const std::uint8_t> expected,
-                                   std::span<const std::uint8_t> actual);
+/// Says where the first difference is; empty: nowhere.
+std::string Difference(std::span<const std::uint8_t> expected, std::span<const std::uint8_t> actual);
 
-/// The calls of the trace as texts, without those that find the legacy framework. Objects are numbered anew
-/// for each kind, in the order in which they appear.
-std::vector<std::string> Calls(const devhost::Host& host);
+/// The entries that were called, in order.
+std::vector<std::string> Entries(const devhost::Host& host);
 
-/// How often a call of `entry`, or a lookup of it, is in the list.
+/// How often an entry was called.
 int CountCalls(const devhost::Host& host, const std::string& entry);
-int CountLookups(const devhost::Host& host, const std::string& entry);
 
 /// Watches that nothing is lost and no rule broken from its making to its end.
 class NothingLost {
@@ -100,9 +103,6 @@ class NothingLost {
   ~NothingLost();
   NothingLost(const NothingLost&) = delete;
   NothingLost& operator=(const NothingLost&) = delete;
-
-  /// UnlockPixels calls on unlocked pixel maps that are due.
-  int expectedStrayUnlocks = 0;
 
  private:
   devhost::Host& host_;

@@ -16,11 +16,15 @@ using rastel::DuplicatePictureWithoutMaskOrAlpha;
 using rastel::PictureReader;
 using rastel::PictureWriter;
 using Copy = devhost::Ref<REALpictureStruct>;
+using Lines = std::vector<std::string>;
 
-/// All on one desktop host: its kind and its framework are learnt once in a process.
+/// All on one desktop host: its kind and its framework are learnt once in a process, by the first picture.
 class Editor : public testing::Test {
  protected:
-  static void SetUpTestSuite() { shared = std::make_unique<LinkedHost>(); }
+  static void SetUpTestSuite() {
+    shared = std::make_unique<LinkedHost>();
+    PictureReader().GetPictureEditor(shared->NewPicture(1, 1).get(), true, false);
+  }
   static void TearDownTestSuite() { shared.reset(); }
 
   Editor() : host(*shared) {
@@ -34,8 +38,7 @@ class Editor : public testing::Test {
 };
 
 TEST_F(Editor, RendersAPictureFromABuffer) {
-  Bytes buffer(60);
-  std::ranges::generate(buffer, [i = 0]() mutable { return Noise(static_cast<std::uint64_t>(i++)); });
+  Bytes buffer = NoiseBytes(60, 0);
   PictureWriter editor;
   EXPECT_EQ(nullptr, editor.RenderPictureWriter());
   EXPECT_TRUE(host.trace.empty());
@@ -45,8 +48,8 @@ TEST_F(Editor, RendersAPictureFromABuffer) {
   editor.PictureDescription.buffer = buffer.data();
   const Copy picture(editor.RenderPictureWriter());
   ASSERT_NE(nullptr, picture.get());
-  EXPECT_EQ((std::vector<std::string>{"REALBuildPictureFromBuffer(4, 3, 1, address, 20) = picture#1"}),
-            Calls(host));
+  EXPECT_EQ((Lines{"4", "3", "1", "address", "20"}), host.trace.at(0).arguments);
+  EXPECT_EQ(1U, host.trace.size());
   EXPECT_EQ(Bytes(buffer.begin() + 20, buffer.begin() + 36), Bytes(picture->Row(1), picture->Row(1) + 16));
 }
 
@@ -80,25 +83,19 @@ TEST_F(Editor, LetsGoOfThePictureBeforeTheNext) {
   const auto second = host.NewPicture(5, 1, PixelFormat::kWorld24);
   PictureReader reader;
   ASSERT_TRUE(reader.GetPictureEditor(first.get(), true, false));
+  host.trace.clear();
   ASSERT_TRUE(reader.GetPictureEditor(second.get(), true, false));
+  Lines entries = Entries(host);
+  entries.resize(3);
+  EXPECT_EQ((Lines{"UnlockPixels", "unlockPictureDescription", "REALUnlockObject"}), entries);
   EXPECT_EQ((std::array{1, 0, 0, 2, 1}),
             (std::array{first->references, first->pixelLocks, first->descriptionLocks, second->references,
                         second->pixelLocks}));
   EXPECT_EQ(12, reader.PixelType->number);
   EXPECT_EQ(3, reader.BytesPerPixel);
-  host.trace.clear();
   EXPECT_FALSE(reader.GetPictureEditor(nullptr, true, false));
-  EXPECT_EQ((std::vector<std::string>{"UnlockPixels(pixels of picture#1)",
-                                      "unlockPictureDescription(picture#1)", "REALUnlockObject(picture#1)"}),
-            Calls(host));
   EXPECT_EQ(nullptr, reader.Picture);
-}
-
-TEST_F(Editor, TakesNoDescriptionOfAnEarlierPictureForThatOfTheNext) {
-  const NothingLost watch(host);
-  const auto first = host.NewPicture(2, 3);
-  const auto second = host.NewPicture(2, 3);
-  PictureReader reader;
+  // What the host said of an earlier picture does not count for the next.
   ASSERT_TRUE(reader.GetPictureEditor(first.get(), false, true));
   host.FailAt("lockPictureDescription");
   EXPECT_FALSE(reader.GetPictureEditor(second.get(), false, true));
@@ -141,21 +138,16 @@ TEST_F(Editor, WritesNewPicturesUpToTheGreatestSize) {
   }
 }
 
-TEST_F(Editor, CopiesTheTopLeftCornerWithoutTheMask) {
+TEST_F(Editor, CopiesTheTopLeftCorner) {
   const NothingLost watch(host);
   const auto picture = host.NewPicture(5, 4, PixelFormat::kBitmap);
-  const auto mask = host.NewPicture(5, 4);
   FillWithNoise(*picture, 1);
-  FillWithNoise(*mask, 2);
-  picture->SetMask(mask.get());
   EXPECT_EQ(nullptr, DuplicatePictureWithoutMaskOrAlpha(nullptr, 3, 2));
   EXPECT_EQ(nullptr, DuplicatePictureWithoutMaskOrAlpha(picture.get(), 0, 2));
   EXPECT_EQ(nullptr, DuplicatePictureWithoutMaskOrAlpha(picture.get(), 3, -1));
   EXPECT_TRUE(host.trace.empty());
   const Copy copy(DuplicatePictureWithoutMaskOrAlpha(picture.get(), 3, 2));
   ASSERT_NE(nullptr, copy.get());
-  EXPECT_EQ(mask.get(), picture->mask);
-  EXPECT_EQ(nullptr, copy->mask);
   EXPECT_EQ((std::array{3, 2}), (std::array{copy->width, copy->height}));
   for (const std::int32_t place : {0, 1, 2, 3, 4, 5}) {
     EXPECT_EQ(ColourAt(*picture, place % 3, place / 3), ColourAt(*copy, place % 3, place / 3));
@@ -173,6 +165,9 @@ TEST(OpaqueCopies, CopyBitmapsOfTheSameSizeWithoutGraphics) {
     const bool isWhole = width == 1 && height == 4;
     EXPECT_EQ(isWhole ? picture->At(0, 2).red : 0, copy->At(0, 2).red) << width << " x " << height;
   }
+  picture->bitmap->word0 = 1;  // of no use
+  const Copy copy(DuplicatePictureWithoutMaskOrAlpha(picture.get(), 1, 4));
+  EXPECT_EQ(0, copy->At(0, 2).red);
 }
 
 TEST(Descriptions, AreOfUsableBitmapsOnly) {

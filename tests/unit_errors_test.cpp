@@ -10,7 +10,6 @@
 #include "host/errors.h"
 #include "host/strings.h"
 #include "unit_host.h"
-#include "unit_memory.h"
 
 namespace tests {
 namespace {
@@ -67,12 +66,6 @@ const std::vector<Thrown>& ThrownClasses() {
   return classes;
 }
 
-void ExpectRaised(const std::string& className, const std::string& message) {
-  ASSERT_NE(nullptr, LinkedHost::Raised());
-  EXPECT_EQ(className, LinkedHost::Raised()->className);
-  EXPECT_EQ(message, LinkedHost::Raised()->message.value_or("(null)"));
-}
-
 TEST(Guard, RaisesWhatIsThrownInTheStringBuilder) {
   for (const Thrown& thrown : ThrownClasses()) {
     for (const char* entry : {"REALBuildString", "REALSetStringEncoding"}) {
@@ -105,20 +98,6 @@ TEST(RaiseException, LetsExceptionsPass) {
   }
 }
 
-TEST(RaiseException, CallsTheHostInOrder) {
-  LinkedHost host;
-  rastel::RaiseException("NilObjectException", "Picture is nil");
-  EXPECT_EQ(
-      (std::vector<std::string>{
-          "REALBuildString(address, 14) = string#1", "REALSetStringEncoding(string#1, 1536)",
-          "PluginNewInstance(\"NilObjectException\") = exception#1",
-          "REALSetPropValueString(exception#1, \"Message\", string#1)",
-          "REALSetPropValueInteger(exception#1, \"ErrorNumber\", 0)", "RuntimeRaiseException(exception#1)",
-          "REALUnlockObject(exception#1)", "REALUnlockString(string#1)"}),
-      Calls(host));
-  EXPECT_EQ(1, LinkedHost::Raised()->references);
-}
-
 TEST(RaiseException, FallsBackToTheClassThatEveryHostHasAndToNoMessage) {
   LinkedHost host;
   rastel::RaiseException("NoSuchException", "said all the same");
@@ -126,27 +105,6 @@ TEST(RaiseException, FallsBackToTheClassThatEveryHostHasAndToNoMessage) {
   for (const char* none : {static_cast<const char*>(nullptr), ""}) {
     rastel::RaiseException("NilObjectException", none);
     ExpectRaised("NilObjectException", "(null)");
-  }
-}
-
-TEST(RaiseException, LeavesOutWhatTheHostLacks) {
-  struct Lack {
-    const char* entry;
-    bool isRaised, hasMessage;
-  };
-  for (const Lack& lack : {Lack{"PluginNewInstance", false, false},
-                           {"REALSetPropValueString", true, false},
-                           {"REALSetPropValueInteger", true, true},
-                           {"RuntimeRaiseException", false, false},
-                           {"REALBuildString", true, false},
-                           {"REALSetStringEncoding", true, true}}) {
-    SCOPED_TRACE(lack.entry);
-    LinkedHost host(2013.04, {lack.entry});
-    rastel::RaiseException("NilObjectException", "message");
-    EXPECT_EQ(lack.isRaised, LinkedHost::Raised() != nullptr);
-    EXPECT_EQ(lack.hasMessage, lack.isRaised && LinkedHost::Raised()->message.has_value());
-    EXPECT_EQ(lack.isRaised ? 1 : 0, host.CurrentBalance().objects);
-    EXPECT_TRUE(host.complaints.empty());
   }
 }
 

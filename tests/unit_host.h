@@ -1,4 +1,4 @@
-// A host for the plug-in's objects, linked into the test.
+// A host for the plug-in's objects, linked into the test, and the memory that they allocate.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -6,7 +6,9 @@
 #include <algorithm>
 #include <functional>
 #include <iterator>
+#include <limits>
 #include <memory>
+#include <set>
 #include <string>
 #include <utility>
 #include <vector>
@@ -63,6 +65,34 @@ struct LinkedHost : devhost::Host {
   }
 
   std::unique_ptr<devhost::Injection> injection_;
+};
+
+inline void ExpectRaised(const std::string& className, const std::string& message) {
+  ASSERT_NE(nullptr, LinkedHost::Raised());
+  EXPECT_EQ(className, LinkedHost::Raised()->className);
+  EXPECT_EQ(message, LinkedHost::Raised()->message.value_or("(null)"));
+}
+
+/// Kept by the functions that the linker leads the plug-in's calls of calloc and free to.
+struct Callocs {
+  static constexpr int kNoLimit = std::numeric_limits<int>::max();
+
+  static inline int left = kNoLimit;           // until they fail
+  static inline std::size_t largestBytes = 0;  // asked for in a call since a FailingCallocs began
+  // Not freed yet. Never destroyed, since memory is freed to the end of the process.
+  static inline auto& inUse = *new std::set<void*>;
+};
+
+/// While it lives, the plug-in's calls of calloc fail from number `first` (from 0) on.
+class FailingCallocs {
+ public:
+  explicit FailingCallocs(int first) {
+    Callocs::left = first;
+    Callocs::largestBytes = 0;
+  }
+  ~FailingCallocs() { Callocs::left = Callocs::kNoLimit; }
+  FailingCallocs(const FailingCallocs&) = delete;
+  FailingCallocs& operator=(const FailingCallocs&) = delete;
 };
 
 }  // namespace tests

@@ -1,6 +1,4 @@
 // Definitions in the form of old hosts.
-#include <gtest/gtest.h>
-
 #include <algorithm>
 #include <array>
 #include <cstring>
@@ -8,7 +6,7 @@
 #include "host/memory.h"
 #include "registration/old_records.h"
 #include "registration/version.h"
-#include "unit_memory.h"
+#include "unit_host.h"
 
 namespace tests {
 namespace {

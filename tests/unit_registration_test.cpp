@@ -9,7 +9,6 @@
 #include "registration/declarations.h"
 #include "registration/tables.h"
 #include "unit_host.h"
-#include "unit_memory.h"
 
 extern "C" void REALPluginMain(Resolver resolver);
 

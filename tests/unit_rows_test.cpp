@@ -6,7 +6,6 @@
 #include <functional>
 #include <list>
 
-#include "crash_note.h"
 #include "figures.h"
 #include "row_cases.h"
 #include "row_memory.h"
@@ -52,8 +51,8 @@ class Runner {
     RowMemory mask(std::ssize(test.mask), std::ssize(test.mask), seed + 100000);
     RowMemory destination(test.toStep, std::ssize(test.to), seed + 200000);
     for (std::size_t row = 0; row < kRows; ++row) {
-      ConvertRow(test, source.before[row].data(), mask.before[row].data(), RowMemory::kPixels,
-                 destination.after[row].data());
+      ConvertRow(test, source.First(source.before[row]), mask.First(mask.before[row]), RowMemory::kPixels,
+                 destination.First(destination.after[row]));
     }
     std::list<Converter> converters;
     for (const Target& target : targets_) {
@@ -210,41 +209,6 @@ TEST(Rows, AreNotReadPastTheirEnd) {
   EXPECT_EXIT(
       readOn(), [](int status) { return status != 0; },
       "memory without access: target .*, width 37, .*repeat with");
-}
-
-TEST(Targets, ConvertRowsAndPixelsAnyDistanceApart) {
-  const Bytes source = NoiseBytes(9000, 1);
-  const Bytes mask = NoiseBytes(3000, 2);
-  for (const Case& test :
-       {Case{.from = "ARGB", .to = "RGB"}, Case{.from = "Y", .to = "RGBA"},
-        Case{.from = "ARGB", .to = "G", .toStep = 4}, Case{.from = "RGB", .to = "R", .toStep = -3},
-        Case{.from = "BGRA", .to = "B", .toStep = 0}, Case{.from = "Y", .to = "BGRA", .fromStep = 4},
-        Case{.from = "Y", .to = "RGB", .fromStep = -2}, Case{.from = "BGRA", .to = "MBGR", .mask = "RGB"},
-        Case{.from = "Y", .to = "RGBM", .mask = "RGB", .fromStep = 4}}) {
-    for (const std::ptrdiff_t width : {1, 16, 37, 64, 130}) {
-      const std::ptrdiff_t packed = width * std::abs(test.toStep);
-      for (const std::ptrdiff_t step : {packed, packed + 3, width, -packed - 1, std::ptrdiff_t{0}}) {
-        for (const std::ptrdiff_t maskStep : {width * 3, width * 3 + 1}) {
-          for (const Target& target : RunnableTargets()) {
-            SCOPED_TRACE(std::string(target.name) + ", " + test.Text() + ", width " + std::to_string(width) +
-                         ", rows " + std::to_string(step) + " apart");
-            Bytes converted(9000, 0xEE);
-            const Rows rows{.destination = {&converted[4500], step},
-                            .source = {&source[4000], -width * test.fromStep},
-                            .mask = {mask.data(), maskStep},
-                            .width = width,
-                            .count = 5};
-            Bytes expected = converted;
-            for (std::ptrdiff_t y = 0; y < rows.count; ++y) {
-              ConvertRow(test, rows.source[y], rows.mask[y], width, &expected[4500] + y * step);
-            }
-            Converter(test.Made(), target.find).Convert(rows);
-            EXPECT_TRUE(SameBytes(expected, converted));
-          }
-        }
-      }
-    }
-  }
 }
 
 }  // namespace

@@ -2,7 +2,6 @@
 #include <functional>
 
 #include "call.h"
-#include "crash_note.h"
 #include "figures.h"
 
 namespace tests {
@@ -12,8 +11,7 @@ namespace {
 int YieldsOf(LoadedHost& host, const Method& method, std::int32_t yield, std::int32_t width = 3) {
   host.trace.clear();
   CallSpec spec{.picture = {{width, 6}, devhost::PixelFormat::kBitmap}};
-  spec.startLine = 1;
-  spec.yield = yield;
+  spec.integers = {{"StartLine", 1}, {"Yield", yield}};
   EXPECT_EQ("", Call(host, method, spec).Run());
   return CountCalls(host, "REALYieldToRB");
 }
@@ -23,39 +21,19 @@ TEST(Yield, ComesAfterRowsWhenTheIntervalHasPassed) {
   host.clock.ticksPerReading = 4;
   host.clock.nanosecondsPerReading = 4'000'000;
   // Five rows, each reading the clock once, or twice if it yields: 4 units pass between two readings.
-  const std::pair<std::int32_t, int> expected[] = {{0, 0},
-                                                   {1, 5},
-                                                   {4, 5},
-                                                   {5, 3},
-                                                   {8, 3},
-                                                   {12, 2},
-                                                   {500, 1},
-                                                   {-1, 5},
-                                                   {-4, 5},
-                                                   {-5, 3},
-                                                   {-12, 2},
-                                                   {-15000, 1},
-                                                   {2'000'000'000, 0},
-                                                   {-2'000'000'000, 0}};
   for (std::size_t i = 0; i < kPictureMethods; ++i) {
-    for (const auto& [yield, count] : expected) {
-      EXPECT_EQ(count, YieldsOf(host, host.all[i], yield)) << host.all[i].name << ", " << yield;
+    const Method& method = host.all[i];
+    SCOPED_TRACE(method.name);
+    for (const auto& [interval, count] :
+         {std::pair{4, 5}, {5, 3}, {8, 3}, {12, 2}, {500, 1}, {2'000'000'000, 0}}) {
+      EXPECT_EQ(count, YieldsOf(host, method, interval)) << interval << " ticks";
+      EXPECT_EQ(count, YieldsOf(host, method, -interval)) << interval << " milliseconds";
     }
+    EXPECT_EQ(0, YieldsOf(host, method, 0));
+    EXPECT_EQ(5, YieldsOf(host, method, 1, 0)) << "without pixels";
   }
-}
-
-TEST(Yield, CountsTheFirstIntervalFromZero) {
-  LoadedHost host(kConsole.Options());
-  host.clock.ticks = host.clock.ticksPerReading = 4;
-  EXPECT_EQ(5, YieldsOf(host, host.all[0], 4));
-}
-
-TEST(Yield, ComesOnceARowAlsoWithoutPixels) {
-  LoadedHost host(kConsole.Options());
-  host.clock.ticksPerReading = 1;
-  for (std::size_t i = 0; i < kPictureMethods; ++i) {
-    EXPECT_EQ(5, YieldsOf(host, host.all[i], 1, 0)) << host.all[i].name;
-  }
+  host.clock.ticks = 4;
+  EXPECT_EQ(5, YieldsOf(host, host.all[0], 4)) << "the first interval is counted from 0";
 }
 
 TEST(Yield, WithoutTheEntryOnlyReadsTheClock) {
@@ -118,7 +96,7 @@ class Reentry {
 
   CallSpec Spec(std::int32_t yield) const {
     CallSpec spec = GoodCall(hostCase_, {kWidth, kHeight});
-    spec.yield = yield;
+    spec.integers["Yield"] = yield;
     return spec;
   }
 

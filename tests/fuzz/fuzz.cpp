@@ -2,7 +2,7 @@
 #include <cstdlib>
 #include <iostream>
 
-#include "fuzz/runner.h"
+#include "fuzz/scenario.h"
 
 /// Stacks of allocations and late reuse of memory take time that is better spent on executions.
 extern "C" const char* __asan_default_options() {
@@ -13,10 +13,9 @@ extern "C" const char* __asan_default_options() {
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   // Never destroyed, as the plug-in never leaves.
   static auto& runner = *new tests::ScenarioRunner();
-  const tests::Scenario scenario = tests::Decode({data, size});
-  const std::string verdict = runner.Run(scenario);
+  const std::string verdict = runner.Run(tests::Decode({data, size}));
   if (!verdict.empty()) {
-    std::cerr << verdict << "\n" << scenario << std::endl;
+    std::cerr << verdict << "\n" << tests::Decode({data, size}) << std::endl;
     std::abort();
   }
   return 0;

@@ -5,50 +5,38 @@
 #include <charconv>
 #include <fstream>
 #include <iostream>
-#include <optional>
+#include <iterator>
 #include <stdexcept>
 
-#include "fuzz/runner.h"
+#include "fuzz/scenario.h"
 
 namespace {
 
 using Input = std::vector<std::uint8_t>;
 
-/// The bytes that hexadecimal digits tell, or nothing if they are none.
-std::optional<Input> ParseInput(const std::string& digits) {
+/// The bytes that hexadecimal digits tell.
+Input ParseInput(const std::string& digits) {
   Input input;
-  for (std::size_t i = 0; i + 1 < digits.size(); i += 2) {
+  for (std::size_t i = 0; i < digits.size(); i += 2) {
     const char* end = digits.data() + i + 2;
-    if (std::from_chars(end - 2, end, input.emplace_back(), 16).ptr != end) {
-      return std::nullopt;
+    if (digits.size() % 2 != 0 || std::from_chars(end - 2, end, input.emplace_back(), 16).ptr != end) {
+      throw std::runtime_error("no hexadecimal digits: " + digits);
     }
   }
-  return digits.empty() || digits.size() % 2 != 0 ? std::nullopt : std::optional(input);
-}
-
-std::vector<std::string> ReadLines(const std::string& path) {
-  std::vector<std::string> lines;
-  std::ifstream file(path);
-  for (std::string line; std::getline(file, line);) {
-    lines.push_back(line);
-  }
-  return lines;
+  return input;
 }
 
 /// Runs all inputs. Gives the number of those that failed.
 int Replay(tests::ScenarioRunner& runner, const std::vector<std::string>& inputs) {
   int failures = 0;
   for (const std::string& digits : inputs) {
-    const std::optional<Input> input = ParseInput(digits);
-    if (!input) {
-      throw std::runtime_error("no hexadecimal digits: " + digits);
-    }
+    const Input input = ParseInput(digits);
     std::cerr << digits << std::endl;
-    const tests::Scenario scenario = tests::Decode(*input);
-    const std::string verdict = runner.Run(scenario);
+    const std::string verdict = runner.Run(tests::Decode(input));
     if (!verdict.empty()) {
       ++failures;
-      std::cerr << verdict << "\n" << scenario << "\nRepeat: " << RASTEL_REPLAY << " " << digits << std::endl;
+      std::cerr << verdict << "\n"
+                << tests::Decode(input) << "\nRepeat: " << RASTEL_REPLAY << " " << digits << std::endl;
     }
   }
   return failures;
@@ -56,8 +44,8 @@ int Replay(tests::ScenarioRunner& runner, const std::vector<std::string>& inputs
 
 int Main(std::vector<std::string> arguments) {
   tests::ScenarioRunner runner;
-  if (arguments.size() == 1 && !ParseInput(arguments[0])) {
-    arguments = ReadLines(arguments[0]);
+  if (std::ifstream corpus(arguments.empty() ? "" : arguments[0]); corpus.is_open()) {
+    arguments.assign(std::istream_iterator<std::string>(corpus), {});
   }
   const int failures = Replay(runner, arguments);
   std::cout << arguments.size() << " scenarios, " << failures << " failed\n";

@@ -2,9 +2,12 @@
 
 #include <fuzzer/FuzzedDataProvider.h>
 
-#include <array>
+#include <functional>
 #include <limits>
 #include <ostream>
+#include <utility>
+
+#include "devhost/state.h"
 
 namespace tests {
 namespace {
@@ -18,56 +21,18 @@ constexpr std::int32_t kHighest = std::numeric_limits<std::int32_t>::max();
 constexpr double kVersions[] = {2013.04, 2007.5,  2009.0, 2010.029, 2012.0,
                                 2013.0,  2013.03, 2016.0, 2999.9,   3000.0};
 
-constexpr const char* kDrawPicture =
-    "DrawPicture(Image as Picture, x as Integer, y as Integer, w as Integer, h as Integer, "
-    "sx as Integer = 0, sy as Integer = 0, sw as Integer = -10000, sh as Integer = -10000)";
-
 /// What a host may lack. Without what counts references, or gives masks back, no host can keep its books.
-constexpr const char* kMissable[] = {
-    "REALGetRBVersion",
-    "RegisterPluginVersion",
-    "PluginRegisterMethod",
-    "PluginRegisterClassExtension",
-    "PluginRegisterModule",
-    "PluginNewInstance",
-    "REALSetPropValueString",
-    "REALSetPropValueInteger",
-    "REALSetPropValueInt",
-    "REALGetPropValueInteger",
-    "REALGetPropValueInt",
-    "RuntimeRaiseException",
-    "REALUnlockString",
-    "REALBuildString",
-    "REALBuildStringWithEncoding",
-    "REALConvertString",
-    "REALSetStringEncoding",
-    "RuntimeUBound",
-    "PluginIntegerArrayGetProc",
-    "RuntimeArrayDirectGetGetProc",
-    "REALYieldToRB",
-    "memoryBlockGetPtr",
-    "memoryBlockGetSize",
-    "pluginObjectType",
-    "lockPictureDescription",
-    "REALLockPictureDescription",
-    "unlockPictureDescription",
-    "REALPictureClearCache",
-    "PluginPictureGetType",
-    "newPicture",
-    "REALBuildPictureFromBuffer",
-    "REALGetPictureMask",
-    "pluginPictureGraphicsGetter",
-    "REALLoadObjectMethod",
-    "REALUnlockObject",
-    "SetGWorld",
-    "GetGWorldPixMap",
-    "GetPixDepth",
-    "LockPixels",
-    "GetPixBaseAddr",
-    "GetPixRowBytes",
-    "UnlockPixels",
-    kDrawPicture,
-};
+const std::vector<std::string>& Missable() {
+  static const auto names = [] {
+    std::vector<std::string> offered = devhost::Host::EntryNames();
+    std::erase_if(offered, [](const std::string& name) {
+      return !devhost::IsOffered(name) || name == "REALLockObject";
+    });
+    offered.emplace_back(kDrawPicture);
+    return offered;
+  }();
+  return names;
+}
 
 using Provider = FuzzedDataProvider;
 
@@ -101,52 +66,48 @@ PictureSpec Picture(Provider& data) {
   return {{width, Height(data)}, data.PickValueInArray(kFormats)};
 }
 
-/// An argument that is refused, if the method has it.
-std::pair<std::string, devhost::Value> BadArgument(Provider& data) {
-  constexpr const char* kNames[] = {"ref",   "source", "destination", "MaskForAlpha", "offset",
-                                    "width", "height", "StartLine",   "EndLine",      "DestRowBytes"};
-  constexpr std::int32_t kValues[] = {-1, 0, -1, -1, -2, -1};
-  const auto index = data.ConsumeIntegralInRange<std::size_t>(0, std::size(kNames) - 1);
-  return {kNames[index], index < 4 ? devhost::Value(nullptr) : kValues[index - 4]};
-}
-
-CallSpec DecodeCall(Provider& data) {
+ScenarioCall DecodeCall(Provider& data) {
+  const auto method = data.ConsumeIntegral<std::uint8_t>();
+  std::optional<std::size_t> refusal;
   // Steps of up to seven bytes, or so far back that a count in 32 bits would lead to where it began.
   constexpr std::int32_t kSteps[] = {1, 4, 3, 2, 0, 5, 7, -1, -2, -3, -4, -7, -(1 << 30), kLowest};
   constexpr std::int32_t kTypes[] = {2, 2, 2, 2, 4, 0, 1, 3};
+  constexpr const char* kChannels[] = {"Red", "Blue", "Green"};
   CallSpec call{.picture = Picture(data)};
   const auto flags = data.ConsumeIntegral<std::uint8_t>();
   call.flag = (flags & 1) != 0;
   call.isMasked = (flags & 2) != 0;
-  call.offset = data.ConsumeIntegralInRange(0, 79);
-  call.pixelBytes = data.PickValueInArray(kSteps);
+  call.integers["offset"] = data.ConsumeIntegralInRange(0, 79);
+  call.integers["PixelByteSize"] = data.PickValueInArray(kSteps);
   if ((flags & 4) != 0) {
     call.dest = Picture(data);
-    call.destType = data.PickValueInArray(kTypes);
+    call.kind = data.PickValueInArray(kTypes);
   }
   if ((flags & 0xF0) == 0xF0) {
-    call.instead = {BadArgument(data)};
+    refusal = data.ConsumeIntegralInRange<std::size_t>(0, 9);
   }
   const bool isLong = (flags & 8) != 0;
   if (isLong) {
     call.mask = Picture(data);
-    call.startLine = data.ConsumeIntegralInRange(0, 6);
-    call.endLine = data.ConsumeIntegralInRange(-1, 6);
-    call.yield = Number(data);
-    call.destRowBytes = data.ConsumeIntegralInRange(0, 255);
+    call.integers["StartLine"] = data.ConsumeIntegralInRange(0, 6);
+    call.integers["EndLine"] = data.ConsumeIntegralInRange(-1, 6);
+    call.integers["Yield"] = Number(data);
+    call.integers["DestRowBytes"] = data.ConsumeIntegralInRange(0, 255);
   }
-  call.alpha = Number(data);
-  call.weights = {Number(data), Number(data), Number(data)};
+  call.integers["AlphaValue"] = Number(data);
+  for (const char* channel : kChannels) {
+    call.integers[channel] = Number(data);
+  }
   std::vector<std::int32_t> palette(isLong ? data.ConsumeIntegralInRange<std::size_t>(2, 300) : 3);
   for (std::size_t i = 0; i < palette.size(); ++i) {
-    palette[i] = call.weights[i % 3] + static_cast<std::int32_t>(i % 7);
+    palette[i] = call.integers[kChannels[i % 3]] + static_cast<std::int32_t>(i % 7);
   }
   call.palettes[0] = palette;
   if (!call.isMasked) {
     call.palettes[1] = palette;
   }
   call.palettes[2] = std::vector(palette.begin(), palette.begin() + std::ssize(palette) / 2);
-  return call;
+  return {method, call, refusal};
 }
 
 }  // namespace
@@ -164,7 +125,8 @@ Scenario Decode(std::span<const std::uint8_t> bytes) {
   scenario.ticksPerReading = (host & 8) != 0 ? 1 : 0;
   const auto troubles = data.ConsumeIntegral<std::uint8_t>();
   for (int i = 0; i < (troubles >> 6); ++i) {
-    scenario.options.without.insert(data.PickValueInArray(kMissable));
+    scenario.options.without.insert(
+        Missable()[data.ConsumeIntegralInRange<std::size_t>(0, Missable().size() - 1)]);
   }
   if ((troubles & 32) != 0) {
     using FaultKind = devhost::Fault::Kind;
@@ -174,8 +136,7 @@ Scenario Decode(std::span<const std::uint8_t> bytes) {
   }
   constexpr int kCalls[] = {1, 1, 2, 4};
   for (int i = 0; i < kCalls[troubles % 4]; ++i) {
-    const auto method = data.ConsumeIntegral<std::uint8_t>();
-    scenario.calls.emplace_back(method, DecodeCall(data));
+    scenario.calls.push_back(DecodeCall(data));
   }
   return scenario;
 }
@@ -187,10 +148,69 @@ std::ostream& operator<<(std::ostream& stream, const Scenario& scenario) {
   for (const std::string& name : scenario.options.without) {
     stream << ", without " << name;
   }
-  for (const auto& [method, call] : scenario.calls) {
-    stream << "\n  method " << method << ": " << call;
+  for (const ScenarioCall& call : scenario.calls) {
+    stream << "\n  method " << call.method << ": " << call.spec;
+    if (call.refusal) {
+      stream << ", bad argument " << *call.refusal;
+    }
   }
   return stream;
+}
+
+namespace {
+
+/// What a host is as far as a plug-in learns it while it registers.
+std::string KeyOf(const devhost::HostOptions& options) {
+  std::string key = std::to_string(options.version);
+  for (const char* entry : {"REALGetRBVersion", "RegisterPluginVersion", "PluginRegisterMethod",
+                            "PluginRegisterClassExtension", "PluginRegisterModule"}) {
+    key += options.without.contains(entry) ? '-' : '+';
+  }
+  return key;
+}
+
+}  // namespace
+
+const ScenarioRunner::Registered& ScenarioRunner::RegisteredWith(devhost::Host& host) {
+  const auto [found, isNew] = registered_.try_emplace(KeyOf(host.options()));
+  Registered& registered = found->second;
+  if (isNew) {
+    plugin_.Restore(fresh_);
+    plugin_.Register(&devhost::Host::Resolve);
+    registered.state = plugin_.Save();
+    registered.methods = MethodsOf(host);
+  }
+  return registered;
+}
+
+std::string ScenarioRunner::Run(Scenario scenario) {
+  devhost::Host host(scenario.options);
+  host.clock.ticksPerReading = scenario.ticksPerReading;
+  host.clock.nanosecondsPerReading = scenario.ticksPerReading * 1'000'000;
+  const Registered& registered = RegisteredWith(host);
+  plugin_.Restore(registered.state);
+  devhost::Injection injection(host, {scenario.fault});
+  if (scenario.fault.kind != devhost::Fault::Kind::kNone) {
+    host.onEntry = std::ref(injection);
+  }
+  const auto live = plugin_.live.size();
+  // A host that does not say what it is may pass for another kind from the second call on.
+  const bool isKindKnown = !host.Lacks("pluginObjectType");
+  const std::size_t most = registered.methods.empty() ? 0 : isKindKnown ? scenario.calls.size() : 1;
+  for (std::size_t i = 0; i < most; ++i) {
+    auto& [number, spec, refusal] = scenario.calls[i];
+    const Method& method = registered.methods[number % registered.methods.size()];
+    const auto& refusals = method.refusals;
+    if (refusal) {
+      spec = Refused(spec, refusals[*refusal % refusals.size()]);
+    }
+    Call call(host, method, std::move(spec));
+    const std::string verdict = call.Run(&injection);
+    if (!verdict.empty() || plugin_.live.size() != live) {
+      return method.registration.declaration + ": " + (verdict.empty() ? "memory was not freed" : verdict);
+    }
+  }
+  return "";
 }
 
 }  // namespace tests

@@ -1,6 +1,4 @@
-#include "unit_memory.h"
-
-#include <algorithm>
+#include "unit_host.h"
 
 using tests::Callocs;
 
