@@ -96,7 +96,7 @@ class Caller {
     }
     const Progress progress(options_.times > 1 ? "calling " + options_.method : "");
     const auto crash = CatchCrash([this] { CallAll(); });
-    progress.Clear();
+    Progress::Clear();
     if (crash) {
       EndCall();
       throw Failure(Status::kCrash, CrashText(*crash));
