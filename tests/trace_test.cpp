@@ -30,8 +30,8 @@ CallSpec Of(Size size, PixelFormat format = PixelFormat::kWorld32) {
 }
 
 std::vector<Scene> Scenes() {
-  constexpr Size kSize = {3, 2};
-  const CallSpec bitmap = Of(kSize, PixelFormat::kBitmap);
+  constexpr Size kPictureSize = {3, 2};
+  const CallSpec bitmap = Of(kPictureSize, PixelFormat::kBitmap);
   CallSpec masked = bitmap;
   masked.isMasked = true;
   CallSpec toDest = Of({2, 1});
@@ -52,24 +52,26 @@ std::vector<Scene> Scenes() {
   const std::string toBlock = "CopyRGBto";
   const std::string toPicture = "MemoryblockRGBtoPictureKVZ(source";
   const std::string ontoPicture = "MemoryblockRGBtoPictureKVZ(dest";
-  return {{.title = "a new picture on a desktop host, twice",
-           .host = kDesktop,
-           .method = toPicture,
-           .spec = Of({2, 1}),
-           .times = 2,
-           .showsFramework = true},
-          {"a bitmap is read", kConsole, toBlock, bitmap},
-          {"a world of 16 bits is read through a copy", kDesktop, toBlock, Of(kSize, PixelFormat::kWorld16)},
-          {"a copy is made without the mask", kDesktopBitmap, toBlock, masked},
-          {"a copy is made row by row where nothing can be drawn", kUnknown, toBlock, bitmap, {kDrawPicture}},
-          {"a failed lock is undone before 2012", before2012, toBlock, bitmap, {}, kLock},
-          {"a failed lock is left alone from 2012 on", since2012, toBlock, bitmap, {}, kLock},
-          {"a world without an address is given back", kDesktop, toBlock, Of(kSize), {}, "GetPixBaseAddr"},
-          {"the kind of host is asked for until a picture shows it", kUnknown, toBlock, bitmap, {}, {}, 2},
-          {"a missing entry is looked up at every use", kUnknown, toBlock, bitmap, {kLock}, {}, 2},
-          {"second names, of the getter", kConsole, ontoPicture, toDest, firstNames, {}, 2},
-          {"second names, of the setter", kConsole, toBlock, nil, firstNames},
-          {"palettes are asked for their bounds first", since2016, "Red() as", looksUp, firstGetter}};
+  return {
+      {.title = "a new picture on a desktop host, twice",
+       .host = kDesktop,
+       .method = toPicture,
+       .spec = Of({2, 1}),
+       .times = 2,
+       .showsFramework = true},
+      {"a bitmap is read", kConsole, toBlock, bitmap},
+      {"a world of 16 bits is read through a copy", kDesktop, toBlock,
+       Of(kPictureSize, PixelFormat::kWorld16)},
+      {"a copy is made without the mask", kDesktopBitmap, toBlock, masked},
+      {"a copy is made row by row where nothing can be drawn", kUnknown, toBlock, bitmap, {kDrawPicture}},
+      {"a failed lock is undone before 2012", before2012, toBlock, bitmap, {}, kLock},
+      {"a failed lock is left alone from 2012 on", since2012, toBlock, bitmap, {}, kLock},
+      {"a world without an address is given back", kDesktop, toBlock, Of(kPictureSize), {}, "GetPixBaseAddr"},
+      {"the kind of host is asked for until a picture shows it", kUnknown, toBlock, bitmap, {}, {}, 2},
+      {"a missing entry is looked up at every use", kUnknown, toBlock, bitmap, {kLock}, {}, 2},
+      {"second names, of the getter", kConsole, ontoPicture, toDest, firstNames, {}, 2},
+      {"second names, of the setter", kConsole, toBlock, nil, firstNames},
+      {"palettes are asked for their bounds first", since2016, "Red() as", looksUp, firstGetter}};
 }
 
 bool FindsFramework(const std::string& entry) {
