@@ -2,6 +2,8 @@
 
 #include <iostream>
 
+#include "rastel-host/output.h"
+
 namespace devhost::program {
 
 CallTrace::CallTrace(Host& host, bool prints) : host_(host), prints_(prints), faults_(host.onEntry) {
@@ -43,7 +45,8 @@ Reaction CallTrace::Enter(std::string_view entry) {
 void CallTrace::Append(const std::string& text) {
   lines_.back() += text;
   if (prints_) {
-    std::cout << text << std::flush;
+    std::cout << text;
+    FlushOutput();  // the call may end the process
   }
 }
 
@@ -56,7 +59,8 @@ void CallTrace::CompleteLine() {
     Append(" = " + result);
   }
   if (prints_) {
-    std::cout << std::endl;  // NOLINT(performance-avoid-endl): the next call may end the process
+    std::cout << '\n';
+    FlushOutput();
   }
 }
 

@@ -144,9 +144,7 @@ class CommandLine {
   int Perform(const Work& work) {
     try {
       const Status status = work();
-      if (!std::cout.flush()) {
-        throw Failure(Status::kFile, "standard output: " + std::string(std::strerror(errno)));
-      }
+      RequireOutput();
       return static_cast<int>(status);
     } catch (const Failure& failure) {
       return Fail(failure.status, failure.what());

@@ -4,14 +4,19 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <cstdlib>
 #include <iostream>
 #include <nlohmann/json.hpp>
+#include <system_error>
+
+#include "rastel-host/failure.h"
 
 namespace devhost::program {
 namespace {
 
 int talk = 0;
+int outputError = 0;  // why standard output failed first
 
 /// True for a terminal that understands more than letters.
 bool IsCapable(int descriptor) {
@@ -31,6 +36,19 @@ void PrintJson(std::string_view verb, const Json& found) {
   document.update(found);
   // A path or a message need not be UTF-8.
   std::cout << document.dump(2, ' ', false, Json::error_handler_t::replace) << '\n';
+}
+
+void FlushOutput() {
+  if (std::cout && !std::cout.flush()) {
+    outputError = errno;
+  }
+}
+
+void RequireOutput() {
+  FlushOutput();
+  if (!std::cout) {
+    throw Failure(Status::kFile, "standard output: " + std::generic_category().message(outputError));
+  }
 }
 
 void SetTalk(int level) {

@@ -13,6 +13,12 @@ using Json = nlohmann::ordered_json;
 /// Prints the one JSON document of a run: the verb and the fields of `found`, an object.
 void PrintJson(std::string_view verb, const Json& found);
 
+/// Sends on what was printed. Throws nothing, since a host call may be under way: see RequireOutput.
+void FlushOutput();
+
+/// Likewise; throws Failure (kFile) if that, or an earlier one, failed.
+void RequireOutput();
+
 /// How much is said on standard error: -1 errors alone, 0 what matters, 1 each step.
 void SetTalk(int level);
 void Say(const std::string& line);

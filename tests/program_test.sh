@@ -68,6 +68,9 @@ expect 0 '"definitionVersion": 13,.*"declaration": "CopyBtoMemoryblockKVZ\(' "${
 "$program" "${list[@]}" >/dev/full 2>full
 [ $? -eq 5 ] && grep -q 'standard output: No space left on device' full || fail 'a full disk is no error'
 
+{ sleep 1; "$program" "${call[@]}" CopyRGBtoMemoryblockKVZ picture:4x4 block:48 0 --trace 2>closed; } | true
+grep -q 'standard output: Broken pipe' closed || fail 'a closed pipe is no error'
+
 # show.
 expect 0 'buffer, pixel type 13, 12, 8 +kept +red +green +blue$' "${show[@]}" copyxrgbtomemoryblockkvz
 expect 0 'LittleEndian = true:.*pixel type 16 +blue +green +red +AlphaValue$' "${show[@]}" CopyARGBtoMemoryblockKVZ --pixel-type 16
