@@ -100,6 +100,36 @@ TEST(Fallbacks, TheKindOfHostThatACallInTheMiddleOfTheLookUpHasLearntIsKept) {
   EXPECT_EQ(0, CountCalls(host, "lockPictureDescription"));
 }
 
+TEST(Fallbacks, PalettesWithoutTheArrayEntries) {
+  // Without a bound only element 0 counts; without a getter all elements of a new host's array are 0.
+  struct Expected {
+    double version;
+    devhost::Names without;
+    std::uint8_t first, second;
+  };
+  for (const Expected& expected :
+       {Expected{2016.0, {"PluginIntegerArrayGetProc", "RuntimeArrayDirectGetGetProc"}, 0, 0},
+        {2015.0, {"PluginIntegerArrayGetProc", "RuntimeArrayDirectGetGetProc"}, 11, 22},
+        {2007.5, {"PluginIntegerArrayGetProc", "RuntimeArrayDirectGetGetProc"}, 11, 22},
+        {2015.0, {"RuntimeUBound"}, 11, 0},
+        {2016.0, {"RuntimeUBound"}, 11, 0}}) {
+    SCOPED_TRACE(expected.version);
+    devhost::HostOptions options;
+    options.version = expected.version;
+    options.without = expected.without;
+    LoadedHost host(options);
+    const auto array = host.NewIntegerArray({11, 22});
+    const auto block = host.NewMemoryBlock(2);
+    block->bytes()[1] = 1;
+    const auto result = host.Call("MemoryblockGrayToPictureKVZ",
+                                  {block.get(), kZero, 2, 1, 1, array.get(), nullptr, array.get()});
+    ASSERT_NE(nullptr, result.picture.get());
+    EXPECT_EQ((devhost::Pixel{expected.first, 0, expected.first, 255}), result.picture->At(0, 0));
+    EXPECT_EQ((devhost::Pixel{expected.second, 0, expected.second, 255}), result.picture->At(1, 0));
+    EXPECT_FALSE(result.exception);
+  }
+}
+
 TEST(Fallbacks, BitmapsWithoutRowsHaveNoRowTableToRead) {
   LoadedHost host(kConsole.Options());
   const auto picture = host.NewPicture(2, 0);

@@ -108,6 +108,27 @@ TEST(RaiseException, FallsBackToTheClassThatEveryHostHasAndToNoMessage) {
   }
 }
 
+TEST(RaiseException, LeavesOutWhatTheHostLacks) {
+  struct Lack {
+    const char* entry;
+    bool isRaised, hasMessage;
+  };
+  for (const Lack& lack : {Lack{"PluginNewInstance", false, false},
+                           {"REALSetPropValueString", true, false},
+                           {"REALSetPropValueInteger", true, true},
+                           {"RuntimeRaiseException", false, false},
+                           {"REALBuildString", true, false},
+                           {"REALSetStringEncoding", true, true}}) {
+    SCOPED_TRACE(lack.entry);
+    LinkedHost host(2013.04, {lack.entry});
+    rastel::RaiseException("NilObjectException", "message");
+    EXPECT_EQ(lack.isRaised, LinkedHost::Raised() != nullptr);
+    EXPECT_EQ(lack.hasMessage, lack.isRaised && LinkedHost::Raised()->message.has_value());
+    EXPECT_EQ(lack.isRaised ? 1 : 0, host.CurrentBalance().objects);
+    EXPECT_TRUE(host.complaints.empty());
+  }
+}
+
 TEST(RaiseOutOfBoundsException, SaysTheRangeIfThereIsMemory) {
   struct Index {
     std::int64_t value, count;
