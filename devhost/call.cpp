@@ -136,6 +136,9 @@ std::string UnknownMethod(const std::vector<Registration>& methods, std::string_
   std::vector<std::string> known;
   for (const Registration& method : methods) {
     known.push_back(method.declaration.substr(0, method.declaration.find('(')));
+    if (SameName(known.back(), name)) {
+      return "a host does not understand the declaration " + method.declaration;
+    }
   }
   return "there is no method '" + std::string(name) + "'" + Nearest(name, known);
 }

@@ -2,6 +2,7 @@
 
 #include <dlfcn.h>
 
+#include <algorithm>
 #include <utility>
 
 #include "devhost/nearest.h"
@@ -54,10 +55,14 @@ Host::Host(HostOptions options) : options_(std::move(options)), state_(std::make
   }
   for (const auto& name : options_.without) {
     if (!IsOffered(name)) {
+      const auto known = EntryNames();
+      if (std::ranges::find(known, name) != known.end()) {
+        throw HostError("'" + name + "' is in every process, so that no host lacks it");
+      }
       throw HostError(
           "'" + name +
           "' is nothing that a host has: neither an entry nor a legacy function nor an object's method" +
-          Nearest(name, EntryNames()));
+          Nearest(name, known));
     }
   }
   state_->version = options_.without.contains("REALGetRBVersion") ? 0.0 : options_.version;

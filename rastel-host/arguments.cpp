@@ -134,6 +134,10 @@ Value WrittenArguments::Parse(const std::string& word) {
 }
 
 Value WrittenArguments::MakePicture(const std::string& word, const std::string& source) {
+  if (!LooksLikeSize(source) && !IsPng(source)) {
+    throw Failure(Status::kUsage,
+                  what_ + ": expected picture:WIDTHxHEIGHT or picture:FILE.png, got '" + word + "'");
+  }
   const Image image = LooksLikeSize(source) ? Pattern(ParseSize(what_, source)) : ReadImage(source);
   auto picture = program::MakePicture(session_.host(), image, session_.SourceFormat());
   pictures_.push_back({what_ + " (" + word + ")", std::move(picture)});

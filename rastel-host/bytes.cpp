@@ -19,6 +19,7 @@ using rastel::abi::ParameterRole;
 constexpr int kRuns = 8;  // by chance, a wrong source fits in one of 256^8 cases
 constexpr std::int32_t kSide = 2;
 constexpr std::int32_t kOffset = 2;
+constexpr std::int32_t kRowBytes = 16;  // so that no row is written over another
 constexpr std::int32_t kBlockBytes = 256;
 constexpr std::size_t kRandomized = 32;  // bytes of the block that can be read
 
@@ -50,13 +51,21 @@ std::string Explain(const std::vector<Call>& calls, std::size_t index) {
   return kept ? "kept" : "?";
 }
 
+Declaration Parsed(const Registration& method) {
+  const auto declaration = rastel::abi::ParseDeclaration(method.declaration);
+  if (!declaration) {
+    throw Failure(Status::kFindings, "a host does not understand this declaration");
+  }
+  return *declaration;
+}
+
 /// An overload, and arguments that it should accept.
 class Trial {
  public:
   Trial(Host& host, const Registration& method)
       : host_(host),
         method_(method),
-        declaration_(rastel::abi::ParseDeclaration(method.declaration).value()),
+        declaration_(Parsed(method)),
         picture_(host.NewPicture(kSide, kSide)),
         mask_(host.NewPicture(kSide, kSide)),
         dest_(host.NewPicture(kSide, kSide)),
@@ -129,7 +138,8 @@ class Trial {
 
   static std::int32_t GoodInteger(std::string_view name) {
     static const std::map<std::string_view, std::int32_t> kGood = {
-        {"offset", kOffset}, {"width", kSide}, {"height", kSide}, {"PixelByteSize", 2}, {"EndLine", -1}};
+        {"offset", kOffset},  {"width", kSide}, {"height", kSide},
+        {"PixelByteSize", 2}, {"EndLine", -1},  {"DestRowBytes", kRowBytes}};
     const auto found = kGood.find(name);
     return found == kGood.end() ? 0 : found->second;
   }

@@ -12,6 +12,7 @@
 #include "rastel-host/output.h"
 #include "rastel-host/supervise.h"
 #include "rastel-host/verbs.h"
+#include "rastel-host/written.h"
 
 namespace devhost::program {
 namespace {
@@ -21,8 +22,9 @@ constexpr const char* kCallHelp =
 picture:WxH, picture:FILE.png, block:BYTES, block:FILE, ptr:BYTES, ptr:FILE, and [1,2,3] for an
 array of integers. A method of Picture takes the picture first, or as ref=picture:….
 picture:WxH holds red x, green y, blue x + y, each modulo 256, and 90 in the fourth byte;
-block:BYTES and ptr:BYTES hold 0, 1, 2, … modulo 256. They lie between pages without access: a
-method that reads or writes outside them ends the call, which tells where.
+block:BYTES and ptr:BYTES hold 0, 1, 2, … modulo 256. What lies behind them has no access: a
+method that reads or writes there ends the call, which tells where. So does a page ahead of them;
+what is written just ahead of them is told, and what is read there is not seen.
 Examples:
   rastel-host call MemoryblockRGBtoPictureKVZ block:48 0 4 4
   rastel-host call CopyXRGBtoMemoryblockKVZ ref=picture:4x4 destination=block:64 offset=0
@@ -65,10 +67,6 @@ std::string BeginningOf(const std::vector<std::uint8_t>& bytes) {
   return text + (bytes.size() > kBytesOfBlock ? " …" : "");
 }
 
-std::uint8_t Other(std::uint8_t byte) {
-  return static_cast<std::uint8_t>(~byte);
-}
-
 std::string Text(const Json& json) {
   return json;
 }
@@ -78,6 +76,12 @@ std::string ResultText(const CallResult& result) {
     return result.boolean ? "true" : "false";
   }
   return result.picture ? PictureText(*result.picture) : "nil";
+}
+
+void CheckOut(const CallOptions& options) {
+  if (options.out && *options.out == "-") {
+    throw Failure(Status::kUsage, "--out: expected a file, since the results go to standard output");
+  }
 }
 
 /// All that is done for one command line.
@@ -91,31 +95,36 @@ class Caller {
         report_({{"plugin", session_.plugin()}, {"method", options.method}}) {}
 
   Status Run() {
+    NowDoing("calling " + options_.method + " of '" + session_.plugin() + "'", Status::kCrash);
+    const WrittenBytes written([this] { CallAll(); }, arguments_.blocks());
     if (options_.trace) {
       trace_.emplace(session_.host(), !options_.json);
     }
     const Progress progress(options_.times > 1 ? "calling " + options_.method : "");
     const auto crash = CatchCrash([this] { CallAll(); });
+    EndCall();
     Progress::Clear();
-    if (crash) {
-      EndCall();
-      throw Failure(Status::kCrash, CrashText(*crash));
-    }
-    const auto losses = Losses(session_.host(), before_);
     report_["trace"] = trace_ ? trace_->lines() : std::vector<std::string>();
-    report_["losses"] = losses;
-    report_["faultsNotDue"] = session_.FaultsNotDue();
-    if (options_.out) {
-      Save(*options_.out);
+    if (crash) {
+      return TellCrash(*crash);
     }
-    report_["blocks"] = ReportBlocks();
-    options_.json ? PrintJson("call", report_) : Print();
-    return hasRaised_ || !losses.empty() ? Status::kFindings : Status::kGood;
+    report_["losses"] = Losses(session_.host(), before_);
+    report_["faultsNotDue"] = session_.FaultsNotDue();
+    report_["blocks"] = ReportBlocks(written);
+    if (options_.json) {
+      Save();
+      PrintJson("call", report_);
+    } else {
+      Print();
+      Save();
+    }
+    return hasRaised_ || !isSaved_ || !report_["losses"].empty() ? Status::kFindings : Status::kGood;
   }
 
  private:
   void CallAll() {
     Json& calls = report_["calls"];
+    calls = Json::array();
     Json last;
     for (std::int32_t number = 1; number <= options_.times; ++number) {
       Json call = CallOnce();
@@ -132,12 +141,15 @@ class Caller {
   /// What a host entry throws ends the call without a result.
   Json CallOnce() {
     Json call = {{"result", "none"}, {"pixels", ""}, {"exception", nullptr}};
+    made_.reset();
     try {
       const CallResult result = session_->Call(options_.method, arguments_.arguments());
       call["result"] = ResultText(result);
       if (result.picture) {
         call["pixels"] = PixelsText(*result.picture);
-        made_ = options_.out ? std::optional(ImageOf(*result.picture)) : std::nullopt;
+        if (options_.out) {
+          made_ = ImageOf(*result.picture);
+        }
       }
       if (result.exception) {
         call["exception"] = ExceptionText(*result.exception);
@@ -159,56 +171,45 @@ class Caller {
     }
   }
 
-  std::string CrashText(const Crash& crash) const {
+  /// With JSON, what was traced so far is told as well.
+  Status TellCrash(const Crash& crash) {
     std::string text = options_.method + " of '" + session_.plugin() + "' crashed (" + crash.signal + ")";
     if (crash.address != nullptr) {
       text += "; it accessed ";
       text += arguments_.PlaceOf(crash.address).value_or("memory that is no argument's");
     }
-    return text;
+    if (!options_.json) {
+      throw Failure(Status::kCrash, text);
+    }
+    report_["error"] = {{"status", static_cast<int>(Status::kCrash)}, {"message", text}};
+    PrintJson("call", report_);
+    return Status::kCrash;
   }
 
-  bool HasFilledBlock() const {
-    return report_["calls"].back()["result"] == "true" && !arguments_.blocks().empty();
-  }
-
-  /// Writes the picture that was made, or else the first block.
-  void Save(const std::string& path) const {
+  /// Writes the picture that was made, or else the first block, if there is to be a file.
+  void Save() {
+    if (!options_.out) {
+      return;
+    }
+    isSaved_ = made_ || (report_["calls"].back()["result"] == "true" && !arguments_.blocks().empty());
     if (made_) {
-      WriteImage(path, *made_);
-    } else if (HasFilledBlock()) {
-      WriteBytes(path, arguments_.blocks()[0].Bytes());
+      WriteImage(*options_.out, *made_);
+    } else if (isSaved_) {
+      WriteBytes(*options_.out, arguments_.blocks()[0].Bytes());
     } else {
-      throw Failure(Status::kFindings, path + ": not written, there is neither a picture nor a block");
+      Say(*options_.out + ": not written, since the last call neither made a picture nor filled a block");
     }
   }
 
-  /// How many bytes of each block were written. A method may write what a byte holds already; so it is called
-  /// once more, without faults and with other bytes in the blocks.
-  Json ReportBlocks() {
-    std::vector<std::vector<std::uint8_t>> after;
-    for (const Block& block : arguments_.blocks()) {
-      after.push_back(block.Bytes());
-    }
-    const bool again = HasFilledBlock();
-    if (again) {
-      trace_.reset();
-      session_->onEntry = nullptr;
-      for (const Block& block : arguments_.blocks()) {
-        std::ranges::transform(block.before, block.block->bytes(), Other);
-      }
-      CallOnce();
-    }
+  Json ReportBlocks(const WrittenBytes& written) {
     Json reports = Json::array();
-    for (std::size_t i = 0; i < after.size(); ++i) {
-      const Block& block = arguments_.blocks()[i];
-      std::size_t count = 0;
-      for (std::size_t j = 0; j < after[i].size(); ++j) {
-        const bool isOther = again && block.block->bytes()[j] != Other(block.before[j]);
-        count += after[i][j] != block.before[j] || isOther ? 1 : 0;
+    for (const Block& block : arguments_.blocks()) {
+      reports.push_back({{"argument", block.name},
+                         {"bytesWritten", written.CountOf(block)},
+                         {"beginning", BeginningOf(block.Bytes())}});
+      if (!block.block->SurroundingsIntact()) {
+        report_["losses"].push_back(block.name + ": bytes outside of the block were written");
       }
-      reports.push_back(
-          {{"argument", block.name}, {"bytesWritten", count}, {"beginning", BeginningOf(after[i])}});
     }
     return reports;
   }
@@ -216,8 +217,9 @@ class Caller {
   void Print() const {
     for (const Json& call : report_["calls"]) {
       if (options_.times > 1) {
-        std::cout << "calls " << call["firstCall"] << " to " << call["lastCall"] << " of " << options_.times
-                  << ":\n";
+        const bool isOne = call["firstCall"] == call["lastCall"];
+        std::cout << (isOne ? "call " : "calls " + call["firstCall"].dump() + " to ") << call["lastCall"]
+                  << " of " << options_.times << ":\n";
       }
       for (const char* name : {"result", "pixels", "exception"}) {
         const std::string text = call[name].is_null() ? "" : call[name];
@@ -251,6 +253,7 @@ class Caller {
   std::optional<CallTrace> trace_;
   std::optional<Image> made_;  // the last picture, if it is to be written
   bool hasRaised_ = false;
+  bool isSaved_ = true;
   Json report_;
 };
 
@@ -272,6 +275,7 @@ Work SetUpCall(CLI::App& app) {
   AddJson(app, options->json);
   return [options, &app] {
     options->arguments = app.remaining();
+    CheckOut(*options);
     return Caller(*options).Run();
   };
 }

@@ -195,7 +195,7 @@ class Conversion {
       }
       return result;
     } catch (const HostError& error) {
-      throw Failure(Status::kFindings, error.what());
+      throw Failure(Status::kNoPlugin, "'" + session_.plugin() + "': " + error.what());
     }
   }
 
@@ -217,7 +217,7 @@ class Conversion {
     }
     picture_ = Call("Memoryblock" + name + "PictureKVZ", arguments).picture;
     if (!picture_) {
-      Wrong("result: nil");
+      Wrong("the result is nil: " + options_.out + " is not written");
       return false;
     }
     CheckSurroundings(*source_);
@@ -236,6 +236,7 @@ class Conversion {
     }
     // With a native depth of 16, the picture to read from is another one with the same pixels.
     if (session_.SourceFormat() == PixelFormat::kWorld16) {
+      Say("--pixel-type 16: the picture that is read keeps five bits of each colour");
       picture_ = MakePicture(session_.host(), ImageOf(*picture_), PixelFormat::kWorld16);
     }
     std::vector<Value> arguments = {picture_.get(), destination_.get(), options_.raw.offset};
@@ -252,7 +253,7 @@ class Conversion {
     }
     const std::string name = letters_ == "Y" ? "G" : letters_;
     if (!Call("Copy" + name + "toMemoryblockKVZ", arguments).boolean) {
-      Wrong("result: false");
+      Wrong("the result is false: " + options_.out + " is not written");
       return false;
     }
     CheckSurroundings(*destination_);

@@ -68,6 +68,19 @@ struct Reader {
     }
   }
 
+  void ReadSignature() {
+    png_byte signature[8];
+    size = std::fread(signature, 1, sizeof signature, file.get());
+    if (std::ferror(file.get()) != 0) {
+      throw ReadFailure(name);
+    }
+    if (size == 0 || png_sig_cmp(signature, 0, size) != 0) {
+      throw Failure(Status::kFile, name + ": expected a PNG picture, found " +
+                                       (size == 0 ? "an empty file" : "something else"));
+    }
+    png_set_sig_bytes(png, static_cast<int>(size));
+  }
+
   /// Tells what of the picture does not reach its pixels.
   void TellDropped() const {
     std::string dropped;
@@ -126,6 +139,7 @@ bool IsPng(const std::string& path) {
 Image ReadImage(const std::string& path) {
   RequirePng(path);
   Reader reader(path);
+  reader.ReadSignature();
   png_read_info(reader.png, reader.info);
   const std::int64_t width = png_get_image_width(reader.png, reader.info);
   const std::int64_t height = png_get_image_height(reader.png, reader.info);

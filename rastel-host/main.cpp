@@ -86,20 +86,25 @@ class CommandLine {
     } catch (const CLI::ParseError& error) {
       if (error.get_exit_code() == 0) {
         app_.exit(error);
+        RequireOutput();
         return nullptr;
       }
       throw Failure(Status::kUsage, std::string(error.what()) + " (see --help)");
     }
-    return std::ranges::find_if(works, [](const auto& work) { return work.first->parsed(); })->second;
+    const auto chosen = std::ranges::find_if(works, [](const auto& work) { return work.first->parsed(); });
+    return chosen->second;
   }
 
   /// Throws Failure if the command line has a verb or an option that does not exist.
-  void CheckWords() const {
+  void CheckWords() {
     Words verbs, options;
     const CLI::App* parser = &app_;
     for (const CLI::App* verb : app_.get_subcommands({})) {
       verbs.push_back(verb->get_name());
-      parser = !words_.empty() && words_[0] == verb->get_name() ? verb : parser;
+      if (!words_.empty() && words_[0] == verb->get_name()) {
+        parser = verb;
+        verb_ = words_[0];
+      }
     }
     if (parser == &app_ && !words_.empty() && !words_[0].starts_with('-')) {
       Unknown("verb", words_[0], verbs);
@@ -158,7 +163,7 @@ class CommandLine {
   /// Tells what went wrong, and gives the status to end with.
   int Fail(Status status, const std::string& message) const {
     if (std::ranges::find(words_, "--json") != words_.end()) {
-      PrintJson(words_[0], {{"error", {{"status", static_cast<int>(status)}, {"message", message}}}});
+      PrintJson(verb_, {{"error", {{"status", static_cast<int>(status)}, {"message", message}}}});
       std::cout.flush();
     } else {
       std::cout.flush();
@@ -167,7 +172,8 @@ class CommandLine {
     return static_cast<int>(status);
   }
 
-  Words words_;  // of the command line, up to "--"
+  Words words_;       // of the command line, up to "--"
+  std::string verb_;  // empty if there is none
   CLI::App app_{"Loads the plug-in Rastel into a development host and puts it to work.", "rastel-host"};
   const std::function<int(Status, const std::string&)> fail_ =
       [this](Status status, const std::string& text) { return Fail(status, text); };

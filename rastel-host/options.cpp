@@ -104,10 +104,11 @@ std::vector<std::int32_t> ParseIntegers(std::string_view what, std::string_view 
   }
   std::vector<std::int32_t> integers;
   std::string_view rest = word.substr(1, word.size() - 2);
-  while (!rest.empty()) {
+  for (bool isOver = rest.empty(); !isOver;) {
     const auto comma = rest.find(',');
     integers.push_back(ParseInteger(what, rest.substr(0, comma)));
-    rest = comma == std::string_view::npos ? std::string_view() : rest.substr(comma + 1);
+    isOver = comma == std::string_view::npos;
+    rest.remove_prefix(isOver ? rest.size() : comma + 1);
   }
   return integers;
 }
@@ -180,8 +181,8 @@ void AddHost(CLI::App& app, HostSettings& settings) {
       ->type_name("ENTRY")
       ->allow_extra_args(false);
   AddFaults(app, "--fail",
-            "The N-th call of an entry, from 1, gives null; repeatable;\n@N: the N-th call of any, once the "
-            "plug-in is loaded",
+            "The N-th call of an entry, from 1, gives null or 0; repeatable;\n"
+            "@N: the N-th of any after loading, if it gives nothing back",
             Fault::Kind::kFails, settings.faults);
   AddFaults(app, "--throw", "That call throws an exception of the host; repeatable", Fault::Kind::kThrows,
             settings.faults);

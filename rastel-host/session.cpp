@@ -63,6 +63,9 @@ int PixelTypeOf(const HostSettings& settings) {
 
 HostOptions OptionsFrom(const HostSettings& settings) {
   const int pixelType = PixelTypeOf(settings);
+  if (pixelType == 16 && KindOf(settings) != Kind::kDesktop) {
+    throw Failure(Status::kUsage, "--pixel-type 16: expected a desktop host, which alone has such pictures");
+  }
   HostOptions options;
   options.version = settings.version;
   options.kind = KindOf(settings);
@@ -164,8 +167,10 @@ std::vector<std::string> Session::FaultsNotDue() const {
   for (const Fault& fault : settings_.faults) {
     const auto found = calls_.find(fault.entry);
     const int calls = found == calls_.end() ? 0 : found->second;
-    if (IsOfAnyEntry(fault) && any_->hit.empty()) {
-      tell(fault, "there were " + std::to_string(any_->calls) + " calls, or that one is not to go wrong");
+    if (IsOfAnyEntry(fault) && any_->calls > fault.from && any_->hit.empty()) {
+      tell(fault, "that call gives something back, or a host cannot do without it; name its entry");
+    } else if (IsOfAnyEntry(fault) && any_->hit.empty()) {
+      tell(fault, "there were " + std::to_string(any_->calls) + " calls");
     } else if (!IsOfAnyEntry(fault) && calls <= fault.from) {
       tell(fault, "there were " + std::to_string(calls) + " calls of " + fault.entry);
     }

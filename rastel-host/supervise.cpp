@@ -30,6 +30,7 @@ struct Shared {
 Shared* shared = nullptr;
 
 pid_t child = -1;
+volatile std::sig_atomic_t isAskedToEnd = 0;
 
 Shared* MakeShared() {
   void* memory = mmap(nullptr, sizeof(Shared), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
@@ -59,7 +60,10 @@ std::string SignalName(int signal) {
 
 void PassRequestsOn() {
   struct sigaction action = {};
-  action.sa_handler = [](int signal) { kill(child, signal); };
+  action.sa_handler = [](int signal) {
+    isAskedToEnd = 1;
+    kill(child, signal);
+  };
   action.sa_flags = SA_RESTART;
   for (const int signal : kRequests) {
     sigaction(signal, &action, nullptr);
@@ -139,10 +143,12 @@ int Supervise(const std::function<int()>& work, const std::function<int(Status, 
   if (WIFEXITED(status)) {
     return fail(shared->status, "the plug-in ended the process" + doing);
   }
-  if (!IsCrash(WTERMSIG(status))) {
-    EndBy(WTERMSIG(status));
+  const int signal = WTERMSIG(status);
+  if (isAskedToEnd != 0 && !IsCrash(signal)) {
+    EndBy(signal);
   }
-  return fail(Status::kCrash, "crashed (" + SignalName(WTERMSIG(status)) + ")" + doing);
+  return fail(Status::kCrash,
+              (IsCrash(signal) ? "crashed (" : "was ended (") + SignalName(signal) + ")" + doing);
 }
 
 void NowDoing(const std::string& what, Status status) {

@@ -192,16 +192,16 @@ expect 0 '^$' high.PNG out.png
 expect_shell 0 '"rows":8,"stride":120,"offset":0,"verified":\["picture","bytes"\],"findings":\[\]' \
   "convert photo.png out.raw --stride 120 --band 3:-1 --verify --json | tr -d ' \n'"
 expect_shell 5 '"status":5,"message":"missing.png:cannot' "convert missing.png out.raw --json | tr -d '\n '"
-expect 1 'result: nil' photo.png never.raw --fail newPicture@1
+expect 1 'the result is nil: never.raw is not written' photo.png never.raw --fail newPicture@1
 
 # Pictures that are none.
 expect 5 'missing.png: cannot be read \(No such file' missing.png never.png
 expect 5 'cannot be read \(Is a directory' . never.raw --size 1x1
-expect 5 'empty.png: truncated' empty.png never.png
+expect 5 'empty.png: expected a PNG picture, found an empty file' empty.png never.png
 expect 5 'short.png: truncated' short.png never.png
 expect 5 'endless.png: truncated' endless.png never.png
 expect 5 'crc.png: expected a PNG picture \(.*CRC' crc.png never.png
-expect 5 'text.png: expected a PNG picture \(Not a PNG' text.png never.png
+expect 5 'text.png: expected a PNG picture, found something else' text.png never.png
 expect 5 'zero.png: expected a PNG picture \(Image width is zero' zero.png never.png
 expect 5 'huge.png: expected 1 to 32767 pixels .* found 40000x40000' huge.png never.png
 expect 5 'many.png: expected at most 67108864 pixels' many.png never.png

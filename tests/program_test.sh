@@ -46,6 +46,7 @@ expect 2 'pixel type 8 does not go with' "${list[@]}" --pixel-type 8 --kind desk
 expect 2 "'newPicure'; the nearest is newPicture" "${list[@]}" --fail newPicure@1
 expect 2 "ENTRY@N with N from 1, .*, got 'newPicture@0'" "${list[@]}" --throw newPicture@0
 expect 2 "'NewPicture' is nothing that a host has.*newPicture" "${list[@]}" --without NewPicture
+expect 2 "'FSFindFolder' is in every process" "${list[@]}" --without FSFindFolder
 for version in nan -1 0x10 ' 5' inf; do
   expect 2 "a version such as 2013.04, got '$version'" "${list[@]}" --host-version "$version"
 done
@@ -65,6 +66,7 @@ expect 0 ' CopyRtoMemoryblockKVZ, CopyGtoMemoryblockKVZ, CopyBtoMemoryblockKVZ +
 expect 0 '^rastel.so: 7 methods.*registered with PluginRegisterMethod; no flags' "${list[@]}" --host-version 2007.5 'ptr*rgb*TO*'
 expect 2 "no method 'CopyRGBtoMemoryblock'; the nearest is CopyRGBtoMemoryblockKVZ" "${list[@]}" CopyRGBtoMemoryblock
 expect 0 '"definitionVersion": 13,.*"declaration": "CopyBtoMemoryblockKVZ\(' "${list[@]}" --json -- CopyB*
+"$program" --help >/dev/full 2>full && fail 'a full disk is no error of help'
 "$program" "${list[@]}" >/dev/full 2>full
 [ $? -eq 5 ] && grep -q 'standard output: No space left on device' full || fail 'a full disk is no error'
 
@@ -78,6 +80,7 @@ expect 0 'type 13 +255 +byte 0 +byte 0 +byte 0 .*byte 0 \* Red / 256 +byte 0 \* 
   "${show[@]}" PtrGrayToPictureKVZ
 expect 0 'FlipVertically = false: .*type 8 +byte 2 +byte 1 +byte 0 +0 .*FlipVertically = true: .*type 13 +255 +byte 8' \
   "${show[@]}" MemoryblockRGBAtoPictureKVZ
+expect 0 '8 +red +kept +next red +kept$' "${show[@]}" CopyRtoMemoryblockKVZ
 expect 0 '255 - mask$' "${show[@]}" CopyBGRAtoMemoryblockKVZ
 expect 0 'no table of bytes: the method did not succeed' "${show[@]}" MemoryblockRGBtoPictureKVZ --without newPicture --without memoryBlockGetPtr
 expect 2 "no method 'CopyXRGBtoMemoryblockKV'; the nearest is" "${show[@]}" CopyXRGBtoMemoryblockKV
@@ -103,16 +106,21 @@ done
 expect 5 'missing: .*No such file' "${call[@]}" MemoryblockRGBtoPictureKVZ block:missing 0 4 4
 expect 0 'result: true' "${call[@]}" CopyRGBtoMemoryblockKVZ picture:2x1 block:6 0 --out copied.raw
 printf '\0\0\0\1\0\1' | cmp - copied.raw >&2 || fail 'the block was not written'
-expect 1 'nil.raw: not written' "${call[@]}" CopyRGBtoMemoryblockKVZ nil block:18 0 --out nil.raw
+expect 1 'Picture is nil .*nil.raw: not written' "${call[@]}" CopyRGBtoMemoryblockKVZ nil block:18 0 --out nil.raw
+expect 2 'expected a file' "${call[@]}" CopyRGBtoMemoryblockKVZ picture:2x1 block:6 0 --out -
+# A byte that is written counts, whatever it held, also in calls that are cut short.
+expect 1 ' 12 bytes written' "${call[@]}" CopyRGBtoMemoryblockKVZ picture:4x4 block:48 0 Yield=1 --throw REALYieldToRB@1
+expect 0 ' 48 bytes written' "${call[@]}" CopyRGBtoMemoryblockKVZ picture:4x4 block:48 0 --times 2 --fail memoryBlockGetPtr@2
+expect 2 "expected picture:WIDTHxHEIGHT or picture:FILE.png, got 'picture:4'" "${call[@]}" CopyRGBtoMemoryblockKVZ picture:4
 
 # call: what goes wrong.
 expect 4 'crashed \(SIGSEGV\); it accessed destination \(block:47\): offset 47, 1 byte behind its last one' \
   "${call[@]}" CopyRGBtoMemoryblockKVZ ref=picture:4x4 destination=block:47 offset=0
 expect 4 'trace: memoryBlockGetPtr\(memoryblock#1\) = address .*crashed .*argument 1 \(block:10\): offset 1[0-9]' \
   "${call[@]}" MemoryblockRGBtoPictureKVZ block:10 0 4 4 --trace
-expect 4 '^\{ +"verb": "call", +"error": \{ +"status": 4, +"message": "[^"]*offset 47[^"]*" +\} +\}$' \
-  "${call[@]}" CopyRGBtoMemoryblockKVZ picture:4x4 block:47 0 --json
-expect 0 'newPicture\([^)]*\) \[made to fail\] = nil .*calls 3 to 3 of 4: result: nil calls 4 to 4' \
+expect 4 '^\{ +"verb": "call", .*"memoryBlockGetSize.* +"error": \{ +"status": 4, +"message": "[^"]*offset 47[^"]*" +\} +\}$' \
+  "${call[@]}" CopyRGBtoMemoryblockKVZ picture:4x4 block:47 0 --trace --json
+expect 0 'newPicture\([^)]*\) \[made to fail\] = nil .*call 3 of 4: result: nil call 4 of 4' \
   "${call[@]}" MemoryblockRGBtoPictureKVZ block:48 0 4 4 --times 4 --fail newPicture@3 --trace
 expect 0 'fail newPicture@2 never came due: there were 1 calls of newPicture' "${call[@]}" MemoryblockRGBtoPictureKVZ block:48 0 4 4 --fail newPicture@2
 expect 0 'PluginPictureGetType\(picture#1\) = 2 trace: lockPictureDescription\([^)]*\) \[made to fail\]' \

@@ -91,6 +91,17 @@ TEST(Strings, TakeTheRouteOfEncodingAndHost) {
   }
 }
 
+TEST(Strings, TellTheHostWhichUnitsTheyAre) {
+  for (const double version : {2012.5, 2013.0}) {
+    LinkedHost host(version);
+    Make(BytesOfUnits<char32_t>({U'\U0001F600', U'B'}), kUtf32);
+    const bool isDirect = version == 2013.0;
+    EXPECT_EQ((std::vector<std::string>{"address", isDirect ? "8" : "6",
+                                        std::to_string(isDirect ? kUtf32 : kUtf16)}),
+              host.trace.front().arguments);
+  }
+}
+
 TEST(Strings, DropSurrogatesOfUtf32AndReplaceWhatIsNoCharacter) {
   LinkedHost host(2012.5);
   const NothingLost watch(host);
