@@ -194,6 +194,9 @@ class Caller {
     isSaved_ = made_ || (report_["calls"].back()["result"] == "true" && !arguments_.blocks().empty());
     if (made_) {
       WriteImage(*options_.out, *made_);
+    } else if (isSaved_ && IsPng(*options_.out)) {
+      throw Failure(Status::kUsage,
+                    "--out: expected another name than " + *options_.out + ", since a block is raw bytes");
     } else if (isSaved_) {
       WriteBytes(*options_.out, arguments_.blocks()[0].Bytes());
     } else {

@@ -11,8 +11,8 @@
 
 namespace devhost::program {
 
-/// Which bytes of blocks calls write, though they may write what is there already: before the true calls, they
-/// are made in a process of its own, with other bytes in the blocks.
+/// Which bytes of blocks calls write, though they may write what is there already: before the true calls,
+/// they are made in a process of its own, with other bytes in the blocks.
 class WrittenBytes {
  public:
   WrittenBytes(const std::function<void()>& calls, const std::vector<Block>& blocks);

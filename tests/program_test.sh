@@ -107,6 +107,7 @@ expect 5 'missing: .*No such file' "${call[@]}" MemoryblockRGBtoPictureKVZ block
 expect 0 'result: true' "${call[@]}" CopyRGBtoMemoryblockKVZ picture:2x1 block:6 0 --out copied.raw
 printf '\0\0\0\1\0\1' | cmp - copied.raw >&2 || fail 'the block was not written'
 expect 1 'Picture is nil .*nil.raw: not written' "${call[@]}" CopyRGBtoMemoryblockKVZ nil block:18 0 --out nil.raw
+expect 2 'expected another name than block.png' "${call[@]}" CopyRGBtoMemoryblockKVZ picture:2x1 block:6 0 --out block.png
 expect 2 'expected a file' "${call[@]}" CopyRGBtoMemoryblockKVZ picture:2x1 block:6 0 --out -
 # A byte that is written counts, whatever it held, also in calls that are cut short.
 expect 1 ' 12 bytes written' "${call[@]}" CopyRGBtoMemoryblockKVZ picture:4x4 block:48 0 Yield=1 --throw REALYieldToRB@1
