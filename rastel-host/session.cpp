@@ -143,12 +143,12 @@ Session::Session(const HostSettings& settings) : settings_(settings) {
 /// Makes the host's calls go wrong as the faults say: those of named entries from now on, those of any entry
 /// once the plug-in is loaded.
 void Session::Arm() {
-  std::vector<Fault> named, any;
-  std::ranges::partition_copy(settings_.faults, std::back_inserter(any), std::back_inserter(named),
-                              IsOfAnyEntry);
   if (settings_.faults.empty()) {
     return;
   }
+  std::vector<Fault> named, any;
+  std::ranges::partition_copy(settings_.faults, std::back_inserter(any), std::back_inserter(named),
+                              IsOfAnyEntry);
   named_.emplace(*host_, named);
   any_.emplace(*host_, any);
   host_->onEntry = [this](std::string_view entry) {

@@ -1,10 +1,12 @@
 #include "rastel-host/written.h"
 
 #include <sys/mman.h>
+#include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <csignal>
 #include <new>
 
 #include "rastel-host/output.h"
@@ -25,6 +27,7 @@ WrittenBytes::WrittenBytes(const std::function<void()>& calls, const std::vector
   FlushOutput();
   const pid_t process = fork();
   if (process == 0) {
+    prctl(PR_SET_PDEATHSIG, SIGKILL);
     Try(calls);
     _exit(0);
   }
