@@ -147,8 +147,11 @@ int Supervise(const std::function<int()>& work, const std::function<int(Status, 
   if (isAskedToEnd != 0 && !IsCrash(signal)) {
     EndBy(signal);
   }
-  return fail(Status::kCrash,
-              (IsCrash(signal) ? "crashed (" : "was ended (") + SignalName(signal) + ")" + doing);
+  if (signal == SIGBUS && shared->status == Status::kNoPlugin) {  // the loader finds no more of the file
+    return fail(Status::kNoPlugin, "the plug-in's file is truncated: SIGBUS" + doing);
+  }
+  const std::string how = IsCrash(signal) ? "crashed (" : "was ended (";
+  return fail(Status::kCrash, how + SignalName(signal) + ")" + doing);
 }
 
 void NowDoing(const std::string& what, Status status) {

@@ -139,7 +139,7 @@ expect 3 "text.so' cannot be loaded: .*(invalid ELF header|file too short)" list
 expect 3 'missing.so' list --plugin missing.so --json
 expect 3 'cannot be loaded' list --plugin /
 expect 3 'is no plug-in: it does not export REALPluginMain' list --plugin nomain.so
-expect '[34]' "short.so" list --plugin short.so
+expect 3 "truncated: SIGBUS while loading 'short.so'|short.so' cannot be loaded" list --plugin short.so
 expect 3 "registered no method with this host \(version 2013.04\)" list --plugin faulty.so
 expect 3 "the plug-in ended the process while loading 'faulty.so'" list --plugin faulty.so --host-version 2009
 expect 4 "crashed \(SIGABRT\) while loading 'faulty.so'" list --plugin faulty.so --host-version 2007.5
