@@ -56,17 +56,17 @@ void WrittenBytes::Try(const std::function<void()>& calls) {
   }
 }
 
-std::size_t WrittenBytes::CountOf(const Block& counted) const {
+std::size_t WrittenBytes::CountOf(const Block& block) const {
   const std::uint8_t* isWritten = isWritten_.data();
-  for (const Block& block : blocks_) {
-    if (&block == &counted) {
+  for (const Block& each : blocks_) {
+    if (&each == &block) {
       break;
     }
-    isWritten += block.before.size();
+    isWritten += each.before.size();
   }
   std::size_t count = 0;
-  for (std::size_t i = 0; i < counted.before.size(); ++i) {
-    count += isWritten[i] != 0 || counted.block->bytes()[i] != counted.before[i] ? 1 : 0;
+  for (std::size_t i = 0; i < block.before.size(); ++i) {
+    count += isWritten[i] != 0 || block.block->bytes()[i] != block.before[i] ? 1 : 0;
   }
   return count;
 }
