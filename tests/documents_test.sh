@@ -17,10 +17,10 @@ fail() {
 }
 
 # The examples call the program by its name and find the plug-in and the photographs.
-mkdir "$folder/bin" "$folder/work"
+mkdir "$folder/bin" "$folder/here"
 printf '#!/bin/sh\nverb=$1\nshift\nexec "%s" "$verb" --plugin "%s" "$@"\n' "$program" "$plugin" >"$folder/bin/rastel-host"
 chmod +x "$folder/bin/rastel-host"
-ln -s "$repository/examples" "$folder/work/examples"
+ln -s "$repository/examples" "$folder/here/examples"
 PATH=$folder/bin:$PATH
 
 # Prints the console blocks of a page that begin with a command, line by line.
@@ -34,7 +34,7 @@ run_commands() {
   while IFS= read -r line; do
     if [[ $line == '$ '* ]]; then
       printf '%s\n' "$line"
-      (cd "$folder/work" && bash -c "${line#\$ }" 2>&1 </dev/null)
+      (cd "$folder/here" && bash -c "${line#\$ }" 2>&1 </dev/null)
     fi
   done
 }
