@@ -5,7 +5,6 @@
 #include <iostream>
 #include <nlohmann/json.hpp>
 
-#include "devhost/nearest.h"
 #include "rastel-host/options.h"
 #include "rastel-host/output.h"
 #include "rastel-host/verbs.h"
@@ -25,10 +24,6 @@ struct ListOptions {
   bool json = false;
   std::string glob = "*";
 };
-
-std::string NameOf(const Registration& method) {
-  return method.declaration.substr(0, method.declaration.find('('));
-}
 
 /// Methods that differ in their names alone.
 struct Family {
@@ -102,16 +97,13 @@ Json RecordOf(const Registration& method) {
 /// The methods that were asked for. Throws Failure if there are none.
 std::vector<const Registration*> Chosen(const Session& session, const std::string& glob) {
   std::vector<const Registration*> chosen;
-  std::vector<std::string> names;
   for (const Registration& method : session->methods()) {
-    names.push_back(NameOf(method));
-    if (fnmatch(glob.c_str(), names.back().c_str(), FNM_CASEFOLD) == 0) {
+    if (fnmatch(glob.c_str(), NameOf(method).c_str(), FNM_CASEFOLD) == 0) {
       chosen.push_back(&method);
     }
   }
   if (chosen.empty()) {
-    throw Failure(Status::kUsage,
-                  "'" + session.plugin() + "' registered no method '" + glob + "'" + Nearest(glob, names));
+    throw session.NoMethod(glob);
   }
   return chosen;
 }

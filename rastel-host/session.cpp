@@ -158,6 +158,12 @@ void Session::Arm() {
   };
 }
 
+Failure Session::NoMethod(const std::string& name) const {
+  std::vector<std::string> names;
+  std::ranges::transform(host_->methods(), std::back_inserter(names), NameOf);
+  return {Status::kUsage, "'" + plugin_ + "' registered no method '" + name + "'" + Nearest(name, names)};
+}
+
 std::vector<std::string> Session::FaultsNotDue() const {
   std::vector<std::string> lines;
   const auto tell = [&](const Fault& fault, const std::string& why) {
@@ -189,6 +195,10 @@ PixelFormat Session::SourceFormat() const {
     default:
       return PixelFormat::kWorld32;
   }
+}
+
+std::string NameOf(const Registration& method) {
+  return method.declaration.substr(0, method.declaration.find('('));
 }
 
 Ref<REALpictureStruct> MakePicture(Host& host, const Image& image, PixelFormat format) {

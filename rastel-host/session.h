@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "devhost/faults.h"
+#include "rastel-host/failure.h"
 #include "rastel-host/image.h"
 
 namespace devhost::program {
@@ -39,6 +40,9 @@ class Session {
 
   const std::string& plugin() const { return plugin_; }  // its path
 
+  /// That the plug-in registered no method of this name; says which is the nearest.
+  Failure NoMethod(const std::string& name) const;
+
   /// A line for each fault that never happened, since its call never came.
   std::vector<std::string> FaultsNotDue() const;
 
@@ -55,6 +59,8 @@ class Session {
   bool isLoaded_ = false;
   std::optional<Injection> named_, any_;  // faults of named entries, and of any
 };
+
+std::string NameOf(const Registration& method);
 
 /// A host picture that shows `image`; the pixels' fourth byte, where there is one, is the alpha.
 Ref<REALpictureStruct> MakePicture(Host& host, const Image& image, PixelFormat format);

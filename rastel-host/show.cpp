@@ -4,7 +4,6 @@
 #include <iostream>
 
 #include "abi/declaration.h"
-#include "devhost/nearest.h"
 #include "rastel-host/bytes.h"
 #include "rastel-host/options.h"
 #include "rastel-host/output.h"
@@ -60,10 +59,8 @@ void AddBytes(Overload& overload, const Session& session, const Registration& me
 void Observe(const Session& session, int pixelType, const std::string& name,
              std::vector<Overload>& overloads) {
   std::size_t next = 0;
-  std::vector<std::string> names;
   for (const Registration& method : session->methods()) {
-    names.push_back(method.declaration.substr(0, method.declaration.find('(')));
-    if (!rastel::abi::SameName(names.back(), name)) {
+    if (!rastel::abi::SameName(NameOf(method), name)) {
       continue;
     }
     if (next == overloads.size()) {
@@ -72,8 +69,7 @@ void Observe(const Session& session, int pixelType, const std::string& name,
     AddBytes(overloads[next++], session, method, pixelType);
   }
   if (next == 0) {
-    throw Failure(Status::kUsage,
-                  "'" + session.plugin() + "' registered no method '" + name + "'" + Nearest(name, names));
+    throw session.NoMethod(name);
   }
 }
 
