@@ -1,19 +1,16 @@
 // A call of a method from the application: the overload is picked, left-out arguments are filled in.
 #include <algorithm>
 #include <charconv>
+#include <iterator>
 #include <utility>
 
-#include "abi/declaration.h"
 #include "devhost/nearest.h"
 #include "devhost/trace.h"
 
 namespace devhost {
 namespace {
 
-using rastel::abi::Declaration;
 using rastel::abi::HostType;
-using rastel::abi::Parameter;
-using rastel::abi::ParseDeclaration;
 using rastel::abi::SameName;
 
 /// An argument as it is passed. On x86-64, i386 and 64-bit ARM under Linux, an integer, a boolean and an
@@ -23,7 +20,7 @@ using rastel::abi::SameName;
 using Word = std::intptr_t;
 
 /// A declaration's parameters and the picture that a class method takes first.
-constexpr std::size_t kMostWords = Declaration::kMostParameters + 1;
+constexpr std::size_t kMostWords = rastel::abi::Declaration::kMostParameters + 1;
 
 template <std::size_t... Index>
 Word CallWithWords(void* function, std::vector<Word> words, std::index_sequence<Index...>) {
@@ -32,22 +29,16 @@ Word CallWithWords(void* function, std::vector<Word> words, std::index_sequence<
   return reinterpret_cast<Function>(function)(words[Index]...);
 }
 
-Word WordOf(std::nullptr_t) {
-  return 0;
-}
-Word WordOf(std::int32_t integer) {
-  return integer;
-}
-Word WordOf(bool boolean) {
-  return boolean ? 1 : 0;
-}
-Word WordOf(Ptr ptr) {
-  return reinterpret_cast<Word>(ptr.address);
-}
-template <typename Object>
-Word WordOf(Object* object) {
-  return reinterpret_cast<Word>(object);
-}
+struct ToWord {
+  Word operator()(std::nullptr_t) const { return 0; }
+  Word operator()(std::int32_t integer) const { return integer; }
+  Word operator()(bool boolean) const { return boolean ? 1 : 0; }
+  Word operator()(Ptr ptr) const { return reinterpret_cast<Word>(ptr.address); }
+  template <typename Object>
+  Word operator()(Object* object) const {
+    return reinterpret_cast<Word>(object);
+  }
+};
 
 /// The word for an argument, if it fits the type. The host's language converts nothing here.
 std::optional<Word> WordFor(HostType type, const Value& value) {
@@ -58,15 +49,15 @@ std::optional<Word> WordFor(HostType type, const Value& value) {
   if (isNil ? !takesNil : value.index() != 1 + static_cast<std::size_t>(type)) {
     return std::nullopt;
   }
-  return std::visit([](auto argument) { return WordOf(argument); }, value);
+  return std::visit(ToWord(), value);
 }
 
 /// The word for an argument that was left out.
 std::optional<Word> DefaultWord(const Parameter& parameter) {
-  if (!parameter.defaultValue) {
+  if (!parameter.standard) {
     return std::nullopt;
   }
-  const std::string_view text = *parameter.defaultValue;
+  const std::string& text = *parameter.standard;
   if (parameter.type == HostType::kBoolean) {
     return SameName(text, "true") ? 1 : 0;
   }
@@ -75,52 +66,26 @@ std::optional<Word> DefaultWord(const Parameter& parameter) {
   return number;
 }
 
-struct Overload {
-  const Registration* method;
-  Declaration declaration;
-  std::vector<Parameter> parameters;  // with the picture that a class method takes first
-};
-
-Overload OverloadOf(const Registration& method, const Declaration& declaration) {
-  Overload overload = {&method, declaration, {}};
-  const auto* first = overload.declaration.parameters.data();
-  overload.parameters.assign(first, first + declaration.parameterCount);
-  const bool named = declaration.parameterCount > 0 && first->role == rastel::abi::ParameterRole::kExtends;
-  if (method.extendsPicture && !named) {
-    overload.parameters.insert(overload.parameters.begin(), {"ref", HostType::kPicture, {}, {}});
-  }
-  return overload;
-}
-
-std::vector<Overload> OverloadsOf(const std::vector<Registration>& methods, std::string_view name) {
-  std::vector<Overload> overloads;
-  for (const Registration& method : methods) {
-    const auto declaration = ParseDeclaration(method.declaration);
-    if (declaration && SameName(declaration->name, name)) {
-      overloads.push_back(OverloadOf(method, *declaration));
-    }
-  }
-  return overloads;
-}
+using Overloads = std::vector<const Registration*>;
 
 /// The argument for parameter `index`; null if it was left out.
-const Value* ArgumentFor(const Overload& overload, std::size_t index, const Arguments& arguments) {
+const Value* ArgumentFor(const Registration& method, std::size_t index, const Arguments& arguments) {
   if (index < arguments.inOrder.size()) {
     return &arguments.inOrder[index];
   }
   const auto named = std::ranges::find_if(arguments.named, [&](const auto& argument) {
-    return SameName(argument.first, overload.parameters[index].name);
+    return SameName(argument.first, method.parameters[index].name);
   });
   return named == arguments.named.end() ? nullptr : &named->second;
 }
 
 /// All words of a call, or nothing if the arguments do not fit.
-std::optional<std::vector<Word>> WordsFor(const Overload& overload, const Arguments& arguments) {
+std::optional<std::vector<Word>> WordsFor(const Registration& method, const Arguments& arguments) {
   std::size_t unused = arguments.named.size();
   std::vector<Word> words;
-  for (std::size_t i = 0; i < overload.parameters.size(); ++i) {
-    const Parameter& parameter = overload.parameters[i];
-    const Value* argument = ArgumentFor(overload, i, arguments);
+  for (std::size_t i = 0; i < method.parameters.size(); ++i) {
+    const Parameter& parameter = method.parameters[i];
+    const Value* argument = ArgumentFor(method, i, arguments);
     const auto word = argument != nullptr ? WordFor(parameter.type, *argument) : DefaultWord(parameter);
     if (!word) {
       return std::nullopt;
@@ -132,24 +97,11 @@ std::optional<std::vector<Word>> WordsFor(const Overload& overload, const Argume
   return tooMany ? std::nullopt : std::optional(words);
 }
 
-std::string UnknownMethod(const std::vector<Registration>& methods, std::string_view name) {
-  std::vector<std::string> known;
-  for (const Registration& method : methods) {
-    known.push_back(method.declaration.substr(0, method.declaration.find('(')));
-    if (SameName(known.back(), name)) {
-      return "a host does not understand the declaration " + method.declaration;
-    }
-  }
-  return "there is no method '" + std::string(name) + "'" + Nearest(name, known);
-}
-
 std::string NameOf(const Value& value) {
-  constexpr const char* kNames[] = {"nil",     "integer",     "boolean",  "ptr",
-                                    "picture", "memoryblock", "integer()"};
-  return kNames[value.index()];
+  return value.index() == 0 ? "nil" : TypeName(static_cast<HostType>(value.index() - 1));
 }
 
-/// "picture, offset=integer".
+/// "Picture, offset=integer".
 std::string TypesOf(const Arguments& arguments) {
   std::string text;
   const char* separator = "";
@@ -165,12 +117,10 @@ std::string TypesOf(const Arguments& arguments) {
 }
 
 /// What is wrong with names that no overload knows: "; there is no argument 'hight'; the nearest is height".
-std::string UnknownNames(const std::vector<Overload>& overloads, const Arguments& arguments) {
+std::string UnknownNames(const Overloads& overloads, const Arguments& arguments) {
   std::vector<std::string> known;
-  for (const Overload& overload : overloads) {
-    for (const Parameter& parameter : overload.parameters) {
-      known.emplace_back(parameter.name);
-    }
+  for (const Registration* method : overloads) {
+    std::ranges::transform(method->parameters, std::back_inserter(known), &Parameter::name);
   }
   std::string text;
   for (const auto& argument : arguments.named) {
@@ -182,36 +132,35 @@ std::string UnknownNames(const std::vector<Overload>& overloads, const Arguments
   return text;
 }
 
-std::string WrongArguments(const std::vector<Overload>& overloads, const Arguments& arguments,
-                           const char* problem) {
+HostError WrongArguments(const Overloads& overloads, const Arguments& arguments, const char* problem) {
   std::string text = std::string(problem) + " (" + TypesOf(arguments) + ")" +
                      UnknownNames(overloads, arguments) + "; expected";
-  for (const Overload& overload : overloads) {
-    const bool isMember = overload.parameters.size() > overload.declaration.parameterCount;
-    text += isMember ? "\n  a picture first, then " : "\n  ";
-    text += overload.method->declaration;
+  for (const Registration* method : overloads) {
+    const bool isDeclared = method->declaration.find("(extends ") != std::string::npos;
+    text += method->extendsPicture && !isDeclared ? "\n  a picture first, then " : "\n  ";
+    text += method->declaration;
   }
-  return text;
+  return HostError(text);
 }
 
 struct Match {
-  const Overload* overload;
+  const Registration* method;
   std::vector<Word> words;
 };
 
-Match PickOverload(const std::vector<Overload>& overloads, const Arguments& arguments) {
+Match PickOverload(const Overloads& overloads, const Arguments& arguments) {
   std::optional<Match> match;
-  for (const Overload& overload : overloads) {
-    auto words = WordsFor(overload, arguments);
+  for (const Registration* method : overloads) {
+    auto words = WordsFor(*method, arguments);
     if (words && match) {
-      throw HostError(WrongArguments(overloads, arguments, "more than one overload takes"));
+      throw WrongArguments(overloads, arguments, "more than one overload takes");
     }
     if (words) {
-      match = Match{&overload, std::move(*words)};
+      match = Match{method, std::move(*words)};
     }
   }
   if (!match) {
-    throw HostError(WrongArguments(overloads, arguments, "no overload takes"));
+    throw WrongArguments(overloads, arguments, "no overload takes");
   }
   return *match;
 }
@@ -242,29 +191,26 @@ class RaisedInCall {
 
 CallResult CallMatch(const Match& match) {
   const RaisedInCall raised;
+  const std::string& declaration = match.method->declaration;
   const Word word =
-      CallWithWords(match.overload->method->function, match.words, std::make_index_sequence<kMostWords>());
+      CallWithWords(match.method->function, match.words, std::make_index_sequence<kMostWords>());
   CallResult result;
-  switch (match.overload->declaration.result) {
-    case HostType::kBoolean:
-      result.boolean = static_cast<Boolean>(word) != 0;
-      if (static_cast<Boolean>(word) > 1) {
-        Complain(match.overload->method->declaration + " returned a boolean that is neither 0 nor 1");
-      }
-      break;
-    case HostType::kPicture:
-      result.returnsPicture = true;
-      // NOLINTNEXTLINE(performance-no-int-to-ptr): that is how it was returned
-      if (auto* picture = reinterpret_cast<REALpictureStruct*>(word)) {
-        if (FindLive(picture) == nullptr) {
-          Complain(match.overload->method->declaration + " returned a picture that does not exist");
-        } else {
-          result.picture.reset(picture);
-        }
-      }
-      break;
-    default:
-      throw HostError("results of that type are not known: " + match.overload->method->declaration);
+  if (match.method->result == HostType::kBoolean) {
+    result.boolean = static_cast<Boolean>(word) != 0;
+    if (static_cast<Boolean>(word) > 1) {
+      Complain(declaration + " returned a boolean that is neither 0 nor 1");
+    }
+  } else if (match.method->result == HostType::kPicture) {
+    result.returnsPicture = true;
+    // NOLINTNEXTLINE(performance-no-int-to-ptr): that is how it was returned
+    auto* picture = reinterpret_cast<REALpictureStruct*>(word);
+    if (picture != nullptr && FindLive(picture) == nullptr) {
+      Complain(declaration + " returned a picture that does not exist");
+    } else {
+      result.picture.reset(picture);
+    }
+  } else {
+    throw HostError("a host does not understand the declaration, or results of its type: " + declaration);
   }
   result.exception = RaisedInCall::Get();
   return result;
@@ -272,22 +218,33 @@ CallResult CallMatch(const Match& match) {
 
 }  // namespace
 
-CallResult Host::Call(std::string_view method, const Arguments& arguments) {
-  const auto overloads = OverloadsOf(methods_, method);
-  if (overloads.empty()) {
-    throw HostError(UnknownMethod(methods_, method));
+const char* TypeName(HostType type) {
+  constexpr const char* kNames[] = {"integer", "boolean", "Ptr", "Picture", "MemoryBlock", "integer array"};
+  return kNames[static_cast<std::size_t>(type)];
+}
+
+std::vector<const Registration*> Host::MethodsNamed(std::string_view name) const {
+  Overloads overloads;
+  std::vector<std::string> known;
+  for (const Registration& method : methods_) {
+    known.push_back(method.name);
+    if (SameName(method.name, name)) {
+      overloads.push_back(&method);
+    }
   }
-  return CallMatch(PickOverload(overloads, arguments));
+  if (overloads.empty()) {
+    throw HostError("there is no method '" + std::string(name) + "'" + Nearest(name, known));
+  }
+  return overloads;
+}
+
+CallResult Host::Call(std::string_view method, const Arguments& arguments) {
+  return CallMatch(PickOverload(MethodsNamed(method), arguments));
 }
 
 // NOLINTNEXTLINE(readability-convert-member-functions-to-static): the method is one of this host
 CallResult Host::Call(const Registration& method, const std::vector<Value>& arguments) {
-  const auto declaration = ParseDeclaration(method.declaration);
-  if (!declaration) {
-    throw HostError("no declaration: " + method.declaration);
-  }
-  const std::vector<Overload> only = {OverloadOf(method, *declaration)};
-  return CallMatch(PickOverload(only, {arguments, {}}));
+  return CallMatch(PickOverload({&method}, {arguments, {}}));
 }
 
 }  // namespace devhost

@@ -51,11 +51,13 @@ bool IsAtClose(const TracedCall& call) {
          call.entry == "Mask";
 }
 
-Injection::Injection(Host& host, std::vector<Fault> faults)
-    : host_(host), faults_(std::move(faults)), numbers_(faults_.size()) {
-  for (const Fault& fault : faults_) {
-    host.hidden.insert(fault.missing.begin(), fault.missing.end());
-  }
+Injection::Injection(Host& host, const std::vector<Fault>& faults) : host_(host) {
+  std::ranges::for_each(faults, [this](const Fault& fault) { Add(fault); });
+}
+
+void Injection::Add(const Fault& fault) {
+  host_.hidden.insert(fault.missing.begin(), fault.missing.end());
+  armed_.push_back({fault});
 }
 
 /// A fault of any entry passes over calls that a host cannot do without.
@@ -78,17 +80,17 @@ bool Injection::IsSpared(const Fault& fault, std::string_view entry) const {
 Reaction Injection::operator()(std::string_view entry) {
   ++calls;
   Reaction reaction = Reaction::kAct;
-  for (std::size_t i = 0; i < faults_.size(); ++i) {
-    const Fault& fault = faults_[i];
+  for (auto& [fault, counted, happened] : armed_) {
     if (!fault.entry.empty() && fault.entry != entry) {
       continue;
     }
-    const int number = numbers_[i]++;
+    const int number = counted++;
     const bool isDue = fault.once ? number == fault.from : number >= fault.from;
     const bool acts = fault.kind != Fault::Kind::kFails && fault.kind != Fault::Kind::kThrows;
     if (!isDue || acts || IsSpared(fault, entry)) {
       continue;
     }
+    happened = true;
     hit.emplace(entry);
     if (onHit) {
       onHit(entry);

@@ -49,10 +49,19 @@ bool IsAtClose(const TracedCall& call);
 /// Faults at work in a host: its onEntry, as in host.onEntry = std::ref(injection).
 class Injection {
  public:
-  /// From now on `host` lacks what is to be missing.
-  Injection(Host& host, std::vector<Fault> faults);
+  Injection(Host& host, const std::vector<Fault>& faults);
+
+  /// Another fault, which counts the calls from now on; `host` lacks what is to be missing.
+  void Add(const Fault& fault);
 
   Reaction operator()(std::string_view entry);
+
+  struct Armed {
+    Fault fault;
+    int calls = 0;  // of its entry, or of any, so far
+    bool happened = false;
+  };
+  const std::vector<Armed>& armed() const { return armed_; }
 
   Names hit;       // the entries that failed or threw
   int calls = 0;   // of the host so far
@@ -64,8 +73,7 @@ class Injection {
   bool IsSpared(const Fault& fault, std::string_view entry) const;
 
   Host& host_;
-  std::vector<Fault> faults_;
-  std::vector<int> numbers_;  // of the next call, as each fault counts
+  std::vector<Armed> armed_;
 };
 
 /// Ends all faults.

@@ -14,6 +14,7 @@
 #include <variant>
 #include <vector>
 
+#include "abi/declaration.h"
 #include "abi/records.h"
 #include "devhost/objects.h"
 
@@ -57,6 +58,15 @@ struct TracedCall {
   std::string Text() const;  // "newPicture(10, 10, 32) = picture#2"
 };
 
+struct Parameter {
+  std::string name;
+  rastel::abi::HostType type;
+  std::optional<std::string> standard;  // what an argument that is left out is
+};
+
+/// "integer", "MemoryBlock", "integer array".
+const char* TypeName(rastel::abi::HostType type);
+
 /// A method as the host got to know it.
 struct Registration {
   std::string route;        // the host entry that registered it: "PluginRegisterMethod", …
@@ -66,6 +76,11 @@ struct Registration {
   std::uint32_t flags;      // as registered
   void* function;
   bool extendsPicture;  // the picture is the function's first argument
+
+  // What the declaration says.
+  std::string name = {};
+  std::vector<Parameter> parameters = {};  // with the picture, which is "ref" where it is not declared
+  std::optional<rastel::abi::HostType> result = {};  // nothing if the host does not understand it
 };
 
 struct RaisedException {
@@ -153,6 +168,9 @@ class Host {
   /// The definition version that the plug-in reported through RegisterPluginVersion; 0 if it did not.
   std::int32_t pluginVersion() const { return pluginVersion_; }
 
+  /// All overloads of a method. Throws HostError, which names the nearest, if there is none.
+  std::vector<const Registration*> MethodsNamed(std::string_view name) const;
+
   /// Calls the overload of `method` that `arguments` fit, through its registered address; arguments left out
   /// get the declaration's default values. A method that extends Picture takes the picture first, or as
   /// "ref". Throws HostError if no overload fits. Exceptions that entries throw (see `onEntry`) pass through.
@@ -184,6 +202,10 @@ class Host {
   /// function), since the lists were last cleared.
   std::vector<TracedCall> trace;
   std::vector<std::string> lookups;
+
+  /// Told of each recorded call while it goes on: first "newPicture(4, 4, 32)", then what comes of it, in
+  /// pieces that begin with a blank: " [made to fail]", " = nil".
+  std::function<void(const std::string& piece)> onTrace;
 
   /// Asked before each call of an entry, of a platform function and of a legacy function. May throw: the
   /// exception passes through the plug-in.

@@ -1,4 +1,5 @@
 // What the host reads from the records that a plug-in registers.
+#include <span>
 #include <string>
 
 #include "abi/declaration.h"
@@ -26,13 +27,25 @@ struct Owner {
   bool isPicture;  // its methods take a picture that their declarations do not name
 };
 
-bool DeclaresPicture(const char* text) {
-  const auto declaration = ParseDeclaration(text);
+/// Fills in what the declaration says.
+void Parse(Registration& method) {
+  method.name = method.declaration.substr(0, method.declaration.find('('));
+  const auto declaration = ParseDeclaration(method.declaration);
   if (!declaration) {
-    Complain(std::string("no declaration: ") + text);
-    return false;
+    Complain("no declaration: " + method.declaration);
+    return;
   }
-  return declaration->parameterCount > 0 && declaration->parameters[0].role == ParameterRole::kExtends;
+  const std::span declared(declaration->parameters.data(), declaration->parameterCount);
+  const bool namesPicture = !declared.empty() && declared[0].role == ParameterRole::kExtends;
+  if (method.extendsPicture && !namesPicture) {
+    method.parameters.push_back({"ref", rastel::abi::HostType::kPicture, {}});
+  }
+  for (const rastel::abi::Parameter& parameter : declared) {
+    method.parameters.push_back(
+        {std::string(parameter.name), parameter.type, std::optional<std::string>(parameter.defaultValue)});
+  }
+  method.extendsPicture = method.extendsPicture || namesPicture;
+  method.result = declaration->result;
 }
 
 template <typename MethodRow>
@@ -46,9 +59,9 @@ void RegisterRow(const Owner& owner, const MethodRow& row) {
     }
   }
   Keep(row.declaration);
-  const bool extends = DeclaresPicture(row.declaration);
-  Entries::Methods().push_back({owner.route, owner.name, owner.version, row.declaration, row.flags,
-                                row.function, extends || owner.isPicture});
+  Registration& method = Entries::Methods().emplace_back(Registration{
+      owner.route, owner.name, owner.version, row.declaration, row.flags, row.function, owner.isPicture});
+  Parse(method);
 }
 
 template <typename MethodRow>

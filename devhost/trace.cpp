@@ -38,6 +38,16 @@ std::string FormatObject(REALobjectStruct* object) {
   return std::string(object->kind) + "#" + std::to_string(object->number);
 }
 
+namespace {
+
+void Tell(const std::string& piece) {
+  if (const auto& onTrace = Host::Current().onTrace) {
+    onTrace(piece);
+  }
+}
+
+}  // namespace
+
 Tracing::Tracing(const char* entry) : entry_(entry), outerEntry_(Entries::State().runningEntry) {
   Entries::State().runningEntry = entry;
 }
@@ -45,6 +55,7 @@ Tracing::Tracing(const char* entry) : entry_(entry), outerEntry_(Entries::State(
 void Tracing::Record(std::vector<std::string> arguments) {
   index_ = Host::Current().trace.size();
   Host::Current().trace.push_back({entry_, std::move(arguments), {}});
+  Tell(Host::Current().trace.back().Text());
 }
 
 Tracing::~Tracing() {
@@ -54,7 +65,16 @@ Tracing::~Tracing() {
 bool Tracing::ShouldAct() {
   // A copy, so that the function may replace itself.
   const auto ask = Host::Current().onEntry;
-  const bool acts = !ask || ask(entry_) == Reaction::kAct;
+  bool acts = true;
+  try {
+    acts = !ask || ask(entry_) == Reaction::kAct;
+  } catch (...) {
+    Tell(" [made to throw]");
+    throw;
+  }
+  if (!acts) {
+    Tell(" [made to fail]");
+  }
   if (!acts && std::string_view(entry_) == "REALLockPictureDescription") {
     ++Entries::State().refusedLocks;
   }
@@ -65,6 +85,7 @@ void Tracing::SetResult(std::string result) {
   // The trace may have been cleared meanwhile.
   auto& trace = Host::Current().trace;
   if (index_ < trace.size() && trace[index_].entry == entry_) {
+    Tell(" = " + result);
     trace[index_].result = std::move(result);
   }
 }

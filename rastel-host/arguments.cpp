@@ -2,11 +2,12 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <numeric>
 
-#include "rastel-host/failure.h"
 #include "rastel-host/files.h"
 #include "rastel-host/image.h"
 #include "rastel-host/options.h"
+#include "rastel-host/program.h"
 
 namespace devhost::program {
 namespace {
@@ -24,47 +25,20 @@ Image Pattern(Size size) {
 }
 
 /// 0, 1, 2, … modulo 256.
-std::vector<std::uint8_t> Counting(std::int32_t count) {
-  std::vector<std::uint8_t> bytes(static_cast<std::size_t>(count));
-  std::generate(bytes.begin(), bytes.end(),
-                [next = 0]() mutable { return static_cast<std::uint8_t>(next++); });
+Bytes Counting(std::int32_t count) {
+  Bytes bytes(static_cast<std::size_t>(count));
+  std::iota(bytes.begin(), bytes.end(), std::uint8_t{0});
   return bytes;
 }
 
 /// The file's bytes. Throws Failure (kFile) if a block cannot have as many.
-std::vector<std::uint8_t> BytesOfFile(const std::string& path) {
-  auto bytes = ReadBytes(path, std::size_t{kMostInteger} + 1);
+Bytes BytesOfFile(const std::string& path) {
+  Bytes bytes = ReadBytes(path, std::size_t{kMostInteger} + 1);
   if (bytes.size() > std::size_t{kMostInteger}) {
     throw Failure(Status::kFile,
                   path + ": expected at most " + std::to_string(kMostInteger) + " bytes, as a block has");
   }
   return bytes;
-}
-
-/// An address that lies this far from memory is not taken for an access beyond its end.
-constexpr std::int64_t kNear = 4096;
-
-struct Place {
-  std::string text;
-  std::int64_t distance = kNear;
-};
-
-std::string Count(std::int64_t count) {
-  return std::to_string(count) + (count == 1 ? " byte" : " bytes");
-}
-
-/// Makes `place` the one in `size` bytes at `start`, called `name`, if that is nearer.
-void Consider(const void* address, const std::string& name, const std::uint8_t* start, std::int64_t size,
-              Place& place) {
-  const auto offset = static_cast<std::int64_t>(reinterpret_cast<std::uintptr_t>(address)) -
-                      static_cast<std::int64_t>(reinterpret_cast<std::uintptr_t>(start));
-  const std::int64_t distance = offset < 0 ? -offset : std::max<std::int64_t>(offset - size + 1, 0);
-  if (distance < place.distance) {
-    const char* side = offset < 0 ? " ahead of its first one" : " behind its last one";
-    place = {
-        name + ": offset " + std::to_string(offset) + (distance == 0 ? "" : ", " + Count(distance) + side),
-        distance};
-  }
 }
 
 }  // namespace
@@ -76,32 +50,40 @@ WrittenArguments::WrittenArguments(const Session& session, const std::vector<std
   }
 }
 
-std::optional<std::string> WrittenArguments::PlaceOf(const void* address) const {
-  Place place;
-  for (const Block& block : blocks_) {
-    Consider(address, block.name, block.block->bytes(), block.block->size, place);
-  }
-  for (const auto& [name, picture] : pictures_) {
-    for (std::int32_t y = 0; y < picture->height; ++y) {
-      Consider(address, name + ", row " + std::to_string(y), picture->Row(y),
-               static_cast<std::int64_t>(picture->RowLength()), place);
+std::string WrittenArguments::PlaceOf(const void* address) const {
+  constexpr std::int64_t kNear =
+      4096;  // what is farther from memory is not taken for an access beyond its end
+  std::string place = "memory that is no argument's";
+  std::int64_t least = kNear;
+  for (const auto& [name, start, size] : regions_) {
+    const auto offset = static_cast<std::int64_t>(reinterpret_cast<std::uintptr_t>(address)) -
+                        static_cast<std::int64_t>(reinterpret_cast<std::uintptr_t>(start));
+    const std::int64_t distance = std::max({std::int64_t{0}, -offset, offset - size + 1});
+    if (distance < least) {
+      least = distance;
+      place = name + ": offset " + std::to_string(offset);
+      place += distance == 0 ? "" : ", " + std::to_string(distance) + (distance == 1 ? " byte" : " bytes");
+      place += offset < 0 ? " ahead of its first one" : distance > 0 ? " behind its last one" : "";
     }
   }
-  return place.text.empty() ? std::nullopt : std::optional(place.text);
+  return place;
 }
 
 void WrittenArguments::Add(const std::string& word) {
   const auto equals = word.find('=');
-  if (equals != std::string::npos && equals > 0 && word.find_first_of(":[") > equals) {
-    what_ = word.substr(0, equals);
-    arguments_.named.emplace_back(what_, Parse(word.substr(equals + 1)));
-    return;
+  const bool isNamed = equals != std::string::npos && equals > 0 && word.find_first_of(":[") > equals;
+  what_ = isNamed ? word.substr(0, equals) : "argument " + std::to_string(arguments_.inOrder.size() + 1);
+  try {
+    if (isNamed) {
+      arguments_.named.emplace_back(what_, Parse(word.substr(equals + 1)));
+    } else if (arguments_.named.empty()) {
+      arguments_.inOrder.push_back(Parse(word));
+    } else {
+      Unexpected("name=value, as it stands after an argument with a name", word);
+    }
+  } catch (const Failure& failure) {
+    throw Failure(failure.status, what_ + ": " + failure.what());
   }
-  what_ = "argument " + std::to_string(arguments_.inOrder.size() + 1);
-  if (!arguments_.named.empty()) {
-    throw Failure(Status::kUsage, "'" + word + "' stands after an argument with a name: expected name=value");
-  }
-  arguments_.inOrder.push_back(Parse(word));
 }
 
 Value WrittenArguments::Parse(const std::string& word) {
@@ -121,33 +103,34 @@ Value WrittenArguments::Parse(const std::string& word) {
     return Ptr{MakeBlock(word, word.substr(4))->bytes()};
   }
   if (word.starts_with("[")) {
-    arrays_.push_back(session_->NewIntegerArray(ParseIntegers(what_, word)));
+    arrays_.push_back(session_->NewIntegerArray(ParseIntegers(word)));
     return arrays_.back().get();
   }
   if (!IsDigits(word.starts_with("-") ? word.substr(1) : word)) {
-    throw Failure(Status::kUsage, what_ +
-                                      ": expected an integer, true, false, nil, picture:…, block:…, ptr:… or "
-                                      "[1,2,3], got '" +
-                                      word + "'");
+    Unexpected("an integer, true, false, nil, picture:…, block:…, ptr:… or [1,2,3]", word);
   }
-  return ParseInteger(what_, word);
+  return ParseInteger(word);
 }
 
 Value WrittenArguments::MakePicture(const std::string& word, const std::string& source) {
-  if (!LooksLikeSize(source) && !IsPng(source)) {
-    throw Failure(Status::kUsage,
-                  what_ + ": expected picture:WIDTHxHEIGHT or picture:FILE.png, got '" + word + "'");
+  const bool isFile = IsPng(source);
+  if (!isFile && !IsDigits(source.substr(0, 1))) {
+    Unexpected("picture:WIDTHxHEIGHT or picture:FILE.png", word);
   }
-  const Image image = LooksLikeSize(source) ? Pattern(ParseSize(what_, source)) : ReadImage(source);
-  auto picture = program::MakePicture(session_.host(), image, session_.SourceFormat());
-  pictures_.push_back({what_ + " (" + word + ")", std::move(picture)});
-  return pictures_.back().picture.get();
+  const Image image = isFile ? ReadImage(source) : Pattern(ParseSize(source));
+  auto picture = session_.MakePicture(image, session_.SourceFormat());
+  for (std::int32_t y = 0; y < picture->height; ++y) {
+    regions_.push_back({what_ + " (" + word + "), row " + std::to_string(y), picture->Row(y),
+                        static_cast<std::int64_t>(picture->RowLength())});
+  }
+  return pictures_.emplace_back(std::move(picture)).get();
 }
 
 REALmemoryBlockStruct* WrittenArguments::MakeBlock(const std::string& word, const std::string& source) {
-  auto bytes = IsDigits(source) ? Counting(ParseInteger(what_, source, 0)) : BytesOfFile(source);
+  Bytes bytes = IsDigits(source) ? Counting(ParseInteger(source, 0)) : BytesOfFile(source);
   auto block = session_->NewMemoryBlock(static_cast<std::int32_t>(bytes.size()));
-  std::copy(bytes.begin(), bytes.end(), block->bytes());
+  std::ranges::copy(bytes, block->bytes());
+  regions_.push_back({what_ + " (" + word + ")", block->bytes(), block->size});
   blocks_.push_back({what_ + " (" + word + ")", std::move(block), std::move(bytes)});
   return blocks_.back().block.get();
 }

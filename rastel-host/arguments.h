@@ -2,7 +2,6 @@
 #pragma once
 
 #include <cstdint>
-#include <optional>
 #include <string>
 #include <vector>
 
@@ -10,13 +9,15 @@
 
 namespace devhost::program {
 
+using Bytes = std::vector<std::uint8_t>;
+
 /// Bytes that a method may write to, in a block of the host's or behind a raw address.
 struct Block {
   std::string name;  // "destination (block:64)"
   Ref<REALmemoryBlockStruct> block;
-  std::vector<std::uint8_t> before;  // what it held
+  program::Bytes before;  // what it held
 
-  std::vector<std::uint8_t> Bytes() const { return {block->bytes(), block->bytes() + block->size}; }
+  program::Bytes Bytes() const { return {block->bytes(), block->bytes() + block->size}; }
 };
 
 /// The arguments of a call, with all that they refer to. Lives no longer than its host.
@@ -28,14 +29,16 @@ class WrittenArguments {
   const Arguments& arguments() const { return arguments_; }
   const std::vector<Block>& blocks() const { return blocks_; }
 
-  /// Where an address lies, if that is in a block or picture of these or near its ends: "destination
-  /// (block:47): offset 48, 1 byte behind its last one".
-  std::optional<std::string> PlaceOf(const void* address) const;
+  /// Where an address lies: "destination (block:47): offset 48, 1 byte behind its last one", or "memory that
+  /// is no argument's".
+  std::string PlaceOf(const void* address) const;
 
  private:
-  struct PictureArgument {
+  /// Bytes that belong to an argument.
+  struct Region {
     std::string name;
-    Ref<REALpictureStruct> picture;
+    const std::uint8_t* start;
+    std::int64_t size;
   };
 
   void Add(const std::string& word);
@@ -47,7 +50,8 @@ class WrittenArguments {
   std::string what_;  // the argument being parsed
   Arguments arguments_;
   std::vector<Block> blocks_;
-  std::vector<PictureArgument> pictures_;
+  std::vector<Region> regions_;
+  std::vector<Ref<REALpictureStruct>> pictures_;
   std::vector<Ref<_REALarrayInteger>> arrays_;
 };
 

@@ -5,14 +5,11 @@
 #include <string>
 #include <vector>
 
-#include "rastel-host/session.h"
+#include "devhost/host.h"
 
 namespace devhost::program {
 
-/// Bytes that are looked at: those at the offsets 0 to 3.
-inline constexpr std::size_t kBytesShown = 4;
-
-/// What became of the first bytes that one way of calling an overload writes.
+/// What became of the bytes at the offsets 0 to 3 in one way of calling an overload.
 struct TracedBytes {
   std::string flags;               // "LittleEndian = true"; empty for an overload without flags
   std::string where;               // "buffer", "picture"
@@ -22,6 +19,6 @@ struct TracedBytes {
 };
 
 /// One for each way to set the flags of `method`. Throws Failure if the method does not succeed.
-std::vector<TracedBytes> TraceBytes(const Session& session, const Registration& method);
+std::vector<TracedBytes> TraceBytes(Host& host, const Registration& method);
 
 }  // namespace devhost::program

@@ -2,17 +2,12 @@
 #include <algorithm>
 #include <iostream>
 #include <nlohmann/json.hpp>
-#include <utility>
 
 #include "rastel-host/arguments.h"
-#include "rastel-host/call_trace.h"
 #include "rastel-host/files.h"
-#include "rastel-host/image.h"
 #include "rastel-host/options.h"
 #include "rastel-host/output.h"
 #include "rastel-host/supervise.h"
-#include "rastel-host/verbs.h"
-#include "rastel-host/written.h"
 
 namespace devhost::program {
 namespace {
@@ -30,11 +25,8 @@ Examples:
   rastel-host call CopyXRGBtoMemoryblockKVZ ref=picture:4x4 destination=block:64 offset=0
   rastel-host call PtrGrayToPictureKVZ ptr:16 0 4 4 1 [0,300,-7] nil [255]
   rastel-host call CopyARGBtoMemoryblockKVZ nil block:64 0 255 --trace
-  rastel-host call MemoryblockRGBtoPictureKVZ block:48 0 4 4 --times 12 --fail newPicture@10
+  rastel-host call MemoryblockRGBtoPictureKVZ block:48 0 4 4 --trace --fail newPicture@1
 )";
-
-constexpr std::size_t kBytesOfBlock = 16;
-constexpr std::int32_t kPixelsOfPicture = 4;
 
 struct CallOptions {
   HostSettings host;
@@ -42,46 +34,55 @@ struct CallOptions {
   std::string method;
   std::vector<std::string> arguments;
   std::optional<std::string> out;  // where the picture made goes, or the first block
-  std::int32_t times = 1;
   bool trace = false;
 };
 
+std::string FormatText(PixelFormat format) {
+  constexpr const char* kTexts[] = {"pixel type 8", "pixel type 13", "pixel type 12", "native depth 16"};
+  return kTexts[static_cast<std::size_t>(format)];
+}
+
+std::string ResultText(const CallResult& result) {
+  if (result.exception && result.exception->className.empty()) {
+    return "none";
+  }
+  if (!result.returnsPicture) {
+    return result.boolean ? "true" : "false";
+  }
+  if (!result.picture) {
+    return "nil";
+  }
+  const REALpictureStruct& picture = *result.picture;
+  return "picture " + std::to_string(picture.width) + "x" + std::to_string(picture.height) + ", " +
+         FormatText(picture.format) + ", " + std::to_string(picture.RowLength()) + " bytes a row";
+}
+
+/// The first pixels of the first row: "(0, 1, 2, 255) …".
 std::string PixelsText(REALpictureStruct& picture) {
+  constexpr std::int32_t kMost = 4;
   std::string text;
-  for (std::int32_t x = 0; x < std::min(picture.width, kPixelsOfPicture); ++x) {
+  for (std::int32_t x = 0; x < std::min(picture.width, kMost); ++x) {
     const Pixel pixel = picture.At(x, 0);
     text += (x == 0 ? "(" : " (") + std::to_string(pixel.red) + ", " + std::to_string(pixel.green) + ", " +
             std::to_string(pixel.blue) + ", " + std::to_string(pixel.fourth) + ")";
   }
-  return text + (picture.width > kPixelsOfPicture ? " …" : "");
+  return text + (picture.width > kMost ? " …" : "");
 }
 
 /// "00 01 02 …"
-std::string BeginningOf(const std::vector<std::uint8_t>& bytes) {
+std::string BeginningOf(const Bytes& bytes) {
+  constexpr std::size_t kMost = 16;
   constexpr std::string_view kDigits = "0123456789abcdef";
   std::string text;
-  for (std::size_t i = 0; i < std::min(bytes.size(), kBytesOfBlock); ++i) {
+  for (std::size_t i = 0; i < std::min(bytes.size(), kMost); ++i) {
     text += text.empty() ? "" : " ";
     text += {kDigits[bytes[i] >> 4], kDigits[bytes[i] & 15]};
   }
-  return text + (bytes.size() > kBytesOfBlock ? " …" : "");
+  return text + (bytes.size() > kMost ? " …" : "");
 }
 
-std::string Text(const Json& json) {
-  return json;
-}
-
-std::string ResultText(const CallResult& result) {
-  if (!result.returnsPicture) {
-    return result.boolean ? "true" : "false";
-  }
-  return result.picture ? PictureText(*result.picture) : "nil";
-}
-
-void CheckOut(const CallOptions& options) {
-  if (options.out && *options.out == "-") {
-    throw Failure(Status::kUsage, "--out: expected a file, since the results go to standard output");
-  }
+std::uint8_t Inverted(std::uint8_t byte) {
+  return static_cast<std::uint8_t>(~byte);
 }
 
 /// All that is done for one command line.
@@ -91,173 +92,166 @@ class Caller {
       : options_(options),
         session_(options.host),
         arguments_(session_, options.arguments),
-        before_(session_->CurrentBalance()),
-        report_({{"plugin", session_.plugin()}, {"method", options.method}}) {}
+        before_(session_->CurrentBalance()) {}
 
   Status Run() {
-    NowDoing("calling " + options_.method + " of '" + session_.plugin() + "'", Status::kCrash);
-    const WrittenBytes written([this] { CallAll(); }, arguments_.blocks());
+    NowDoing("calling " + options_.method + " of '" + session_.plugin() + "'", Status::kCrash,
+             [this](const void* address) {
+               EndLine();
+               return arguments_.PlaceOf(address);
+             });
+    Report().update({{"plugin", session_.plugin()}, {"method", options_.method}, {"trace", Json::array()}});
+    TryWithOtherBytes();
     if (options_.trace) {
-      trace_.emplace(session_.host(), !options_.json);
+      session_->onTrace = [this](const std::string& piece) { Trace(piece); };
     }
-    const Progress progress(options_.times > 1 ? "calling " + options_.method : "");
-    const auto crash = CatchCrash([this] { CallAll(); });
-    EndCall();
-    Progress::Clear();
-    report_["trace"] = trace_ ? trace_->lines() : std::vector<std::string>();
-    if (crash) {
-      return TellCrash(*crash);
-    }
-    report_["losses"] = Losses(session_.host(), before_);
-    report_["faultsNotDue"] = session_.FaultsNotDue();
-    report_["blocks"] = ReportBlocks(written);
-    if (options_.json) {
-      Save();
-      PrintJson("call", report_);
-    } else {
-      Print();
-      Save();
-    }
-    return hasRaised_ || !isSaved_ || !report_["losses"].empty() ? Status::kFindings : Status::kGood;
+    Call();
+    EndLine();
+    Report()["blocks"] = ReportBlocks();
+    Report()["losses"] = losses_;
+    Report()["faultsNotDue"] = session_.FaultsNotDue();
+    options_.json ? PrintReport() : Print();
+    const bool isSaved = !options_.out || Save();
+    return isSaved && losses_.empty() && Report()["exception"].is_null() ? Status::kGood : Status::kFindings;
   }
 
  private:
-  void CallAll() {
-    Json& calls = report_["calls"];
-    calls = Json::array();
-    Json last;
-    for (std::int32_t number = 1; number <= options_.times; ++number) {
-      Json call = CallOnce();
-      EndCall();
-      if (call != last) {
-        last = call;
-        call["firstCall"] = number;
-        calls.push_back(call);
-      }
-      calls.back()["lastCall"] = number;
+  void Call() {
+    const CallResult result = session_.Call(options_.method, arguments_.arguments());
+    if (result.picture && options_.out) {
+      made_ = ImageOf(*result.picture);
     }
+    Report()["result"] = ResultText(result);
+    Report()["pixels"] = result.picture ? PixelsText(*result.picture) : "";
+    Report()["exception"] = result.exception ? Json(ExceptionText(*result.exception)) : Json();
   }
 
-  /// What a host entry throws ends the call without a result.
-  Json CallOnce() {
-    Json call = {{"result", "none"}, {"pixels", ""}, {"exception", nullptr}};
-    made_.reset();
-    try {
-      const CallResult result = session_->Call(options_.method, arguments_.arguments());
-      call["result"] = ResultText(result);
-      if (result.picture) {
-        call["pixels"] = PixelsText(*result.picture);
-        if (options_.out) {
-          made_ = ImageOf(*result.picture);
-        }
-      }
-      if (result.exception) {
-        call["exception"] = ExceptionText(*result.exception);
-      }
-    } catch (const HostError& error) {
-      throw Failure(Status::kUsage, std::string(error.what()) + "\nThe plug-in is " + session_.plugin());
-    } catch (const HostFault& exception) {
-      call["exception"] = exception.what();
+  /// Finds out in a process of its own what the call leaves in the blocks if they hold other bytes at first:
+  /// a byte that is written may be what was there.
+  void TryWithOtherBytes() {
+    std::size_t size = 1;
+    for (const Block& block : arguments_.blocks()) {
+      size += block.before.size();
     }
-    hasRaised_ = hasRaised_ || !call["exception"].is_null();
-    return call;
+    otherwise_ = static_cast<std::uint8_t*>(SharedMemory(size));
+    std::uint8_t* next = otherwise_;
+    for (const Block& block : arguments_.blocks()) {
+      next = std::transform(block.before.begin(), block.before.end(), next, Inverted);
+    }
+    TryApart([this] {
+      std::uint8_t* other = otherwise_;
+      for (const Block& block : arguments_.blocks()) {
+        std::copy_n(other, block.block->size, block.block->bytes());
+        other += block.block->size;
+      }
+      try {
+        Call();
+      } catch (const std::exception&) {  // the true call tells it
+      }
+      other = otherwise_;
+      for (const Block& block : arguments_.blocks()) {
+        other = std::copy_n(block.block->bytes(), block.block->size, other);
+      }
+    });
   }
 
-  void EndCall() {
-    if (trace_) {
-      trace_->EndCall();
+  /// Prints the calls of the host as they come: what a crash leaves of its line is printed already.
+  void Trace(const std::string& piece) {
+    Json& lines = Report()["trace"];
+    const bool isCall = !piece.starts_with(' ');
+    if (isCall) {
+      EndLine();
+      lines.push_back(piece);
     } else {
-      session_->trace.clear();
-    }
-  }
-
-  /// With JSON, what was traced so far is told as well.
-  Status TellCrash(const Crash& crash) {
-    std::string text = options_.method + " of '" + session_.plugin() + "' crashed (" + crash.signal + ")";
-    if (crash.address != nullptr) {
-      text += "; it accessed ";
-      text += arguments_.PlaceOf(crash.address).value_or("memory that is no argument's");
+      lines.back() = lines.back().get<std::string>() + piece;
     }
     if (!options_.json) {
-      throw Failure(Status::kCrash, text);
-    }
-    report_["error"] = {{"status", static_cast<int>(Status::kCrash)}, {"message", text}};
-    PrintJson("call", report_);
-    return Status::kCrash;
-  }
-
-  /// Writes the picture that was made, or else the first block, if there is to be a file.
-  void Save() {
-    if (!options_.out) {
-      return;
-    }
-    isSaved_ = made_ || (report_["calls"].back()["result"] == "true" && !arguments_.blocks().empty());
-    if (made_) {
-      WriteImage(*options_.out, *made_);
-    } else if (isSaved_ && IsPng(*options_.out)) {
-      throw Failure(Status::kUsage,
-                    "--out: expected another name than " + *options_.out + ", since a block is raw bytes");
-    } else if (isSaved_) {
-      WriteBytes(*options_.out, arguments_.blocks()[0].Bytes());
-    } else {
-      Say(*options_.out + ": not written, since the last call neither made a picture nor filled a block");
+      std::cout << (isCall ? "trace: " : "") << piece;
+      FlushOutput();
+      isLineOpen_ = true;
     }
   }
 
-  Json ReportBlocks(const WrittenBytes& written) {
+  void EndLine() {
+    std::cout << (isLineOpen_ ? "\n" : "");
+    isLineOpen_ = false;
+  }
+
+  Json ReportBlocks() {
+    losses_ = session_.Losses(before_);
     Json reports = Json::array();
+    const std::uint8_t* other = otherwise_;
     for (const Block& block : arguments_.blocks()) {
-      reports.push_back({{"argument", block.name},
-                         {"bytesWritten", written.CountOf(block)},
-                         {"beginning", BeginningOf(block.Bytes())}});
+      const Bytes now = block.Bytes();
+      std::size_t written = 0;
+      for (std::size_t i = 0; i < now.size(); ++i) {
+        written += now[i] != block.before[i] || *other != Inverted(block.before[i]) ? 1 : 0;
+        ++other;
+      }
+      reports.push_back(
+          {{"argument", block.name}, {"bytesWritten", written}, {"beginning", BeginningOf(now)}});
       if (!block.block->SurroundingsIntact()) {
-        report_["losses"].push_back(block.name + ": bytes outside of the block were written");
+        losses_.push_back(block.name + ": bytes outside of the block were written");
       }
     }
     return reports;
   }
 
   void Print() const {
-    for (const Json& call : report_["calls"]) {
-      if (options_.times > 1) {
-        const bool isOne = call["firstCall"] == call["lastCall"];
-        std::cout << (isOne ? "call " : "calls " + call["firstCall"].dump() + " to ") << call["lastCall"]
-                  << " of " << options_.times << ":\n";
-      }
-      for (const char* name : {"result", "pixels", "exception"}) {
-        const std::string text = call[name].is_null() ? "" : call[name];
-        const bool isBad = std::string_view(name) == "exception";
-        std::cout << (text.empty() ? "" : (isBad ? Bad(name) : name) + ": " + text + '\n');
-      }
+    const Json& report = Report();
+    const auto text = [](const Json& json) { return json.is_null() ? "" : json.get<std::string>(); };
+    std::cout << "result: " << text(report["result"]) << '\n';
+    if (!text(report["pixels"]).empty()) {
+      std::cout << "pixels: " << text(report["pixels"]) << '\n';
     }
-    for (const Json& block : report_["blocks"]) {
+    if (!report["exception"].is_null()) {
+      std::cout << Bad("exception") << ": " << text(report["exception"]) << '\n';
+    }
+    for (const Json& block : report["blocks"]) {
       const std::size_t count = block["bytesWritten"];
-      std::cout << Text(block["argument"]) << ": "
+      std::cout << text(block["argument"]) << ": "
                 << (count == 0
                         ? "no byte written"
-                        : std::to_string(count) + " bytes written; it begins " + Text(block["beginning"]))
+                        : std::to_string(count) + " bytes written; it begins " + text(block["beginning"]))
                 << '\n';
     }
-    for (const Json& loss : report_["losses"]) {
-      std::cout << Bad("balance") << ": " << Text(loss) << '\n';
+    for (const std::string& loss : losses_) {
+      std::cout << Bad("balance") << ": " << loss << '\n';
     }
-    if (report_["losses"].empty()) {
+    if (losses_.empty()) {
       std::cout << "balance: even, every object, reference and lock was given back\n";
     }
-    for (const Json& line : report_["faultsNotDue"]) {
-      Say(line);
+    for (const Json& line : report["faultsNotDue"]) {
+      Say(text(line));
     }
+  }
+
+  /// Writes the picture that was made, or else the first block. False if there is neither.
+  bool Save() const {
+    if (made_) {
+      WriteImage(*options_.out, *made_);
+      return true;
+    }
+    if (Report()["result"] != "true" || arguments_.blocks().empty()) {
+      Say(*options_.out + ": not written, since the call neither made a picture nor filled a block");
+      return false;
+    }
+    if (IsPng(*options_.out)) {
+      throw Failure(Status::kUsage,
+                    "--out: expected another name than " + *options_.out + ", since a block is raw bytes");
+    }
+    WriteBytes(*options_.out, arguments_.blocks()[0].Bytes());
+    return true;
   }
 
   const CallOptions& options_;
   Session session_;
   WrittenArguments arguments_;
   Balance before_;
-  std::optional<CallTrace> trace_;
-  std::optional<Image> made_;  // the last picture, if it is to be written
-  bool hasRaised_ = false;
-  bool isSaved_ = true;
-  Json report_;
+  std::uint8_t* otherwise_ = nullptr;  // what a call leaves in the blocks that finds other bytes there
+  std::optional<Image> made_;          // the picture, if it is to be written
+  std::vector<std::string> losses_;
+  bool isLineOpen_ = false;
 };
 
 }  // namespace
@@ -272,13 +266,12 @@ Work SetUpCall(CLI::App& app) {
   app.add_flag("--trace", options->trace, "Show each call of the host by the plug-in, before it is made");
   app.add_option("--out", options->out, "Write the picture that was made, or the first block")
       ->type_name("FILE");
-  app.add_option("--times", options->times, "Call this often (1); what changes is shown")
-      ->type_name("N")
-      ->transform(Integer(1));
   AddJson(app, options->json);
   return [options, &app] {
     options->arguments = app.remaining();
-    CheckOut(*options);
+    if (options->out == "-") {
+      throw Failure(Status::kUsage, "--out: expected a file, since the results go to standard output");
+    }
     return Caller(*options).Run();
   };
 }

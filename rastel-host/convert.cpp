@@ -12,7 +12,6 @@
 #include "rastel-host/raw.h"
 #include "rastel-host/session.h"
 #include "rastel-host/supervise.h"
-#include "rastel-host/verbs.h"
 #include "rastel-host/verify.h"
 
 namespace devhost::program {
@@ -57,10 +56,14 @@ bool HasAlpha(const std::string& letters) {
 void ParseBand(const std::string& word, ConvertOptions& options) {
   const auto colon = word.find(':');
   if (colon == std::string::npos) {
-    Misuse("--band: expected FIRST:LAST, such as 0:99, got '" + word + "'");
+    throw CLI::ValidationError("--band", "expected FIRST:LAST, such as 0:99, got '" + word + "'");
   }
-  options.first = ParseInteger("--band FIRST", word.substr(0, colon), 0);
-  options.last = ParseInteger("--band LAST", word.substr(colon + 1), -1);
+  try {
+    options.first = ParseInteger(word.substr(0, colon), 0);
+    options.last = ParseInteger(word.substr(colon + 1), -1);
+  } catch (const Failure& failure) {
+    throw CLI::ValidationError("--band", failure.what());
+  }
 }
 
 void CheckOptions(const ConvertOptions& options) {
@@ -96,6 +99,15 @@ class Conversion {
     }
     PlanBuffer(in);
     PlanCopy({sized.width, sized.height});
+    Report().update({{"in", options_.in},
+                     {"out", options_.out},
+                     {"layout", options_.raw.layout},
+                     {"width", copied_.width},
+                     {"rows", copied_.height},
+                     {"stride", copy_.destRowBytes},
+                     {"offset", copy_.offset},
+                     {"verified", Json::array()},
+                     {"findings", Json::array()}});
   }
 
   Status Run() {
@@ -106,24 +118,16 @@ class Conversion {
     source_.reset();
     picture_.reset();
     destination_.reset();
-    for (const std::string& loss : Losses(session_.host(), before_)) {
+    for (const std::string& loss : session_.Losses(before_)) {
       Wrong(loss);
     }
     for (const std::string& line : session_.FaultsNotDue()) {
       Say(line);
     }
     if (options_.json) {
-      PrintJson("convert", {{"in", options_.in},
-                            {"out", options_.out},
-                            {"layout", options_.raw.layout},
-                            {"width", copied_.width},
-                            {"rows", copied_.height},
-                            {"stride", copy_.destRowBytes},
-                            {"offset", copy_.offset},
-                            {"verified", verified_},
-                            {"findings", findings_}});
+      PrintReport();
     }
-    return findings_.empty() ? Status::kGood : Status::kFindings;
+    return Report()["findings"].empty() ? Status::kGood : Status::kFindings;
   }
 
  private:
@@ -164,39 +168,38 @@ class Conversion {
     }
   }
 
-  void Wrong(const std::string& line) {
-    findings_.push_back(line);
+  void Wrong(const std::string& line) const {
+    Report()["findings"].push_back(line);
     Tell(line);
   }
 
   /// Tells whether all bytes of `what` are as they have to be.
-  void Judge(const std::string& what, const std::string& difference, const std::string& amount) {
-    verified_.push_back(what);
+  void Judge(const std::string& what, const std::string& difference, const std::string& amount) const {
+    Report()["verified"].push_back(what);
     difference.empty() ? Tell(what + ": identical (" + amount + ")")
                        : Wrong(what + ": DIFFERENT, " + difference);
   }
 
-  void CheckSurroundings(const REALmemoryBlockStruct& block) {
+  void CheckSurroundings(const REALmemoryBlockStruct& block) const {
     if (!block.SurroundingsIntact() || !picture_->SurroundingsIntact()) {
       Wrong("bytes outside the memory block or the picture were written");
     }
   }
 
   /// Calls a method and tells the exception that it raised.
-  CallResult Call(const std::string& method, const std::vector<Value>& arguments) {
+  CallResult Call(const std::string& method, const std::vector<Value>& arguments) const {
     SayStep("calling " + method);
     NowDoing("calling " + method + " of '" + session_.plugin() + "'", Status::kCrash);
     const Progress progress("calling " + method);
-    try {
-      CallResult result = session_->Call(method, arguments);
-      Progress::Clear();
-      if (result.exception) {
-        Wrong("exception: " + ExceptionText(*result.exception));
-      }
-      return result;
-    } catch (const HostError& error) {
-      throw Failure(Status::kNoPlugin, "'" + session_.plugin() + "': " + error.what());
+    CallResult result = session_.Call(method, {arguments, {}});
+    Progress::Clear();
+    if (result.exception) {
+      Wrong("exception: " + ExceptionText(*result.exception));
     }
+    if (!result.picture && !result.boolean) {
+      Wrong("the method did not succeed: " + options_.out + " is not written");
+    }
+    return result;
   }
 
   bool ToPicture() {
@@ -217,7 +220,6 @@ class Conversion {
     }
     picture_ = Call("Memoryblock" + name + "PictureKVZ", arguments).picture;
     if (!picture_) {
-      Wrong("the result is nil: " + options_.out + " is not written");
       return false;
     }
     CheckSurroundings(*source_);
@@ -232,12 +234,12 @@ class Conversion {
   bool ToBlock() {
     Ref<REALpictureStruct> mask;
     if (options_.mask) {
-      mask = MakePicture(session_.host(), mask_, picture_->format);
+      mask = session_.MakePicture(mask_, picture_->format);
     }
     // With a native depth of 16, the picture to read from is another one with the same pixels.
     if (session_.SourceFormat() == PixelFormat::kWorld16) {
       Say("--pixel-type 16: the picture that is read keeps five bits of each colour");
-      picture_ = MakePicture(session_.host(), ImageOf(*picture_), PixelFormat::kWorld16);
+      picture_ = session_.MakePicture(ImageOf(*picture_), PixelFormat::kWorld16);
     }
     std::vector<Value> arguments = {picture_.get(), destination_.get(), options_.raw.offset};
     if (mask) {
@@ -253,7 +255,6 @@ class Conversion {
     }
     const std::string name = letters_ == "Y" ? "G" : letters_;
     if (!Call("Copy" + name + "toMemoryblockKVZ", arguments).boolean) {
-      Wrong("the result is false: " + options_.out + " is not written");
       return false;
     }
     CheckSurroundings(*destination_);
@@ -274,7 +275,6 @@ class Conversion {
   Size copied_ = {};
   Ref<REALmemoryBlockStruct> source_, destination_;
   Ref<REALpictureStruct> picture_;
-  std::vector<std::string> verified_, findings_;
 };
 
 }  // namespace

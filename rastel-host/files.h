@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-#include "rastel-host/failure.h"
+#include "rastel-host/program.h"
 
 namespace devhost::program {
 

@@ -14,7 +14,7 @@
 namespace devhost::program {
 namespace {
 
-static_assert(sizeof(Rgba) == 4, "pixels are handed to the PNG library as they lie in memory");
+static_assert(sizeof(Pixel) == 4, "pixels are handed to the PNG library as they lie in memory");
 
 constexpr std::string_view kOtherFormats[] = {
     ".avif", ".bmp", ".gif", ".heic", ".ico", ".jpeg", ".jpg", ".jxl",  ".pam",  ".pbm",

@@ -6,14 +6,10 @@
 #include <string>
 #include <vector>
 
-#include "rastel-host/failure.h"
+#include "devhost/objects.h"
+#include "rastel-host/program.h"
 
 namespace devhost::program {
-
-struct Rgba {
-  std::uint8_t red, green, blue, alpha;
-  bool operator==(const Rgba&) const = default;
-};
 
 /// The most pixels that a picture has in either direction; the fewest are 1.
 inline constexpr std::int32_t kMostPixels = 32767;
@@ -21,18 +17,18 @@ inline constexpr std::int32_t kMostPixels = 32767;
 /// The most pixels of a picture from a file, whatever its shape: a small file may promise a huge picture.
 inline constexpr std::int64_t kMostPixelsOfAFile = std::int64_t{1} << 26;
 
-/// Pixels row by row, top row first, without padding.
+/// Pixels row by row, top row first, without padding. A pixel's fourth byte is its alpha.
 struct Image {
   Image() = default;
   Image(std::int32_t imageWidth, std::int32_t imageHeight);
 
   std::int32_t width = 0;   // pixels
   std::int32_t height = 0;  // rows
-  std::vector<Rgba> pixels;
+  std::vector<Pixel> pixels;
 
   /// The pixel in column `x` of row `y`, both from 0.
-  Rgba& At(std::int32_t x, std::int32_t y) { return pixels[Index(x, y)]; }
-  const Rgba& At(std::int32_t x, std::int32_t y) const { return pixels[Index(x, y)]; }
+  Pixel& At(std::int32_t x, std::int32_t y) { return pixels[Index(x, y)]; }
+  const Pixel& At(std::int32_t x, std::int32_t y) const { return pixels[Index(x, y)]; }
 
  private:
   std::size_t Index(std::int32_t x, std::int32_t y) const {

@@ -7,7 +7,6 @@
 
 #include "rastel-host/options.h"
 #include "rastel-host/output.h"
-#include "rastel-host/verbs.h"
 
 namespace devhost::program {
 namespace {
@@ -25,63 +24,38 @@ struct ListOptions {
   std::string glob = "*";
 };
 
-/// Methods that differ in their names alone.
-struct Family {
-  const Registration* first;
-  std::string names;  // with commas
-};
-
-std::string ParametersOf(const Registration& method) {
-  return method.declaration.substr(NameOf(method).size());
-}
-
-bool AreRelated(const Registration& a, const Registration& b) {
-  return ParametersOf(a) == ParametersOf(b) && a.route == b.route && a.owner == b.owner &&
-         a.flags == b.flags && a.extendsPicture == b.extendsPicture;
-}
-
-std::vector<Family> FamiliesOf(const std::vector<const Registration*>& methods) {
-  std::vector<Family> families;
-  for (const Registration* method : methods) {
-    const auto found = std::ranges::find_if(
-        families, [&](const Family& family) { return AreRelated(*family.first, *method); });
-    if (found == families.end()) {
-      families.push_back({method, NameOf(*method)});
-    } else {
-      found->names += ", " + NameOf(*method);
-    }
+/// What methods that differ in their names alone have in common.
+std::string TextOf(const Registration& method) {
+  constexpr std::uint32_t kForNewerHosts = 4, kInModule = 0x10;
+  const std::string owner =
+      method.owner.empty() ? "in no module"
+                           : "in " + method.owner + ", definition version " + std::to_string(method.version);
+  std::string flags;
+  flags += (method.flags & kForNewerHosts) != 0 ? ", for newer hosts" : "";
+  flags += (method.flags & kInModule) != 0 ? ", member of a module" : "";
+  if (const std::uint32_t others = method.flags & ~(kForNewerHosts | kInModule); others != 0) {
+    flags += ", other bits: " + std::to_string(others);
   }
-  return families;
-}
-
-std::string FlagWords(std::uint32_t flags) {
-  std::string words;
-  for (const auto& [bit, word] :
-       {std::pair(0x4U, "for newer hosts"), std::pair(0x10U, "member of a module")}) {
-    if ((flags & bit) != 0) {
-      words += (words.empty() ? "" : ", ") + std::string(word);
-      flags &= ~bit;
-    }
-  }
-  if (flags != 0) {
-    words += (words.empty() ? "other bits: " : ", other bits: ") + std::to_string(flags);
-  }
-  return words.empty() ? "no flags" : words;
-}
-
-std::string OwnerWords(const Registration& method) {
-  std::string words = method.owner.empty()
-                          ? "in no module"
-                          : "in " + method.owner + ", definition version " + std::to_string(method.version);
-  return words + "; registered with " + method.route + "; " + FlagWords(method.flags);
+  const std::size_t width = OutputWidth();
+  return Wrapped(method.declaration.substr(method.name.size()), 4, width) +
+         Wrapped(owner + "; registered with " + method.route + "; " +
+                     (flags.empty() ? "no flags" : flags.substr(2)),
+                 4, width);
 }
 
 void PrintFamilies(const std::vector<const Registration*>& methods) {
-  const std::size_t width = OutputWidth();
-  for (const Family& family : FamiliesOf(methods)) {
-    std::cout << '\n'
-              << Wrapped(family.names, 0, width) << Wrapped(ParametersOf(*family.first), 4, width)
-              << Wrapped(OwnerWords(*family.first), 4, width);
+  std::vector<std::pair<std::string, std::string>> families;  // what they have in common, their names
+  for (const Registration* method : methods) {
+    const std::string text = TextOf(*method);
+    const auto found = std::ranges::find(families, text, &std::pair<std::string, std::string>::first);
+    if (found == families.end()) {
+      families.emplace_back(text, method->name);
+    } else {
+      found->second += ", " + method->name;
+    }
+  }
+  for (const auto& [text, names] : families) {
+    std::cout << '\n' << Wrapped(names, 0, OutputWidth()) << text;
   }
 }
 
@@ -98,29 +72,25 @@ Json RecordOf(const Registration& method) {
 std::vector<const Registration*> Chosen(const Session& session, const std::string& glob) {
   std::vector<const Registration*> chosen;
   for (const Registration& method : session->methods()) {
-    if (fnmatch(glob.c_str(), NameOf(method).c_str(), FNM_CASEFOLD) == 0) {
+    if (fnmatch(glob.c_str(), method.name.c_str(), FNM_CASEFOLD) == 0) {
       chosen.push_back(&method);
     }
   }
-  if (chosen.empty()) {
-    throw session.NoMethod(glob);
-  }
-  return chosen;
+  return chosen.empty() ? session.MethodsNamed(glob) : chosen;
 }
 
 Status RunList(const ListOptions& options) {
   const Session session(options.host);
   const auto methods = Chosen(session, options.glob);
   if (options.json) {
-    Json records = Json::array();
-    for (const Registration* method : methods) {
-      records.push_back(RecordOf(*method));
-    }
-    PrintJson("list", {{"plugin", session.plugin()},
-                       {"hostVersion", session->options().version},
-                       {"definitionVersion", session->pluginVersion()},
-                       {"methods", records},
-                       {"complaints", session->complaints}});
+    Report().update({{"plugin", session.plugin()},
+                     {"hostVersion", session->options().version},
+                     {"definitionVersion", session->pluginVersion()},
+                     {"methods", Json::array()},
+                     {"complaints", session->complaints}});
+    std::ranges::transform(methods, std::back_inserter(Report()["methods"]),
+                           [](const Registration* method) { return RecordOf(*method); });
+    PrintReport();
   } else {
     const auto extending = std::ranges::count_if(methods, &Registration::extendsPicture);
     std::cout << session.plugin() << ": " << methods.size() << " methods, " << extending

@@ -13,8 +13,8 @@
 #include "devhost/nearest.h"
 #include "rastel-host/options.h"
 #include "rastel-host/output.h"
+#include "rastel-host/program.h"
 #include "rastel-host/supervise.h"
-#include "rastel-host/verbs.h"
 
 namespace devhost::program {
 namespace {
@@ -81,6 +81,7 @@ class CommandLine {
       throw Failure(Status::kUsage, "expected a verb: list, show, call or convert (see --help)");
     }
     CheckWords();
+    Report()["verb"] = words_.empty() ? "" : words_[0];
     try {
       app_.parse(WordsToParse(argc, argv));
     } catch (const CLI::ParseError& error) {
@@ -103,7 +104,6 @@ class CommandLine {
       verbs.push_back(verb->get_name());
       if (!words_.empty() && words_[0] == verb->get_name()) {
         parser = verb;
-        verb_ = words_[0];
       }
     }
     if (parser == &app_ && !words_.empty() && !words_[0].starts_with('-')) {
@@ -163,7 +163,8 @@ class CommandLine {
   /// Tells what went wrong, and gives the status to end with.
   int Fail(Status status, const std::string& message) const {
     if (std::ranges::find(words_, "--json") != words_.end()) {
-      PrintJson(verb_, {{"error", {{"status", static_cast<int>(status)}, {"message", message}}}});
+      Report()["error"] = {{"status", static_cast<int>(status)}, {"message", message}};
+      PrintReport();
       std::cout.flush();
     } else {
       std::cout.flush();
@@ -172,8 +173,7 @@ class CommandLine {
     return static_cast<int>(status);
   }
 
-  Words words_;       // of the command line, up to "--"
-  std::string verb_;  // empty if there is none
+  Words words_;  // of the command line, up to "--"
   CLI::App app_{"Loads the plug-in Rastel into a development host and puts it to work.", "rastel-host"};
   const std::function<int(Status, const std::string&)> fail_ =
       [this](Status status, const std::string& text) { return Fail(status, text); };

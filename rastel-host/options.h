@@ -19,21 +19,19 @@ struct Size {
 constexpr std::int32_t kLeastInteger = std::numeric_limits<std::int32_t>::min();
 constexpr std::int32_t kMostInteger = std::numeric_limits<std::int32_t>::max();
 
-/// Each of these throws Failure (kUsage) for a word that is something else; `what` begins the message. An
-/// integer has decimal digits, and may have a minus in front.
-std::int32_t ParseInteger(std::string_view what, std::string_view word, std::int32_t least = kLeastInteger,
+/// Each of these throws Failure (kUsage) for a word that is something else: "expected …, got …". An integer
+/// has decimal digits, and may have a minus in front.
+std::int32_t ParseInteger(std::string_view word, std::int32_t least = kLeastInteger,
                           std::int32_t most = kMostInteger);
-Size ParseSize(std::string_view what, std::string_view word);                           // "640x480"
-std::vector<std::int32_t> ParseIntegers(std::string_view what, std::string_view word);  // "[1,2,3]", "[]"
+Size ParseSize(std::string_view word);                           // "640x480"
+std::vector<std::int32_t> ParseIntegers(std::string_view word);  // "[1,2,3]", "[]"
+[[noreturn]] void Unexpected(std::string_view expected, std::string_view word);
 
 /// True for one digit or more and nothing else.
 bool IsDigits(std::string_view word);
 
-/// True for digits, "x", digits.
-bool LooksLikeSize(std::string_view word);
-
-/// Checks for CLI11's transform(): they refuse a word with a message, or write it as CLI11 reads it. What the
-/// help shows of them is the option's type_name().
+/// Checks for CLI11: they refuse a word with a message. What the help shows of them is the option's
+/// type_name().
 CLI::Validator Integer(std::int32_t least = kLeastInteger, std::int32_t most = kMostInteger);
 CLI::Validator SizeWord();
 CLI::Validator OneOf(const std::vector<std::string>& names);

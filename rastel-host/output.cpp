@@ -10,7 +10,7 @@
 #include <nlohmann/json.hpp>
 #include <system_error>
 
-#include "rastel-host/failure.h"
+#include "rastel-host/program.h"
 
 namespace devhost::program {
 namespace {
@@ -31,11 +31,14 @@ bool HasColours(int descriptor) {
 
 }  // namespace
 
-void PrintJson(std::string_view verb, const Json& found) {
-  Json document = {{"verb", verb}};
-  document.update(found);
+Json& Report() {
+  static Json report = Json::object();
+  return report;
+}
+
+void PrintReport() {
   // A path or a message need not be UTF-8.
-  std::cout << document.dump(2, ' ', false, Json::error_handler_t::replace) << '\n';
+  std::cout << Report().dump(2, ' ', false, Json::error_handler_t::replace) << '\n';
 }
 
 void FlushOutput() {

@@ -10,8 +10,9 @@ namespace devhost::program {
 
 using Json = nlohmann::ordered_json;
 
-/// Prints the one JSON document of a run: the verb and the fields of `found`, an object.
-void PrintJson(std::string_view verb, const Json& found);
+/// The one JSON document of a run, which grows while that goes on.
+Json& Report();
+void PrintReport();
 
 /// Sends on what was printed. Throws nothing, since a host call may be under way: see RequireOutput.
 void FlushOutput();

@@ -5,20 +5,18 @@
 #include <limits>
 
 #include "devhost/oracle.h"
-#include "rastel-host/failure.h"
 #include "rastel-host/files.h"
 #include "rastel-host/output.h"
+#include "rastel-host/program.h"
 
 namespace devhost::program {
 namespace {
 
-std::uint8_t GrayOf(const Rgba& pixel) {
-  return static_cast<std::uint8_t>((299 * pixel.red + 587 * pixel.green + 114 * pixel.blue + 500) / 1000);
-}
-
-std::uint8_t ByteFor(char letter, const Rgba& pixel) {
+std::uint8_t ByteFor(char letter, const Pixel& pixel) {
   const oracle::Colour colour{pixel.red, pixel.green, pixel.blue};
-  return letter == 'Y' ? GrayOf(pixel) : oracle::ByteFor(letter, colour, pixel.alpha, {}, pixel.alpha);
+  const int gray = (299 * pixel.red + 587 * pixel.green + 114 * pixel.blue + 500) / 1000;
+  return letter == 'Y' ? static_cast<std::uint8_t>(gray)
+                       : oracle::ByteFor(letter, colour, pixel.fourth, {}, pixel.fourth);
 }
 
 /// The picture that `size` pixels in `bytes` show.
@@ -93,7 +91,7 @@ std::int32_t BlockBytes(const RawForm& form, std::int64_t rowBytes, std::int32_t
 std::vector<std::uint8_t> Pack(const Image& image, std::string_view letters) {
   std::vector<std::uint8_t> bytes;
   bytes.reserve(image.pixels.size() * letters.size());
-  for (const Rgba& pixel : image.pixels) {
+  for (const Pixel& pixel : image.pixels) {
     for (const char letter : letters) {
       bytes.push_back(ByteFor(letter, pixel));
     }
@@ -109,7 +107,7 @@ Image ReadPixels(const std::string& path, const RawForm& form) {
     throw Failure(Status::kUsage, "--size: expected raw bytes as IN, got the PNG picture " + path);
   }
   Image image = ReadImage(path);
-  const auto lost = std::ranges::count_if(image.pixels, [](Rgba pixel) { return pixel.alpha != 255; });
+  const auto lost = std::ranges::count_if(image.pixels, [](Pixel pixel) { return pixel.fourth != 255; });
   if (lost > 0) {
     Say(path + ": not used: the alpha of " + std::to_string(lost) +
         " pixels, since the host's pictures have none");

@@ -6,7 +6,6 @@
 #include <system_error>
 
 #include "devhost/nearest.h"
-#include "rastel-host/failure.h"
 #include "rastel-host/files.h"
 #include "rastel-host/output.h"
 #include "rastel-host/supervise.h"
@@ -21,15 +20,13 @@ namespace files = std::filesystem;
 std::vector<files::path> Candidates() {
   std::vector<files::path> found;
   std::error_code error;
-  const files::path program = files::read_symlink("/proc/self/exe", error);
-  for (auto folder = program.parent_path(); !folder.empty(); folder = folder.parent_path()) {
+  files::path folder = files::read_symlink("/proc/self/exe", error);
+  while (folder.has_relative_path()) {
+    folder = folder.parent_path();
     for (const char* name : {"rastel.so", "build/release/rastel.so", RASTEL_PLUGIN_FOLDER "/rastel.so"}) {
       if (files::is_regular_file(folder / name, error)) {
         found.push_back(folder / name);
       }
-    }
-    if (folder == folder.root_path()) {
-      break;
     }
   }
   return found;
@@ -42,12 +39,11 @@ std::string FindPlugin() {
                   "there is no plug-in: expected rastel.so beside the program or in a folder above it, or in "
                   "build/release of one of these; --plugin FILE names another file");
   }
-  for (std::size_t i = 1; i < candidates.size(); ++i) {
-    if (ReadBytes(candidates[i].string()) == ReadBytes(candidates[0].string())) {
-      continue;
+  for (const files::path& other : candidates) {
+    if (ReadBytes(other.string()) != ReadBytes(candidates[0].string())) {
+      Say("using " + candidates[0].string() + ", though there is " + other.string() +
+          ", which is another; --plugin FILE chooses");
     }
-    Say("using " + candidates[0].string() + ", though there is " + candidates[i].string() +
-        ", which is another; --plugin FILE chooses");
   }
   return candidates[0].string();
 }
@@ -57,80 +53,49 @@ Kind KindOf(const HostSettings& settings) {
   return settings.kind.value_or(settings.pixelType == 8 ? Kind::kConsole : Kind::kDesktop);
 }
 
-int PixelTypeOf(const HostSettings& settings) {
-  return settings.pixelType.value_or(KindOf(settings) == Kind::kDesktop ? 13 : 8);
-}
-
-HostOptions OptionsFrom(const HostSettings& settings) {
-  const int pixelType = PixelTypeOf(settings);
-  if (pixelType == 16 && KindOf(settings) != Kind::kDesktop) {
-    throw Failure(Status::kUsage, "--pixel-type 16: expected a desktop host, which alone has such pictures");
-  }
+std::unique_ptr<Host> MakeHost(const HostSettings& settings, int pixelType) {
   HostOptions options;
   options.version = settings.version;
   options.kind = KindOf(settings);
-  options.pixelType = pixelType == 16 ? 13 : pixelType;
+  options.pixelType = pixelType == 16 && options.kind == Kind::kDesktop ? 13 : pixelType;
   options.without = {settings.without.begin(), settings.without.end()};
   options.guarded = settings.guarded;
-  return options;
+  try {
+    return std::make_unique<Host>(options);
+  } catch (const HostError& error) {
+    throw Failure(Status::kUsage, error.what());
+  }
 }
 
 const char* OptionOf(const Fault& fault) {
   return fault.kind == Fault::Kind::kThrows ? "--throw" : "--fail";
 }
 
-bool IsOfAnyEntry(const Fault& fault) {
-  return fault.entry.empty();
-}
-
 /// Throws Failure if a fault is about what no plug-in can call.
 void CheckFaults(const std::vector<Fault>& faults) {
   const auto known = Host::EntryNames();
   for (const Fault& fault : faults) {
-    if (!IsOfAnyEntry(fault) && std::ranges::find(known, fault.entry) == known.end()) {
+    if (!fault.entry.empty() && std::ranges::find(known, fault.entry) == known.end()) {
       throw Failure(Status::kUsage, std::string(OptionOf(fault)) + ": expected what a plug-in calls, got '" +
                                         fault.entry + "'" + Nearest(fault.entry, known));
     }
   }
 }
 
-std::unique_ptr<Host> MakeHost(const HostSettings& settings) {
-  try {
-    return std::make_unique<Host>(OptionsFrom(settings));
-  } catch (const HostError& error) {
-    throw Failure(Status::kUsage, error.what());
-  }
-}
-
-std::string FormatText(PixelFormat format) {
-  switch (format) {
-    case PixelFormat::kBitmap:
-      return "pixel type 8";
-    case PixelFormat::kWorld32:
-      return "pixel type 13";
-    case PixelFormat::kWorld24:
-      return "pixel type 12";
-    case PixelFormat::kWorld16:
-      return "native depth 16";
-  }
-  return "unknown format";
-}
-
 }  // namespace
 
-Session::Session(const HostSettings& settings) : settings_(settings) {
+Session::Session(const HostSettings& settings)
+    : pixelType_(settings.pixelType.value_or(KindOf(settings) == Kind::kDesktop ? 13 : 8)),
+      host_(MakeHost(settings, pixelType_)) {
   CheckFaults(settings.faults);
-  host_ = MakeHost(settings);
-  Arm();
   plugin_ = settings.plugin ? *settings.plugin : FindPlugin();
   SayStep("the plug-in is " + plugin_);
   NowDoing("loading '" + plugin_ + "'", Status::kNoPlugin);
   try {
-    host_->Load(plugin_);
+    Load(settings);
   } catch (const HostError& error) {
     throw Failure(Status::kNoPlugin, error.what());
   }
-  isLoaded_ = true;
   NowDoing("using '" + plugin_ + "'", Status::kCrash);
   if (host_->methods().empty()) {
     std::ostringstream version;
@@ -140,52 +105,74 @@ Session::Session(const HostSettings& settings) : settings_(settings) {
   }
 }
 
-/// Makes the host's calls go wrong as the faults say: those of named entries from now on, those of any entry
-/// once the plug-in is loaded.
-void Session::Arm() {
-  if (settings_.faults.empty()) {
-    return;
+void Session::Load(const HostSettings& settings) {
+  std::vector<Fault> any, named;
+  std::ranges::partition_copy(settings.faults, std::back_inserter(any), std::back_inserter(named),
+                              [](const Fault& fault) { return fault.entry.empty(); });
+  injection_.emplace(*host_, named);
+  if (!settings.faults.empty()) {
+    host_->onEntry = std::ref(*injection_);
   }
-  std::vector<Fault> named, any;
-  std::ranges::partition_copy(settings_.faults, std::back_inserter(any), std::back_inserter(named),
-                              IsOfAnyEntry);
-  named_.emplace(*host_, named);
-  any_.emplace(*host_, any);
-  host_->onEntry = [this](std::string_view entry) {
-    ++calls_[std::string(entry)];
-    const Reaction reaction = isLoaded_ ? (*any_)(entry) : Reaction::kAct;
-    return reaction == Reaction::kAct ? (*named_)(entry) : reaction;
-  };
+  host_->Load(plugin_);
+  std::ranges::for_each(any, [this](const Fault& fault) { injection_->Add(fault); });
 }
 
-Failure Session::NoMethod(const std::string& name) const {
-  std::vector<std::string> names;
-  std::ranges::transform(host_->methods(), std::back_inserter(names), NameOf);
-  return {Status::kUsage, "'" + plugin_ + "' registered no method '" + name + "'" + Nearest(name, names)};
+Failure Session::Misused(const HostError& error) const {
+  return {Status::kUsage, std::string(error.what()) + "\nThe plug-in is " + plugin_};
+}
+
+std::vector<const Registration*> Session::MethodsNamed(const std::string& name) const {
+  try {
+    return host_->MethodsNamed(name);
+  } catch (const HostError& error) {
+    throw Misused(error);
+  }
+}
+
+CallResult Session::Call(const std::string& method, const Arguments& arguments) const {
+  try {
+    return host_->Call(method, arguments);
+  } catch (const HostError& error) {
+    throw Misused(error);
+  } catch (const HostFault& fault) {
+    CallResult none;
+    none.exception = {"", fault.what(), 0};
+    return none;
+  }
 }
 
 std::vector<std::string> Session::FaultsNotDue() const {
   std::vector<std::string> lines;
-  const auto tell = [&](const Fault& fault, const std::string& why) {
-    lines.push_back(std::string(OptionOf(fault)) + ' ' + fault.entry + '@' + std::to_string(fault.from + 1) +
-                    " never came due: " + why);
-  };
-  for (const Fault& fault : settings_.faults) {
-    const auto found = calls_.find(fault.entry);
-    const int calls = found == calls_.end() ? 0 : found->second;
-    if (IsOfAnyEntry(fault) && any_->calls > fault.from && any_->hit.empty()) {
-      tell(fault, "that call gives something back, or a host cannot do without it; name its entry");
-    } else if (IsOfAnyEntry(fault) && any_->hit.empty()) {
-      tell(fault, "there were " + std::to_string(any_->calls) + " calls");
-    } else if (!IsOfAnyEntry(fault) && calls <= fault.from) {
-      tell(fault, "there were " + std::to_string(calls) + " calls of " + fault.entry);
+  for (const auto& [fault, calls, happened] : injection_->armed()) {
+    if (happened) {
+      continue;
     }
+    const char* const kSpared =
+        ": that call gives something back, or a host cannot do without it; name its entry";
+    lines.push_back(std::string(OptionOf(fault)) + ' ' + fault.entry + '@' + std::to_string(fault.from + 1) +
+                    " never came due" +
+                    (calls > fault.from ? kSpared : " (such calls: " + std::to_string(calls) + ")"));
   }
   return lines;
 }
 
+std::vector<std::string> Session::Losses(const Balance& before) const {
+  const Balance after = host_->CurrentBalance();
+  std::vector<std::string> losses = host_->complaints;
+  const auto compare = [&](const char* what, int was, int is) {
+    if (was != is) {
+      losses.push_back("lost: " + std::string(what) + ", " + std::to_string(is - was) + " more than before");
+    }
+  };
+  compare("objects", before.objects, after.objects);
+  compare("references", before.references, after.references);
+  compare("description locks", before.descriptionLocks, after.descriptionLocks);
+  compare("pixel locks", before.pixelLocks, after.pixelLocks);
+  return losses;
+}
+
 PixelFormat Session::SourceFormat() const {
-  switch (PixelTypeOf(settings_)) {
+  switch (pixelType_) {
     case 8:
       return PixelFormat::kBitmap;
     case 12:
@@ -197,16 +184,11 @@ PixelFormat Session::SourceFormat() const {
   }
 }
 
-std::string NameOf(const Registration& method) {
-  return method.declaration.substr(0, method.declaration.find('('));
-}
-
-Ref<REALpictureStruct> MakePicture(Host& host, const Image& image, PixelFormat format) {
-  auto picture = host.NewPicture(image.width, image.height, format);
+Ref<REALpictureStruct> Session::MakePicture(const Image& image, PixelFormat format) const {
+  auto picture = host_->NewPicture(image.width, image.height, format);
   for (std::int32_t y = 0; y < image.height; ++y) {
     for (std::int32_t x = 0; x < image.width; ++x) {
-      const Rgba& pixel = image.At(x, y);
-      picture->Set(x, y, {pixel.red, pixel.green, pixel.blue, pixel.alpha});
+      picture->Set(x, y, image.At(x, y));
     }
   }
   return picture;
@@ -216,35 +198,15 @@ Image ImageOf(REALpictureStruct& picture) {
   Image image(picture.width, picture.height);
   for (std::int32_t y = 0; y < image.height; ++y) {
     for (std::int32_t x = 0; x < image.width; ++x) {
-      const Pixel pixel = picture.At(x, y);
-      image.At(x, y) = {pixel.red, pixel.green, pixel.blue, pixel.fourth};
+      image.At(x, y) = picture.At(x, y);
     }
   }
   return image;
 }
 
-std::string PictureText(const REALpictureStruct& picture) {
-  return "picture " + std::to_string(picture.width) + "x" + std::to_string(picture.height) + ", " +
-         FormatText(picture.format) + ", " + std::to_string(picture.RowLength()) + " bytes a row";
-}
-
 std::string ExceptionText(const RaisedException& exception) {
-  return exception.className + ": " + exception.message.value_or("(no message)");
-}
-
-std::vector<std::string> Losses(const Host& host, const Balance& before) {
-  const Balance after = host.CurrentBalance();
-  std::vector<std::string> losses = host.complaints;
-  const auto compare = [&](const char* what, int was, int is) {
-    if (was != is) {
-      losses.push_back(std::string(what) + ", " + std::to_string(is - was) + " more than before");
-    }
-  };
-  compare("lost: objects", before.objects, after.objects);
-  compare("lost: references", before.references, after.references);
-  compare("lost: description locks", before.descriptionLocks, after.descriptionLocks);
-  compare("lost: pixel locks", before.pixelLocks, after.pixelLocks);
-  return losses;
+  return (exception.className.empty() ? "" : exception.className + ": ") +
+         exception.message.value_or("(no message)");
 }
 
 }  // namespace devhost::program

@@ -1,16 +1,14 @@
 // A host with the plug-in loaded, and its pictures as images.
 #pragma once
 
-#include <map>
 #include <memory>
 #include <optional>
-#include <set>
 #include <string>
 #include <vector>
 
 #include "devhost/faults.h"
-#include "rastel-host/failure.h"
 #include "rastel-host/image.h"
+#include "rastel-host/program.h"
 
 namespace devhost::program {
 
@@ -21,8 +19,8 @@ struct HostSettings {
   std::optional<int> pixelType;       // 8, 12, 13, or 16: pictures to be read have a native depth of 16
   std::optional<std::string> plugin;  // else it is looked for
   std::vector<std::string> without;
-  std::vector<Fault> faults;
-  bool guarded = false;  // memory between pages without access
+  std::vector<Fault> faults;  // those of any entry count from the loading of the plug-in on
+  bool guarded = false;       // memory between pages without access
 };
 
 /// "desktop", …: in the order of Kind.
@@ -40,42 +38,40 @@ class Session {
 
   const std::string& plugin() const { return plugin_; }  // its path
 
-  /// That the plug-in registered no method of this name; says which is the nearest.
-  Failure NoMethod(const std::string& name) const;
+  /// All overloads of a method. Throws Failure (kUsage) if there is none.
+  std::vector<const Registration*> MethodsNamed(const std::string& name) const;
+
+  /// Calls a method. What a host entry throws ends the call: there is no result then, and the exception has
+  /// no class. Throws Failure (kUsage) if there is no such method, or its arguments do not fit.
+  CallResult Call(const std::string& method, const Arguments& arguments) const;
 
   /// A line for each fault that never happened, since its call never came.
   std::vector<std::string> FaultsNotDue() const;
 
+  /// What the plug-in lost since `before`, and the host's rules that it broke: a line each. An UnlockPixels
+  /// call that is due to a picture read through a copy is no loss.
+  std::vector<std::string> Losses(const Balance& before) const;
+
   /// The format of the pictures that the plug-in is to read.
   PixelFormat SourceFormat() const;
 
- private:
-  void Arm();
+  /// A host picture that shows `image`.
+  Ref<REALpictureStruct> MakePicture(const Image& image, PixelFormat format) const;
 
-  HostSettings settings_;
+ private:
+  Failure Misused(const HostError& error) const;
+  void Load(const HostSettings& settings);
+
+  int pixelType_;
   std::string plugin_;
-  std::map<std::string, int, std::less<>> calls_;  // of each entry so far, if there are faults
   std::unique_ptr<Host> host_;
-  bool isLoaded_ = false;
-  std::optional<Injection> named_, any_;  // faults of named entries, and of any
+  std::optional<Injection> injection_;
 };
 
-std::string NameOf(const Registration& method);
-
-/// A host picture that shows `image`; the pixels' fourth byte, where there is one, is the alpha.
-Ref<REALpictureStruct> MakePicture(Host& host, const Image& image, PixelFormat format);
-
-/// What the picture's pixels hold; a pixel without a fourth byte has alpha 0.
+/// What the picture's pixels hold; the fourth byte is 0 where there is none.
 Image ImageOf(REALpictureStruct& picture);
-
-/// "picture 512x512, pixel type 13, 2048 bytes a row".
-std::string PictureText(const REALpictureStruct& picture);
 
 /// "NilObjectException: Memoryblock is nil".
 std::string ExceptionText(const RaisedException& exception);
-
-/// What was lost since the host's balance was `before`, and the host's rules that the plug-in broke: a line
-/// each. An UnlockPixels call that is due to a picture read through a copy is no loss.
-std::vector<std::string> Losses(const Host& host, const Balance& before);
 
 }  // namespace devhost::program

@@ -2,12 +2,12 @@
 #include <algorithm>
 #include <iomanip>
 #include <iostream>
+#include <nlohmann/json.hpp>
+#include <sstream>
 
-#include "abi/declaration.h"
 #include "rastel-host/bytes.h"
 #include "rastel-host/options.h"
 #include "rastel-host/output.h"
-#include "rastel-host/verbs.h"
 
 namespace devhost::program {
 namespace {
@@ -30,19 +30,30 @@ struct ShowOptions {
 struct Row {
   TracedBytes bytes;
   std::string types;  // "13, 12"
+
+  std::string Label() const { return bytes.where + ", pixel type " + types; }
 };
 
 /// One overload, and what was found out.
 struct Overload {
-  std::string declaration;
-  bool extendsPicture;
+  std::string signature;  // the declaration, and a line for each argument
   std::vector<Row> rows;
   std::string problem;  // why there is no table
 };
 
+std::string SignatureOf(const Registration& method) {
+  std::ostringstream text;
+  text << Wrapped(method.declaration, 0, OutputWidth());
+  for (const auto& [name, type, standard] : method.parameters) {
+    text << "  " << std::left << std::setw(15) << name << ' ' << TypeName(type)
+         << (standard ? " (" + *standard + ")" : "") << '\n';
+  }
+  return text.str();
+}
+
 void AddBytes(Overload& overload, const Session& session, const Registration& method, int pixelType) {
   try {
-    for (const TracedBytes& bytes : TraceBytes(session, method)) {
+    for (const TracedBytes& bytes : TraceBytes(session.host(), method)) {
       const auto found = std::ranges::find(overload.rows, bytes, &Row::bytes);
       if (found == overload.rows.end()) {
         overload.rows.push_back({bytes, std::to_string(pixelType)});
@@ -55,24 +66,6 @@ void AddBytes(Overload& overload, const Session& session, const Registration& me
   }
 }
 
-/// Adds what a host of one pixel type shows.
-void Observe(const Session& session, int pixelType, const std::string& name,
-             std::vector<Overload>& overloads) {
-  std::size_t next = 0;
-  for (const Registration& method : session->methods()) {
-    if (!rastel::abi::SameName(NameOf(method), name)) {
-      continue;
-    }
-    if (next == overloads.size()) {
-      overloads.push_back({method.declaration, method.extendsPicture, {}, {}});
-    }
-    AddBytes(overloads[next++], session, method, pixelType);
-  }
-  if (next == 0) {
-    throw session.NoMethod(name);
-  }
-}
-
 std::vector<Overload> ObserveAll(const ShowOptions& options) {
   std::vector<int> types = {13, 12, 8};
   if (options.host.pixelType) {
@@ -82,47 +75,25 @@ std::vector<Overload> ObserveAll(const ShowOptions& options) {
   }
   std::vector<Overload> overloads;
   for (const int type : types) {
-    HostSettings typed = options.host;
-    typed.pixelType = type;
-    Observe(Session(typed), type, options.method, overloads);
+    HostSettings settings = options.host;
+    settings.pixelType = type;
+    const Session session(settings);
+    const auto methods = session.MethodsNamed(options.method);
+    for (std::size_t i = 0; i < methods.size(); ++i) {
+      if (i == overloads.size()) {
+        overloads.push_back({SignatureOf(*methods[i]), {}, {}});
+      }
+      AddBytes(overloads[i], session, *methods[i], type);
+    }
   }
   return overloads;
-}
-
-std::string TypeName(rastel::abi::HostType type) {
-  constexpr const char* kNames[] = {"integer", "boolean", "Ptr", "Picture", "MemoryBlock", "integer array"};
-  return kNames[static_cast<std::size_t>(type)];
-}
-
-struct Argument {
-  std::string name, type, standard;
-};
-
-std::vector<Argument> ArgumentsOf(const Overload& overload) {
-  std::vector<Argument> arguments;
-  const auto declaration = rastel::abi::ParseDeclaration(overload.declaration);
-  const std::size_t count = declaration ? declaration->parameterCount : 0;
-  for (std::size_t i = 0; i < count; ++i) {
-    const auto& parameter = declaration->parameters[i];
-    arguments.push_back({std::string(parameter.name), TypeName(parameter.type),
-                         std::string(parameter.defaultValue.value_or(""))});
-  }
-  const bool isNamed = count > 0 && declaration->parameters[0].role == rastel::abi::ParameterRole::kExtends;
-  if (overload.extendsPicture && !isNamed) {
-    arguments.insert(arguments.begin(), {"ref", "Picture", ""});
-  }
-  return arguments;
-}
-
-std::string LabelOf(const Row& row) {
-  return row.bytes.where + ", pixel type " + row.types;
 }
 
 /// The rows for one way to set the flags, under a line with the offsets.
 void PrintTable(const std::vector<Row>& rows, const std::string& flags) {
   std::size_t label = 0, cell = 1;
   for (const Row& row : rows) {
-    label = std::max(label, LabelOf(row).size());
+    label = std::max(label, row.Label().size());
     for (const std::string& text : row.bytes.cells) {
       cell = std::max(cell, text.size());
     }
@@ -138,17 +109,13 @@ void PrintTable(const std::vector<Row>& rows, const std::string& flags) {
   print("offset", {"0", "1", "2", "3"});
   for (const Row& row : rows) {
     if (row.bytes.flags == flags) {
-      print(LabelOf(row), row.bytes.cells);
+      print(row.Label(), row.bytes.cells);
     }
   }
 }
 
 void Print(const Overload& overload) {
-  std::cout << Wrapped(overload.declaration, 0, OutputWidth());
-  for (const Argument& argument : ArgumentsOf(overload)) {
-    std::cout << "  " << std::left << std::setw(15) << argument.name << ' ' << argument.type
-              << (argument.standard.empty() ? "" : " (" + argument.standard + ")") << '\n';
-  }
+  std::cout << overload.signature;
   std::vector<std::string> printed;
   for (const Row& row : overload.rows) {
     if (std::ranges::find(printed, row.bytes.flags) == printed.end()) {
@@ -161,15 +128,6 @@ void Print(const Overload& overload) {
   }
 }
 
-Status RunShow(const ShowOptions& options) {
-  const auto overloads = ObserveAll(options);
-  for (const Overload& overload : overloads) {
-    std::cout << (&overload == &overloads.front() ? "" : "\n");
-    Print(overload);
-  }
-  return Status::kGood;
-}
-
 }  // namespace
 
 Work SetUpShow(CLI::App& app) {
@@ -177,7 +135,14 @@ Work SetUpShow(CLI::App& app) {
   const auto options = std::make_shared<ShowOptions>();
   app.add_option("METHOD", options->method, "The method's name")->required();
   AddHost(app, options->host);
-  return [options] { return RunShow(*options); };
+  return [options] {
+    const auto overloads = ObserveAll(*options);
+    for (const Overload& overload : overloads) {
+      std::cout << (&overload == &overloads.front() ? "" : "\n");
+      Print(overload);
+    }
+    return Status::kGood;
+  };
 }
 
 }  // namespace devhost::program

@@ -2,29 +2,26 @@
 #pragma once
 
 #include <functional>
-#include <optional>
 #include <string>
 
-#include "rastel-host/failure.h"
+#include "rastel-host/program.h"
 
 namespace devhost::program {
 
-/// Runs `work`, which gives an exit status, in a child process, and gives the status to end with. If the
-/// child ended otherwise, `fail` tells why, and gives the status. Signals that ask this process to end reach
-/// the child, and end both.
+/// Runs `work`, which gives an exit status, in a child process, and gives the status to end with. If the work
+/// crashes or ends the process, `fail` tells it, and gives the status. Signals that ask this process to end
+/// reach the child, and end both.
 int Supervise(const std::function<int()>& work, const std::function<int(Status, const std::string&)>& fail);
 
 /// What is being done with the plug-in from now on, should it end the process: "loading 'rastel.so'", with
-/// `status` for an end without a crash.
-void NowDoing(const std::string& what, Status status);
+/// `status` for an end without a crash. `tellAccess` adds to a crash what the address that was accessed is.
+void NowDoing(const std::string& what, Status status,
+              const std::function<std::string(const void* address)>& tellAccess = nullptr);
 
-struct Crash {
-  std::string signal;   // "SIGSEGV"
-  const void* address;  // that was accessed; null if the signal has none
-};
+/// Calls `act` in a process of its own, whose crashes nobody is told of, and waits for its end.
+void TryApart(const std::function<void()>& act);
 
-/// Runs `work`. A crash in it is given back; what `work` held is lost then, so that the process should tell
-/// the crash and end.
-std::optional<Crash> CatchCrash(const std::function<void()>& work);
+/// Zeros that processes forked from now on share with this one. Throws std::bad_alloc.
+void* SharedMemory(std::size_t size);
 
 }  // namespace devhost::program

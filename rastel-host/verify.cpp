@@ -13,7 +13,7 @@ using Bytes = std::vector<std::uint8_t>;
 
 oracle::Image Colours(const Image& image) {
   oracle::Image colours{.width = image.width, .height = image.height};
-  for (const Rgba& pixel : image.pixels) {
+  for (const Pixel& pixel : image.pixels) {
     colours.pixels.push_back({pixel.red, pixel.green, pixel.blue});
   }
   return colours;

@@ -192,7 +192,7 @@ expect 0 '^$' high.PNG out.png
 expect_shell 0 '"rows":8,"stride":120,"offset":0,"verified":\["picture","bytes"\],"findings":\[\]' \
   "convert photo.png out.raw --stride 120 --band 3:-1 --verify --json | tr -d ' \n'"
 expect_shell 5 '"status":5,"message":"missing.png:cannot' "convert missing.png out.raw --json | tr -d '\n '"
-expect 1 'the result is nil: never.raw is not written' photo.png never.raw --fail newPicture@1
+expect 1 'the method did not succeed: never.raw is not written' photo.png never.raw --fail newPicture@1
 
 # Pictures that are none.
 expect 5 'missing.png: cannot be read \(No such file' missing.png never.png
