@@ -7,6 +7,7 @@
 #include "rastel-host/files.h"
 #include "rastel-host/image.h"
 #include "rastel-host/options.h"
+#include "rastel-host/output.h"
 #include "rastel-host/program.h"
 
 namespace devhost::program {
@@ -62,7 +63,7 @@ std::string WrittenArguments::PlaceOf(const void* address) const {
     if (distance < least) {
       least = distance;
       place = name + ": offset " + std::to_string(offset);
-      place += distance == 0 ? "" : ", " + std::to_string(distance) + (distance == 1 ? " byte" : " bytes");
+      place += distance == 0 ? "" : ", " + Count(distance, "byte");
       place += offset < 0 ? " ahead of its first one" : distance > 0 ? " behind its last one" : "";
     }
   }

@@ -208,12 +208,9 @@ class Caller {
       std::cout << Bad("exception") << ": " << text(report["exception"]) << '\n';
     }
     for (const Json& block : report["blocks"]) {
-      const std::size_t count = block["bytesWritten"];
-      std::cout << text(block["argument"]) << ": "
-                << (count == 0
-                        ? "no byte written"
-                        : std::to_string(count) + " bytes written; it begins " + text(block["beginning"]))
-                << '\n';
+      const std::int64_t count = block["bytesWritten"];
+      std::cout << text(block["argument"]) << ": " << (count == 0 ? "no byte" : Count(count, "byte"))
+                << " written" << (count == 0 ? "" : "; it begins " + text(block["beginning"])) << '\n';
     }
     for (const std::string& loss : losses_) {
       std::cout << Bad("balance") << ": " << loss << '\n';

@@ -93,8 +93,8 @@ Status RunList(const ListOptions& options) {
     PrintReport();
   } else {
     const auto extending = std::ranges::count_if(methods, &Registration::extendsPicture);
-    std::cout << session.plugin() << ": " << methods.size() << " methods, " << extending
-              << " of them of Picture; definition version " << session->pluginVersion() << '\n';
+    std::cout << session.plugin() << ": " << Count(std::ssize(methods), "method") << ", " << extending
+              << " of Picture; definition version " << session->pluginVersion() << '\n';
     PrintFamilies(methods);
   }
   for (const std::string& complaint : session->complaints) {

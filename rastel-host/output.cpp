@@ -70,6 +70,10 @@ void SayStep(const std::string& line) {
   }
 }
 
+std::string Count(std::int64_t number, const std::string& unit) {
+  return std::to_string(number) + ' ' + unit + (number == 1 ? "" : "s");
+}
+
 std::string Bad(const std::string& text) {
   return HasColours(STDOUT_FILENO) ? "\033[31m" + text + "\033[0m" : text;
 }

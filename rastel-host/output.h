@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <nlohmann/json_fwd.hpp>
 #include <string>
 #include <string_view>
@@ -24,6 +25,9 @@ void RequireOutput();
 void SetTalk(int level);
 void Say(const std::string& line);
 void SayStep(const std::string& line);
+
+/// "1 byte", "2 bytes".
+std::string Count(std::int64_t number, const std::string& unit);
 
 /// `text` in red, if standard output is a terminal on which colours are welcome.
 std::string Bad(const std::string& text);

@@ -109,8 +109,7 @@ Image ReadPixels(const std::string& path, const RawForm& form) {
   Image image = ReadImage(path);
   const auto lost = std::ranges::count_if(image.pixels, [](Pixel pixel) { return pixel.fourth != 255; });
   if (lost > 0) {
-    Say(path + ": not used: the alpha of " + std::to_string(lost) +
-        " pixels, since the host's pictures have none");
+    Say(path + ": not used: the alpha of " + Count(lost, "pixel") + ", since the host's pictures have none");
   }
   return image;
 }

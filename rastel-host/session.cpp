@@ -151,7 +151,7 @@ std::vector<std::string> Session::FaultsNotDue() const {
         ": that call gives something back, or a host cannot do without it; name its entry";
     lines.push_back(std::string(OptionOf(fault)) + ' ' + fault.entry + '@' + std::to_string(fault.from + 1) +
                     " never came due" +
-                    (calls > fault.from ? kSpared : " (such calls: " + std::to_string(calls) + ")"));
+                    (calls > fault.from ? kSpared : " (there were " + Count(calls, "such call") + ")"));
   }
   return lines;
 }

@@ -95,9 +95,9 @@ def add_kind(depth, colour, interlaced, transparent):
     if transparent:  # the first pixel's value
         value = b"\xff" * every[0][0] + b"\0" if colour == 3 else struct.pack(f">{channels}H", *every[0])
         extra += chunk(b"tRNS", value)
-        said = f"alpha of {every.count(every[0])} pixels"
+        said = f"alpha of {every.count(every[0])} pixel"
     elif channels in (2, 4):
-        said = f"alpha of {sum(pixel[-1] >> depth - 8 < 255 for pixel in every)} pixels"
+        said = f"alpha of {sum(pixel[-1] >> depth - 8 < 255 for pixel in every)} pixel"
     name = f"kind-{colour}-{depth}-{interlaced:d}-{transparent:d}"
     write(name + ".png", png(rows, depth, colour, interlaced, extra))
     write(name, bytes(byte for pixel in every for byte in opened(pixel, depth, colour)))
