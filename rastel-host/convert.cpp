@@ -186,13 +186,16 @@ class Conversion {
     }
   }
 
+  CallResult CallShown(const std::string& method, const std::vector<Value>& arguments) const {
+    const Progress progress("calling " + method);
+    return session_.Call(method, {arguments, {}});
+  }
+
   /// Calls a method and tells the exception that it raised.
   CallResult Call(const std::string& method, const std::vector<Value>& arguments) const {
     SayStep("calling " + method);
     NowDoing("calling " + method + " of '" + session_.plugin() + "'", Status::kCrash);
-    const Progress progress("calling " + method);
-    CallResult result = session_.Call(method, {arguments, {}});
-    Progress::Clear();
+    CallResult result = CallShown(method, arguments);
     if (result.exception) {
       Wrong("exception: " + ExceptionText(*result.exception));
     }

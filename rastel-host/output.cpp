@@ -24,9 +24,10 @@ bool IsCapable(int descriptor) {
   return isatty(descriptor) != 0 && terminal != nullptr && std::string_view(terminal) != "dumb";
 }
 
-bool HasColours(int descriptor) {
-  const char* forbidden = std::getenv("NO_COLOR");
-  return IsCapable(descriptor) && (forbidden == nullptr || *forbidden == '\0');
+void ShowInPlace(const std::string& line) {
+  if (talk >= 0 && IsCapable(STDERR_FILENO)) {
+    std::cerr << "\r\033[K" << line << std::flush;
+  }
 }
 
 }  // namespace
@@ -75,7 +76,9 @@ std::string Count(std::int64_t number, const std::string& unit) {
 }
 
 std::string Bad(const std::string& text) {
-  return HasColours(STDOUT_FILENO) ? "\033[31m" + text + "\033[0m" : text;
+  const char* forbidden = std::getenv("NO_COLOR");
+  const bool isAllowed = forbidden == nullptr || *forbidden == '\0';
+  return isAllowed && IsCapable(STDOUT_FILENO) ? "\033[31m" + text + "\033[0m" : text;
 }
 
 std::size_t OutputWidth() {
@@ -103,14 +106,12 @@ std::string Wrapped(std::string_view text, std::size_t indent, std::size_t width
   return lines + '\n';
 }
 
-void Progress::Show(const std::string& line) {
-  if (talk >= 0 && IsCapable(STDERR_FILENO)) {
-    std::cerr << "\r\033[K" << line << std::flush;
-  }
+Progress::Progress(const std::string& line) {
+  ShowInPlace(line);
 }
 
-void Progress::Clear() {
-  Show("");
+Progress::~Progress() {
+  ShowInPlace("");
 }
 
 }  // namespace devhost::program

@@ -42,12 +42,10 @@ std::string Wrapped(std::string_view text, std::size_t indent, std::size_t width
 /// One line on a terminal that tells what takes its time; nothing elsewhere, and gone with its end.
 class Progress {
  public:
-  explicit Progress(const std::string& line) { Show(line); }
-  ~Progress() { Clear(); }
+  explicit Progress(const std::string& line);
+  ~Progress();
   Progress(const Progress&) = delete;
   Progress& operator=(const Progress&) = delete;
-  static void Show(const std::string& line);
-  static void Clear();  // to make room for other lines
 };
 
 }  // namespace devhost::program
