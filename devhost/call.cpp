@@ -238,6 +238,7 @@ std::vector<const Registration*> Host::MethodsNamed(std::string_view name) const
   return overloads;
 }
 
+// NOLINTNEXTLINE(readability-make-member-function-const): the host is not the same afterwards
 CallResult Host::Call(std::string_view method, const Arguments& arguments) {
   return CallMatch(PickOverload(MethodsNamed(method), arguments));
 }
