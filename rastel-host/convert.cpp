@@ -40,7 +40,7 @@ struct ConvertOptions {
   RawForm raw;  // of those of them that are raw; the layout also of the way between
   std::optional<std::int32_t> alpha;
   std::optional<std::string> mask;
-  std::int32_t first = 0, last = -1;  // rows to copy back, both included; -1 is the last one
+  oracle::Lines band = {0, -1};  // rows to copy back, both included; -1 is the last one
   bool flip = false;
   bool verify = false;
 };
@@ -53,17 +53,12 @@ bool HasAlpha(const std::string& letters) {
   return letters.find('A') != std::string::npos;
 }
 
-void ParseBand(const std::string& word, ConvertOptions& options) {
+oracle::Lines ParseBand(const std::string& word) {
   const auto colon = word.find(':');
   if (colon == std::string::npos) {
-    throw CLI::ValidationError("--band", "expected FIRST:LAST, such as 0:99, got '" + word + "'");
+    Unexpected("FIRST:LAST, such as 0:99", word);
   }
-  try {
-    options.first = ParseInteger(word.substr(0, colon), 0);
-    options.last = ParseInteger(word.substr(colon + 1), -1);
-  } catch (const Failure& failure) {
-    throw CLI::ValidationError("--band", failure.what());
-  }
+  return {ParseInteger(word.substr(0, colon), 0), ParseInteger(word.substr(colon + 1), -1)};
 }
 
 void CheckOptions(const ConvertOptions& options) {
@@ -140,19 +135,19 @@ class Conversion {
 
   /// Throws Failure (kUsage) if the options do not fit a copy of this size.
   void PlanCopy(Size size) {
-    const std::int32_t last = options_.last < 0 ? size.height - 1 : options_.last;
-    if (options_.first > last || last >= size.height) {
+    const auto [first, end] = options_.band;
+    const std::int64_t last = end < 0 ? size.height - 1 : end;
+    if (first > last || last >= size.height) {
       Misuse("--band: expected rows from 0 to " + std::to_string(size.height - 1) +
-             ", the first not after the last, got " + std::to_string(options_.first) + ":" +
-             std::to_string(options_.last));
+             ", the first not after the last, got " + std::to_string(first) + ":" + std::to_string(end));
     }
     copy_.layout = letters_ == "Y" ? "G" : letters_;
     if (options_.mask) {
       std::ranges::replace(copy_.layout, 'A', 'M');
     }
-    copied_ = {size.width, last - options_.first + 1};
+    copied_ = {size.width, static_cast<std::int32_t>(last - first + 1)};
     copy_.width = size.width;
-    copy_.lines = {options_.first, last};
+    copy_.lines = {first, last};
     copy_.offset = options_.raw.offset;
     copy_.pixelBytes = buffer_.pixelBytes;
     copy_.destRowBytes = RowBytes(options_.raw, size.width);
@@ -287,29 +282,20 @@ Work SetUpConvert(CLI::App& app) {
   const auto options = std::make_shared<ConvertOptions>();
   app.add_option("IN", options->in, "The PNG picture or raw bytes to send through the plug-in")->required();
   app.add_option("OUT", options->out, "Where what came back goes")->required();
-  app.add_option("--layout", options->raw.layout,
-                 "RGB (which it is if not given), BGR, ARGB, ABGR, RGBA, BGRA,\n"
-                 "XRGB, XBGR, RGBX, BGRX, gray, R, G or B")
-      ->type_name("NAME")
-      ->transform(OneOf(kLayouts));
-  app.add_option("--size", options->raw.size, "The size of IN, if that is raw bytes")
-      ->type_name("WxH")
-      ->transform(SizeWord());
-  app.add_option("--stride", options->raw.stride, "Bytes from row to row; else rows are packed")
-      ->type_name("N")
-      ->transform(Integer(1));
-  app.add_option("--offset", options->raw.offset, "Bytes ahead of the first row (0)")
-      ->type_name("N")
-      ->transform(Integer(0));
-  CLI::Option* alpha = app.add_option("--alpha", options->alpha, "The alpha of the way back (255)");
-  alpha->type_name("N")->transform(Integer(0, kOpaque));
+  AddOption(app, "--layout", "NAME", options->raw.layout, OneOf(kLayouts),
+            "RGB (which it is if not given), BGR, ARGB, ABGR, RGBA, BGRA,\n"
+            "XRGB, XBGR, RGBX, BGRX, gray, R, G or B");
+  AddOption(app, "--size", "WxH", options->raw.size, ParseSize, "The size of IN, if that is raw bytes");
+  AddOption(app, "--stride", "N", options->raw.stride, IntegerFrom(1),
+            "Bytes from row to row; else rows are packed");
+  AddOption(app, "--offset", "N", options->raw.offset, IntegerFrom(0), "Bytes ahead of the first row (0)");
+  CLI::Option* alpha = AddOption(app, "--alpha", "N", options->alpha, IntegerFrom(0, kOpaque),
+                                 "The alpha of the way back (255)");
   app.add_option("--mask", options->mask, "A PNG picture whose green, inverted, is that alpha")
       ->type_name("FILE")
       ->excludes(alpha);
-  app.add_option_function<std::string>(
-         "--band", [options](const std::string& word) { ParseBand(word, *options); },
-         "The rows to copy back, both included; LAST -1 is the last one")
-      ->type_name("FIRST:LAST");
+  AddOption(app, "--band", "FIRST:LAST", options->band, ParseBand,
+            "The rows to copy back, both included; LAST -1 is the last one");
   app.add_flag("--flip", options->flip, "Take the rows from bottom to top on the way there");
   app.add_flag("--verify", options->verify, "Hold every byte, there and back, against what it has to be");
   AddHost(app, options->host);

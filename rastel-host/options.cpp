@@ -18,26 +18,17 @@ bool Read(std::string_view word, Number& number) {
   return error == std::errc() && end == word.data() + word.size();
 }
 
-/// CLI11's check that `parse` takes the word, and gives what CLI11 is to read.
-template <typename Parse>
-CLI::Validator Checked(Parse parse) {
-  return {[parse](std::string& word) {
-            try {
-              word = parse(word);
-              return std::string();
-            } catch (const Failure& failure) {
-              return std::string(failure.what());
-            }
-          },
-          ""};
-}
-
-std::string ParseVersion(const std::string& word) {
+double ParseVersion(const std::string& word) {
   double version = 0;
   if (!Read(word, version) || !std::isfinite(version) || version < 0) {
     Unexpected("a version such as 2013.04", word);
   }
-  return word;
+  return version;
+}
+
+Kind ParseKind(const std::string& word) {
+  const std::vector<std::string> kinds(std::begin(kKindNames), std::end(kKindNames));
+  return static_cast<Kind>(std::ranges::find(kinds, OneOf(kinds)(word)) - kinds.begin());
 }
 
 /// An option for calls that go wrong, as often as wanted.
@@ -105,53 +96,28 @@ bool IsDigits(std::string_view word) {
   return !word.empty() && std::all_of(word.begin(), word.end(), [](char c) { return c >= '0' && c <= '9'; });
 }
 
-CLI::Validator Integer(std::int32_t least, std::int32_t most) {
-  // CLI11 would take a leading 0 for octal.
-  return Checked([=](const std::string& word) { return std::to_string(ParseInteger(word, least, most)); });
-}
-
-CLI::Validator SizeWord() {
-  return Checked([](const std::string& word) {
-    ParseSize(word);
-    return word;
-  });
-}
-
-CLI::Validator OneOf(const std::vector<std::string>& names) {
-  return Checked([names](const std::string& word) {
+std::function<std::string(const std::string&)> OneOf(const std::vector<std::string>& names) {
+  return [names](const std::string& word) {
     if (std::ranges::find(names, word) == names.end()) {
       throw Failure(Status::kUsage, "expected one of " + CLI::detail::join(names, ", ") + ", got '" + word +
                                         "'" + Nearest(word, names));
     }
     return word;
-  });
-}
-
-bool lexical_cast(const std::string& word, Size& size) {
-  size = ParseSize(word);
-  return true;
+  };
 }
 
 void AddHost(CLI::App& app, HostSettings& settings) {
   app.add_option("--plugin", settings.plugin, "The plug-in's file; else rastel.so is looked for (see -v)")
       ->type_name("FILE");
-  app.add_option("--host-version", settings.version, "The host's version (2013.04)")
-      ->type_name("V")
-      ->check(Checked(ParseVersion));
-  const std::vector<std::string> kinds(std::begin(kKindNames), std::end(kKindNames));
-  app.add_option_function<std::string>(
-         "--kind",
-         [&settings, kinds](const std::string& word) {
-           settings.kind = static_cast<Kind>(std::ranges::find(kinds, word) - kinds.begin());
-         },
-         "The kind of host: desktop, console, web, unknown")
-      ->type_name("KIND")
-      ->check(OneOf(kinds));
-  app.add_option("--pixel-type", settings.pixelType,
-                 "The pictures' pixel type: 13 or 12 on a desktop host, 8 on others;\n"
-                 "16: pictures to read have 16 bits a pixel, and are read through a copy")
-      ->type_name("N")
-      ->check(OneOf({"8", "12", "13", "16"}));
+  AddOption(app, "--host-version", "V", settings.version, ParseVersion, "The host's version (2013.04)");
+  AddOption(app, "--kind", "KIND", settings.kind, ParseKind,
+            "The kind of host: desktop, console, web, unknown");
+  const auto parsePixelType = [](const std::string& word) {
+    return ParseInteger(OneOf({"8", "12", "13", "16"})(word));
+  };
+  AddOption(app, "--pixel-type", "N", settings.pixelType, parsePixelType,
+            "The pictures' pixel type: 13 or 12 on a desktop host, 8 on others;\n"
+            "16: pictures to read have 16 bits a pixel, and are read through a copy");
   app.add_option("--without", settings.without, "A host that lacks this entry or function; repeatable")
       ->type_name("ENTRY")
       ->allow_extra_args(false);

@@ -3,6 +3,7 @@
 
 #include <CLI/CLI.hpp>
 #include <cstdint>
+#include <functional>
 #include <limits>
 #include <string>
 #include <string_view>
@@ -30,14 +31,25 @@ std::vector<std::int32_t> ParseIntegers(std::string_view word);  // "[1,2,3]", "
 /// True for one digit or more and nothing else.
 bool IsDigits(std::string_view word);
 
-/// Checks for CLI11: they refuse a word with a message. What the help shows of them is the option's
-/// type_name().
-CLI::Validator Integer(std::int32_t least = kLeastInteger, std::int32_t most = kMostInteger);
-CLI::Validator SizeWord();
-CLI::Validator OneOf(const std::vector<std::string>& names);
+/// Each gives a function that reads a word likewise.
+inline auto IntegerFrom(std::int32_t least, std::int32_t most = kMostInteger) {
+  return [=](const std::string& word) { return ParseInteger(word, least, most); };
+}
+std::function<std::string(const std::string&)> OneOf(const std::vector<std::string>& names);
 
-/// How CLI11 reads a size.
-bool lexical_cast(const std::string& word, Size& size);  // NOLINT(readability-identifier-naming)
+/// An option whose word `parse` reads: CLI11 itself takes 010, 0x10 and 1e9 for integers.
+template <typename Target, typename Parse>
+CLI::Option* AddOption(CLI::App& app, const std::string& name, const char* type, Target& target, Parse parse,
+                       const std::string& help) {
+  const auto read = [=, &target](const std::string& word) {
+    try {
+      target = parse(word);
+    } catch (const Failure& failure) {
+      throw CLI::ValidationError(name, failure.what());
+    }
+  };
+  return app.add_option_function<std::string>(name, read, help)->type_name(type);
+}
 
 /// The host to emulate.
 void AddHost(CLI::App& app, HostSettings& settings);
