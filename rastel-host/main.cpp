@@ -102,8 +102,8 @@ void ParseWords(CLI::App& app, Words words) {
   const auto mark = std::ranges::find(words, "--");
   const Words before(words.begin(), mark);
   hasJson = std::ranges::find(before, "--json") != before.end();
-  CheckWords(app, before);
   Report()["verb"] = before.empty() ? "" : before[0];
+  CheckWords(app, before);
   if (mark != words.end() && words[0] == "call") {
     std::for_each(words.erase(mark), words.end(), CheckArgument);
   }

@@ -23,6 +23,7 @@ Examples:
 
 struct ShowOptions {
   HostSettings host;
+  bool json = false;
   std::string method;
 };
 
@@ -36,7 +37,8 @@ struct Row {
 
 /// One overload, and what was found out.
 struct Overload {
-  std::string signature;  // the declaration, and a line for each argument
+  std::string declaration;
+  std::string signature;  // that, and a line for each argument
   std::vector<Row> rows;
   std::string problem;  // why there is no table
 };
@@ -81,7 +83,7 @@ std::vector<Overload> ObserveAll(const ShowOptions& options) {
     const auto methods = session.MethodsNamed(options.method);
     for (std::size_t i = 0; i < methods.size(); ++i) {
       if (i == overloads.size()) {
-        overloads.push_back({SignatureOf(*methods[i]), {}, {}});
+        overloads.push_back({methods[i]->declaration, SignatureOf(*methods[i]), {}, {}});
       }
       AddBytes(overloads[i], session, *methods[i], type);
     }
@@ -128,6 +130,29 @@ void Print(const Overload& overload) {
   }
 }
 
+Json RecordOf(const Overload& overload) {
+  Json rows = Json::array();
+  for (const auto& [bytes, types] : overload.rows) {
+    rows.push_back(
+        {{"where", bytes.where}, {"pixelTypes", types}, {"flags", bytes.flags}, {"bytes", bytes.cells}});
+  }
+  return {{"declaration", overload.declaration}, {"rows", rows}, {"problem", overload.problem}};
+}
+
+Status RunShow(const ShowOptions& options) {
+  const auto overloads = ObserveAll(options);
+  if (options.json) {
+    std::ranges::transform(overloads, std::back_inserter(Report()["overloads"]), RecordOf);
+    PrintReport();
+    return Status::kGood;
+  }
+  for (const Overload& overload : overloads) {
+    std::cout << (&overload == &overloads.front() ? "" : "\n");
+    Print(overload);
+  }
+  return Status::kGood;
+}
+
 }  // namespace
 
 Work SetUpShow(CLI::App& app) {
@@ -135,14 +160,8 @@ Work SetUpShow(CLI::App& app) {
   const auto options = std::make_shared<ShowOptions>();
   app.add_option("METHOD", options->method, "The method's name")->required();
   AddHost(app, options->host);
-  return [options] {
-    const auto overloads = ObserveAll(*options);
-    for (const Overload& overload : overloads) {
-      std::cout << (&overload == &overloads.front() ? "" : "\n");
-      Print(overload);
-    }
-    return Status::kGood;
-  };
+  AddJson(app, options->json);
+  return [options] { return RunShow(*options); };
 }
 
 }  // namespace devhost::program

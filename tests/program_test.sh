@@ -78,6 +78,8 @@ expect 0 'type 13 +255 +byte 0 +byte 0 +byte 0 .*byte 0 \* Red / 256 +byte 0 \* 
 expect 0 'FlipVertically = false: .*type 8 +byte 2 +byte 1 +byte 0 +0 .*FlipVertically = true: .*type 13 +255 +byte 8' \
   "${show[@]}" MemoryblockRGBAtoPictureKVZ
 expect 0 '8 +red +kept +next red +kept$' "${show[@]}" CopyRtoMemoryblockKVZ
+expect 0 '"verb": "show",.*"pixelTypes": "13, 12, 8", +"flags": "", +"bytes": \[ +"kept", +"red", +"green", +"blue" +\]' \
+  "${show[@]}" CopyXRGBtoMemoryblockKVZ --json
 expect 0 '255 - mask$' "${show[@]}" CopyBGRAtoMemoryblockKVZ
 expect 0 'no table of bytes: the method did not succeed' "${show[@]}" MemoryblockRGBtoPictureKVZ --without newPicture --without memoryBlockGetPtr
 expect 2 "no method 'CopyXRGBtoMemoryblockKV'; the nearest is" "${show[@]}" CopyXRGBtoMemoryblockKV
