@@ -47,14 +47,14 @@ void Run(const std::string& otherPlugin, const std::string& filter) {
 }  // namespace
 
 int main(int argumentCount, char** arguments) {
-  std::string otherPlugin;
-  std::string filter;
-  CLI::App options("Measures the plug-in");
-  options.add_option("--against", otherPlugin, "another plug-in, which alone takes turns with it")
-      ->check(CLI::ExistingFile);
-  options.add_option("--filter", filter, "only cases whose name contains this");
-  CLI11_PARSE(options, argumentCount, arguments);
   try {
+    std::string otherPlugin;
+    std::string filter;
+    CLI::App options("Measures the plug-in");
+    options.add_option("--against", otherPlugin, "another plug-in, which alone takes turns with it")
+        ->check(CLI::ExistingFile);
+    options.add_option("--filter", filter, "only cases whose name contains this");
+    CLI11_PARSE(options, argumentCount, arguments);
     Run(otherPlugin.empty() ? "" : std::filesystem::absolute(otherPlugin).string(), filter);
   } catch (const std::exception& error) {
     std::cerr << error.what() << "\n";
