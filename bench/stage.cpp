@@ -244,19 +244,18 @@ void Stage::Check(Contestant& contestant) const {
     std::memset(task_.destination.At(0, y), kBefore, rowBytes);
   }
   TakeFirstTurn(contestant);
-  if (!contestant.hasSameBytes) {
-    return;
-  }
-  for (std::size_t i = 0; i < expected_.size(); ++i) {
-    const auto y = static_cast<int>(i / rowBytes);
-    if (task_.destination.At(0, y)[i % rowBytes] == expected_[i]) {
-      continue;
+  const bool isChecked = contestant.hasSameBytes;
+  const std::uint8_t* expected = expected_.data();
+  for (int y = 0; y < task_.height && isChecked; ++y, expected += rowBytes) {
+    const std::uint8_t* actual = task_.destination.At(0, y);
+    for (std::size_t i = 0; i < rowBytes; ++i) {
+      const bool isSame = actual[i] == expected[i];
+      if (!isSame && (contestant.role != Role::kPeer || IsChannel(layout[i % layout.size()]))) {
+        throw std::runtime_error(one_.Name() + ": " + contestant.name + " gives a wrong byte " +
+                                 std::to_string(i) + " in row " + std::to_string(y));
+      }
+      contestant.hasSameBytes &= isSame;
     }
-    if (contestant.role != Role::kPeer || IsChannel(layout[i % layout.size()])) {
-      throw std::runtime_error(one_.Name() + ": " + contestant.name + " gives a wrong byte " +
-                               std::to_string(i % rowBytes) + " in row " + std::to_string(y));
-    }
-    contestant.hasSameBytes = false;
   }
 }
 
