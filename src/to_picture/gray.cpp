@@ -67,7 +67,7 @@ REALpictureStruct* WeightedGrayToPicture(const Buffer& buffer, std::int32_t pixe
     return BufferToPicture(nullptr, buffer, format);
   }
   pixels::ChannelTables tables;
-  for (std::size_t channel = 0; channel < weights.size(); ++channel) {
+  for (std::size_t channel = 0; channel < 3; ++channel) {
     FillTable(tables.values[channel], weights[channel]);
   }
   format.tables = &tables;
@@ -82,7 +82,7 @@ REALpictureStruct* PaletteToPicture(const Buffer& buffer, std::int32_t pixelByte
   // The host is asked for all bounds before any element.
   const std::int32_t bounds[] = {UpperBound(arrays[0]), UpperBound(arrays[1]), UpperBound(arrays[2])};
   pixels::ChannelTables tables;
-  for (std::size_t channel = 0; channel < arrays.size(); ++channel) {
+  for (std::size_t channel = 0; channel < 3; ++channel) {
     FillTable(tables.values[channel], arrays[channel], bounds[channel]);
   }
   return FillPicture(nullptr, buffer,
