@@ -10,9 +10,9 @@ namespace bench {
 
 /// A method, with pictures of some pixel types.
 struct Row {
-  const char* family;    // in words: rows of one name are one family
-  const char* method;    // as registered
-  const char* overload;  // a piece of its declaration that no other overload has
+  std::string family;    // in words: rows of one name are one family
+  std::string method;    // as registered
+  std::string overload;  // a piece of its declaration that no other overload has
   int step;              // bytes from pixel to pixel of the buffer
   std::vector<int> pixelTypes;
 };
@@ -33,7 +33,8 @@ struct Case {
   const Size* size;
 
   std::string Name() const;
-  std::string Layout() const;  // of the buffer's pixels
+  bool MakesPicture() const { return !row->method.starts_with("Copy"); }
+  bool HasMask() const { return row->overload == "MaskForAlpha"; }
 };
 
 std::span<const Size> Sizes();

@@ -87,26 +87,27 @@ std::function<void()> ApplyColorMap(const Task& task) {
 
 }  // namespace
 
-void AddOpenCv(const Task& task, std::vector<Contestant>& contestants) {
+Peer OpenCvPeer(const Task& task) {
   cv::setNumThreads(1);
-  const auto add = [&](const char* name, std::function<void()> run, bool isChecked = true) {
-    contestants.emplace_back(Role::kPeer, name, std::move(run), isChecked);
-  };
   if (task.weights) {
-    add("OpenCV transform", Transform(task), kOnlySameTraffic);
-  } else if (task.palettes) {
-    if (task.destination.layout == "RGB") {
-      add("OpenCV applyColorMap", ApplyColorMap(task));
-    }
-  } else if (task.destination.bytes() == 1) {
-    add("OpenCV extractChannel", ExtractChannel(task));
-  } else if (const int code = CodeOf(task); code >= 0) {
-    add("OpenCV cvtColor", CvtColor(task, code));
-  } else if (task.source.layout == "Y") {
-    add("OpenCV cvtColor", CvtColor(task, cv::COLOR_GRAY2BGRA), kOnlySameTraffic);
-  } else {
-    add("OpenCV mixChannels", MixChannels(task));
+    return Contestant(Role::kPeer, "OpenCV transform", Transform(task), kOnlySameTraffic);
   }
+  if (task.palettes && task.destination.layout == "RGB") {
+    return Contestant(Role::kPeer, "OpenCV applyColorMap", ApplyColorMap(task));
+  }
+  if (task.palettes) {
+    return std::nullopt;
+  }
+  if (task.destination.bytes() == 1) {
+    return Contestant(Role::kPeer, "OpenCV extractChannel", ExtractChannel(task));
+  }
+  if (const int code = CodeOf(task); code >= 0) {
+    return Contestant(Role::kPeer, "OpenCV cvtColor", CvtColor(task, code));
+  }
+  if (task.source.layout == "Y") {
+    return Contestant(Role::kPeer, "OpenCV cvtColor", CvtColor(task, cv::COLOR_GRAY2BGRA), kOnlySameTraffic);
+  }
+  return Contestant(Role::kPeer, "OpenCV mixChannels", MixChannels(task));
 }
 
 }  // namespace bench

@@ -12,25 +12,6 @@ namespace {
 
 using YuvFunction = int (*)(const std::uint8_t*, int, std::uint8_t*, int, int, int);
 
-struct Entry {
-  const char* name;
-  YuvFunction function;
-};
-
-/// Null if there is none.
-const Entry* EntryFor(const Task& task) {
-  static const std::map<std::string, Entry> entries = {
-      {"RGB to BGRA", {"libyuv RAWToARGB", libyuv::RAWToARGB}},
-      {"RGB to RGBA", {"libyuv RGB24ToARGB", libyuv::RGB24ToARGB}},
-      {"RGBA to RGB", {"libyuv ARGBToRGB24", libyuv::ARGBToRGB24}},
-      {"BGRA to RGB", {"libyuv ARGBToRAW", libyuv::ARGBToRAW}},
-      {"RGB to BGR", {"libyuv RAWToRGB24", libyuv::RAWToRGB24}},
-      {"BGR to RGB", {"libyuv RAWToRGB24", libyuv::RAWToRGB24}},
-  };
-  const auto entry = entries.find(task.Layouts());
-  return entry == entries.end() ? nullptr : &entry->second;
-}
-
 std::function<void()> Run(const Task& task, YuvFunction function) {
   return [&task, function] {
     function(task.source.first, task.source.rowStep, task.destination.first, task.destination.rowStep,
@@ -71,28 +52,40 @@ std::function<void()> Sum(const Task& task) {
 
 }  // namespace
 
-void AddYuv(const Task& task, std::vector<Contestant>& contestants) {
-  const auto add = [&](const char* name, std::function<void()> run, bool isChecked) {
-    contestants.emplace_back(Role::kPeer, name, std::move(run), isChecked);
+Peer YuvPeer(const Task& task) {
+  static const std::map<std::string, std::pair<const char*, YuvFunction>> functions = {
+      {"RGB to BGRA", {"libyuv RAWToARGB", libyuv::RAWToARGB}},
+      {"RGB to RGBA", {"libyuv RGB24ToARGB", libyuv::RGB24ToARGB}},
+      {"RGBA to RGB", {"libyuv ARGBToRGB24", libyuv::ARGBToRGB24}},
+      {"BGRA to RGB", {"libyuv ARGBToRAW", libyuv::ARGBToRAW}},
+      {"RGB to BGR", {"libyuv RAWToRGB24", libyuv::RAWToRGB24}},
+      {"BGR to RGB", {"libyuv RAWToRGB24", libyuv::RAWToRGB24}},
   };
-  if (const Entry* entry = EntryFor(task)) {
-    return add(entry->name, Run(task, entry->function), true);
-  }
-  if (task.source.bytes() != 4) {
-    return;
+  if (const auto entry = functions.find(task.Layouts()); entry != functions.end()) {
+    return Contestant(Role::kPeer, entry->second.first, Run(task, entry->second.second));
   }
   const std::string& to = task.destination.layout;
-  if (task.IsPlain() && to.size() == 4) {
-    add("libyuv ARGBShuffle", Shuffle(task), true);
-  } else if (task.weights && to.size() == 4) {
-    add("libyuv ARGBColorMatrix", ColorMatrix(task), kOnlySameTraffic);
-  } else if (task.HasMask()) {
-    add("libyuv ARGBAdd", Sum(task), kOnlySameTraffic);
-  } else if (to == "R") {
-    add("libyuv ARGBExtractAlpha", Run(task, libyuv::ARGBExtractAlpha), kOnlySameTraffic);
-  } else if (to == "RXXX") {
-    add("libyuv ARGBCopyAlpha", Run(task, libyuv::ARGBCopyAlpha), kOnlySameTraffic);
+  if (task.source.bytes() != 4) {
+    return std::nullopt;
   }
+  if (task.IsPlain() && to.size() == 4) {
+    return Contestant(Role::kPeer, "libyuv ARGBShuffle", Shuffle(task));
+  }
+  if (task.weights && to.size() == 4) {
+    return Contestant(Role::kPeer, "libyuv ARGBColorMatrix", ColorMatrix(task), kOnlySameTraffic);
+  }
+  if (task.HasMask()) {
+    return Contestant(Role::kPeer, "libyuv ARGBAdd", Sum(task), kOnlySameTraffic);
+  }
+  if (to == "R") {
+    return Contestant(Role::kPeer, "libyuv ARGBExtractAlpha", Run(task, libyuv::ARGBExtractAlpha),
+                      kOnlySameTraffic);
+  }
+  if (to == "RXXX") {
+    return Contestant(Role::kPeer, "libyuv ARGBCopyAlpha", Run(task, libyuv::ARGBCopyAlpha),
+                      kOnlySameTraffic);
+  }
+  return std::nullopt;
 }
 
 }  // namespace bench

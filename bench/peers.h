@@ -1,8 +1,7 @@
-// The libraries that a user might take instead. Each adds those of its functions that do `task`, which
-// outlives them.
+// The libraries that a user might take instead.
 #pragma once
 
-#include <vector>
+#include <optional>
 
 #include "bench/task.h"
 #include "bench/turns.h"
@@ -12,8 +11,11 @@ namespace bench {
 /// Not the colours that are asked for, where no function of the library gives them.
 constexpr bool kOnlySameTraffic = false;
 
-void AddYuv(const Task& task, std::vector<Contestant>& contestants);
-void AddSwscale(const Task& task, std::vector<Contestant>& contestants);
-void AddOpenCv(const Task& task, std::vector<Contestant>& contestants);
+using Peer = std::optional<Contestant>;
+
+// The function of each library that does `task`, which outlives it, if there is one.
+Peer YuvPeer(const Task& task);
+Peer SwscalePeer(const Task& task);
+Peer OpenCvPeer(const Task& task);
 
 }  // namespace bench

@@ -8,6 +8,7 @@
 #include <functional>
 #include <ostream>
 #include <set>
+#include <span>
 #include <utility>
 
 #include "pixels/targets.h"
@@ -17,14 +18,6 @@ namespace {
 
 /// Two measurements of the same code are apart by so much.
 constexpr double kLevel = 0.95;
-
-std::string Number(std::optional<double> number) {
-  char text[32] = "–";
-  if (number) {
-    std::snprintf(text, sizeof text, *number < 9.95 ? "%.2f" : "%.0f", *number);
-  }
-  return text;
-}
 
 /// "AMD EPYC, kernels of avx2, GNU 12.2.0, 2026-11-25".
 std::string Machine() {
@@ -42,58 +35,62 @@ std::string Machine() {
          date;
 }
 
-using Line = std::vector<std::string>;
+using Family = std::span<const Result>;
 
-/// The first of `lines` is the head. All but the first column are numbers.
-void WriteTable(const std::vector<Line>& lines, std::ostream& page) {
-  std::string rule = "| --- |";
-  for (std::size_t i = 1; i < lines.front().size(); ++i) {
-    rule += " ---: |";
-  }
-  rule += "\n";
-  page << "\n";
-  for (const Line& line : lines) {
-    page << "|";
-    for (const std::string& cell : line) {
-      page << " " << cell << " |";
-    }
-    page << "\n" << std::exchange(rule, "");
-  }
-}
-
-using Results = std::vector<const Result*>;
-
-/// Those of a family follow each other.
-std::vector<Results> ByFamily(const std::vector<Result>& results) {
-  std::vector<Results> families;
-  for (const Result& result : results) {
-    if (families.empty() || families.back().front()->one.row->family != std::string(result.one.row->family)) {
-      families.emplace_back();
-    }
-    families.back().push_back(&result);
+std::vector<Family> ByFamily(const std::vector<Result>& results) {
+  std::vector<Family> families;
+  for (auto first = results.begin(); first != results.end();) {
+    const auto last = std::find_if(first, results.end(), [&](const Result& result) {
+      return result.one.row->family != first->one.row->family;
+    });
+    families.emplace_back(first, last);
+    first = last;
   }
   return families;
 }
 
-using Figure = std::function<std::optional<double>(const Result&)>;
+/// What is told of each family, at one size.
+struct Column {
+  std::string name;
+  const Size* size;
+  std::function<std::optional<double>(const Result&)> figure;
+};
+
+Column TimesOf(Role role, const std::string& text, const Size& size) {
+  return {text + size.Name(), &size, [role](const Result& result) { return result.Times(role); }};
+}
 
 /// The geometric mean over the cases that have the figure.
-std::optional<double> Mean(const Results& family, const Size& size, const Figure& figure) {
+std::optional<double> Mean(const Family& family, const Column& column) {
   double sum = 0;
   int count = 0;
-  for (const Result* result : family) {
-    const auto one = result->one.size == &size ? figure(*result) : std::nullopt;
+  for (const Result& result : family) {
+    const auto one = result.one.size == column.size ? column.figure(result) : std::nullopt;
     sum += one ? std::log(*one) : 0;
     count += one ? 1 : 0;
   }
   return count == 0 ? std::nullopt : std::optional(std::exp(sum / count));
 }
 
+Table TableOf(const std::vector<Result>& results, const std::vector<Column>& columns) {
+  Table table = {{"conversion"}};
+  for (const Column& column : columns) {
+    table.front().push_back(column.name);
+  }
+  for (const Family& family : ByFamily(results)) {
+    auto& line = table.emplace_back(1, family.front().one.row->family);
+    for (const Column& column : columns) {
+      line.push_back(Number(Mean(family, column)));
+    }
+  }
+  return table;
+}
+
 /// Those that are the fastest for any case.
-std::string FastestPeers(const Results& family) {
+std::string FastestPeers(const Family& family) {
   std::set<std::string> names;
-  for (const Result* result : family) {
-    if (const Timing* peer = result->Fastest(Role::kPeer)) {
+  for (const Result& result : family) {
+    if (const Timing* peer = result.Fastest(Role::kPeer)) {
       names.insert((peer->hasSameBytes ? "" : "≈ ") + peer->name);
     }
   }
@@ -102,38 +99,6 @@ std::string FastestPeers(const Results& family) {
     text += (text.empty() ? "" : ", ") + name;
   }
   return text;
-}
-
-Figure TimesOf(Role role) {
-  return [role](const Result& result) { return result.Times(role); };
-}
-
-/// What is told of each family, at one size.
-struct Column {
-  std::string name;
-  const Size* size;
-  Figure figure;
-};
-
-void WriteFamilies(const std::vector<Result>& results, const std::vector<Column>& columns, bool withPeers,
-                   std::ostream& page) {
-  std::vector<Line> lines = {{"conversion"}};
-  for (const Column& column : columns) {
-    lines.front().push_back(column.name);
-  }
-  for (const Results& family : ByFamily(results)) {
-    Line& line = lines.emplace_back(Line{family.front()->one.row->family});
-    for (const Column& column : columns) {
-      line.push_back(Number(Mean(family, *column.size, column.figure)));
-    }
-    if (withPeers) {
-      line.push_back(FastestPeers(family));
-    }
-  }
-  if (withPeers) {
-    lines.front().emplace_back("fastest peers");
-  }
-  WriteTable(lines, page);
 }
 
 void WriteSlowerCases(const std::vector<Result>& results, Role role, std::ostream& page) {
@@ -166,58 +131,73 @@ std::optional<double> Result::Times(Role role) const {
 
 void WriteTables(const std::vector<Result>& results, std::ostream& page) {
   std::vector<Column> besideOthers;
-  std::vector<Column> alone;
   for (const auto& [text, role] :
        {std::pair("share of memcpy, ", Role::kMemcpy), {"× fastest peer, ", Role::kPeer}}) {
     for (const Size& size : Sizes()) {
       if (size.isComparedWithOthers) {
-        besideOthers.push_back({text + size.Name(), &size, TimesOf(role)});
+        besideOthers.push_back(TimesOf(role, text, size));
       }
     }
   }
+  Table table = TableOf(results, besideOthers);
+  auto line = table.begin();
+  line->push_back("fastest peers");
+  for (const Family& family : ByFamily(results)) {
+    (++line)->push_back(FastestPeers(family));
+  }
+  page << "Measured on: " << Machine() << "\n";
+  WriteTable(table, page);
+  WriteSlowerCases(results, Role::kPeer, page);
+
+  std::vector<Column> alone;
   for (const Size& size : Sizes()) {
     alone.push_back({size.Name(), &size, [](const Result& result) { return result.Seconds() * 1e6; }});
   }
-  page << "Measured on: " << Machine() << "\n";
-  WriteFamilies(results, besideOthers, true, page);
-  WriteSlowerCases(results, Role::kPeer, page);
   page << "\nMicroseconds a call; the buffer of 641 × 479 pixels begins at an odd address and has gaps:\n";
-  WriteFamilies(results, alone, false, page);
+  WriteTable(TableOf(results, alone), page);
 }
 
 void WriteComparison(const std::vector<Result>& results, std::ostream& page) {
   std::vector<Column> columns;
   for (const Size& size : Sizes()) {
-    columns.push_back({size.Name(), &size, TimesOf(Role::kOtherPlugin)});
+    columns.push_back(TimesOf(Role::kOtherPlugin, "", size));
   }
   page << "How many times as fast as the other plug-in:\n";
-  WriteFamilies(results, columns, false, page);
+  WriteTable(TableOf(results, columns), page);
   WriteSlowerCases(results, Role::kOtherPlugin, page);
   page << "\nFamilies below " << Number(kLevel) << ":\n\n";
-  for (const Results& family : ByFamily(results)) {
+  for (const Family& family : ByFamily(results)) {
     for (const Column& column : columns) {
-      const auto mean = Mean(family, *column.size, column.figure);
+      const auto mean = Mean(family, column);
       if (mean && *mean < kLevel) {
-        page << "- " << family.front()->one.row->family << ", " << column.name << ": " << Number(mean)
-             << "\n";
+        page << "- " << family.front().one.row->family << ", " << column.name << ": " << Number(mean) << "\n";
       }
     }
   }
 }
 
-void WriteTargets(const std::vector<TargetsResult>& results, std::ostream& page) {
-  std::vector<Line> lines = {{"conversion", "µs of the loop"}};
-  for (const Timing& timing : results.front().targets) {
-    lines.front().push_back("× " + timing.name);
+std::string Number(std::optional<double> number) {
+  char text[32] = "–";
+  if (number) {
+    std::snprintf(text, sizeof text, *number < 9.95 ? "%.2f" : "%.0f", *number);
   }
-  for (const TargetsResult& result : results) {
-    Line& line = lines.emplace_back(Line{result.kind, Number(result.loop.seconds * 1e6)});
-    for (const Timing& timing : result.targets) {
-      line.push_back(Number(result.loop.seconds / timing.seconds));
+  return text;
+}
+
+void WriteTable(const Table& table, std::ostream& page) {
+  std::string rule = "| --- |";
+  for (std::size_t i = 1; i < table.front().size(); ++i) {
+    rule += " ---: |";
+  }
+  rule += "\n";
+  page << "\n";
+  for (const auto& line : table) {
+    page << "|";
+    for (const std::string& cell : line) {
+      page << " " << cell << " |";
     }
+    page << "\n" << std::exchange(rule, "");
   }
-  page << "\nHow many times as fast as a loop for that conversion alone each target is, 640 × 480:\n";
-  WriteTable(lines, page);
 }
 
 }  // namespace bench

@@ -7,14 +7,15 @@
 #include <vector>
 
 #include "bench/cases.h"
-#include "bench/targets.h"
 #include "bench/turns.h"
 
 namespace bench {
 
+/// Lines of cells. The first line is the head; all but the first column are numbers.
+using Table = std::vector<std::vector<std::string>>;
+
 struct Result {
   Case one;
-  double traffic;               // bytes
   std::vector<Timing> timings;  // the plug-in's first
 
   double Seconds() const { return timings.front().seconds; }
@@ -30,6 +31,9 @@ void WriteTables(const std::vector<Result>& results, std::ostream& page);
 /// The plug-in beside the other one, and where it is slower.
 void WriteComparison(const std::vector<Result>& results, std::ostream& page);
 
-void WriteTargets(const std::vector<TargetsResult>& results, std::ostream& page);
+/// "0.97", "11", or "–" for no number.
+std::string Number(std::optional<double> number);
+
+void WriteTable(const Table& table, std::ostream& page);
 
 }  // namespace bench

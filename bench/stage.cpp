@@ -9,11 +9,10 @@
 #include <random>
 #include <stdexcept>
 
+#include "abi/declaration.h"
 #include "bench/peers.h"
 
 namespace bench {
-
-using rastel::abi::HostType;
 
 namespace {
 
@@ -75,50 +74,31 @@ bool IsChannel(char letter) {
 
 }  // namespace
 
-Stage::Stage(const Case& one, std::span<const std::string> plugins)
-    : one_(one), host_(OptionsFor(one.pixelType)) {
-  for (const std::string& plugin : plugins) {
-    Load(plugin);
-  }
-  declaration_ = rastel::abi::ParseDeclaration(methods_.front().declaration).value();
-  makesPicture_ = declaration_.result == HostType::kPicture;
+Stage::Stage(const Case& one, const std::string& otherPlugin) : one_(one), host_(OptionsFor(one.pixelType)) {
   MakeObjects();
   DescribeTask();
   ComputeExpected();
-  AddContestants();
-}
-
-/// The host lets go of the plug-in that it has loaded before.
-void Stage::Load(const std::string& plugin) {
-  host_.Load(plugin);
-  libraries_.emplace_back(dlopen(plugin.c_str(), RTLD_NOW | RTLD_NOLOAD), dlclose);
-  const std::string start = one_.row->method + std::string("(");
-  const auto method = std::ranges::find_if(host_.methods(), [&](const devhost::Registration& registered) {
-    const std::string& declaration = registered.declaration;
-    return declaration.starts_with(start) && declaration.find(one_.row->overload) != std::string::npos;
-  });
-  if (method == host_.methods().end()) {
-    throw std::runtime_error(plugin + " has no method for " + one_.Name());
+  AddPlugin(Role::kPlugin, RASTEL_PLUGIN);
+  if (!otherPlugin.empty()) {
+    AddPlugin(Role::kOtherPlugin, otherPlugin);
+  } else if (one_.size->isComparedWithOthers) {
+    AddOthers();
   }
-  methods_.push_back(*method);
-}
-
-bool Stage::Has(std::string_view parameter, HostType type) const {
-  return std::ranges::any_of(declaration_.parameters, [&](const rastel::abi::Parameter& declared) {
-    return declared.name == parameter && declared.type == type;
-  });
+  for (Contestant& contestant : contestants) {
+    Check(contestant);
+  }
 }
 
 void Stage::MakeObjects() {
   picture_ = NewPicture(host_, *one_.size);
   host_.spare = picture_.get();
-  if (Has("MaskForAlpha", HostType::kPicture)) {
+  if (one_.HasMask()) {
     mask_ = NewPicture(host_, *one_.size);
   }
-  if (Has("Red", HostType::kInteger)) {
+  if (one_.row->overload == "Red as") {
     task_.weights = oracle::Weights{300, 200, 100};
   }
-  if (Has("Red", HostType::kIntegerArray)) {
+  if (one_.row->overload == "Red() as") {
     task_.palettes = oracle::Palettes{SomePalette(3), SomePalette(5), SomePalette(7)};
     for (std::size_t channel = 0; channel < 3; ++channel) {
       arrays_[channel] = host_.NewIntegerArray(*(*task_.palettes)[channel]);
@@ -128,33 +108,42 @@ void Stage::MakeObjects() {
 
 void Stage::DescribeTask() {
   const Size& size = *one_.size;
-  const std::string inBuffer = one_.Layout();
   const std::string inPicture(oracle::PictureLayout(one_.pixelType));
   task_.width = size.width;
   task_.height = size.height;
-  task_.source.layout = makesPicture_ ? inBuffer : inPicture;
-  task_.destination.layout = makesPicture_ ? inPicture : inBuffer;
+  task_.source.layout = one_.MakesPicture() ? LayoutOfBuffer() : inPicture;
+  task_.destination.layout = one_.MakesPicture() ? inPicture : LayoutOfBuffer();
   if (mask_) {
     task_.mask = {FirstRow(*mask_), static_cast<int>(mask_->rowBytes), inPicture};
   }
-  const std::int32_t bufferStep = size.width * one_.row->step + (makesPicture_ ? 0 : size.padding);
+  const std::int32_t bufferStep = size.width * one_.row->step + (one_.MakesPicture() ? 0 : size.padding);
   // Room for the rows, and for half of the traffic.
   const double room = std::max(1.0 * bufferStep * size.height + size.offset, task_.Traffic() / 2);
   block_ = host_.NewMemoryBlock(static_cast<std::int32_t>(room));
   Randomise(block_->bytes(), static_cast<std::size_t>(room));
 
   std::uint8_t* buffer = block_->bytes() + size.offset;
-  task_.source.first = makesPicture_ ? buffer : FirstRow(*picture_);
-  task_.source.rowStep = makesPicture_ ? bufferStep : static_cast<int>(picture_->rowBytes);
-  task_.destination.first = makesPicture_ ? FirstRow(*picture_) : buffer;
-  task_.destination.rowStep = makesPicture_ ? static_cast<int>(picture_->rowBytes) : bufferStep;
+  const auto pictureStep = static_cast<int>(picture_->rowBytes);
+  task_.source.first = one_.MakesPicture() ? buffer : FirstRow(*picture_);
+  task_.source.rowStep = one_.MakesPicture() ? bufferStep : pictureStep;
+  task_.destination.first = one_.MakesPicture() ? FirstRow(*picture_) : buffer;
+  task_.destination.rowStep = one_.MakesPicture() ? pictureStep : bufferStep;
+}
+
+std::string Stage::LayoutOfBuffer() const {
+  std::string layout = oracle::LayoutNamed(one_.row->method);
+  if (one_.HasMask()) {
+    std::ranges::replace(layout, 'A', 'M');
+  }
+  layout.resize(static_cast<std::size_t>(one_.row->step), 'X');
+  return layout;
 }
 
 void Stage::ComputeExpected() {
   const auto bytes = static_cast<std::size_t>(task_.destination.bytes());
   const auto width = static_cast<std::size_t>(task_.width);
   expected_.assign(width * static_cast<std::size_t>(task_.height) * bytes, kBefore);
-  const std::uint8_t alpha = makesPicture_ ? oracle::PictureAlpha(one_.pixelType) : kOpaque;
+  const std::uint8_t alpha = one_.MakesPicture() ? oracle::PictureAlpha(one_.pixelType) : kOpaque;
   std::uint8_t* pixel = expected_.data();
   for (int y = 0; y < task_.height; ++y) {
     for (int x = 0; x < task_.width; ++x) {
@@ -164,20 +153,18 @@ void Stage::ComputeExpected() {
   }
 }
 
-void Stage::AddContestants() {
-  contestants.emplace_back(Role::kPlugin, "plug-in", CallOf(methods_[0]));
-  if (methods_.size() > 1) {
-    contestants.emplace_back(Role::kOtherPlugin, "other plug-in", CallOf(methods_[1]));
-  } else if (one_.size->isComparedWithOthers) {
-    contestants.emplace_back(
-        Role::kMemcpy, "memcpy", [this] { CopyHalfTheTraffic(); }, false);
-    AddYuv(task_, contestants);
-    AddSwscale(task_, contestants);
-    AddOpenCv(task_, contestants);
+/// The host lets go of the plug-in that it has loaded before.
+void Stage::AddPlugin(Role role, const std::string& file) {
+  host_.Load(file);
+  libraries_.emplace_back(dlopen(file.c_str(), RTLD_NOW | RTLD_NOLOAD), dlclose);
+  const auto method = std::ranges::find_if(host_.methods(), [&](const devhost::Registration& registered) {
+    return registered.declaration.starts_with(one_.row->method + "(") &&
+           registered.declaration.find(one_.row->overload) != std::string::npos;
+  });
+  if (method == host_.methods().end()) {
+    throw std::runtime_error(file + " has no method for " + one_.Name());
   }
-  for (Contestant& contestant : contestants) {
-    Check(contestant);
-  }
+  contestants.emplace_back(role, role == Role::kPlugin ? "plug-in" : "other plug-in", CallOf(*method));
 }
 
 Stage::Word Stage::ArgumentFor(std::string_view parameter) const {
@@ -210,17 +197,28 @@ Stage::Word Stage::ArgumentFor(std::string_view parameter) const {
 
 /// Each argument takes one word, and a method does not read more words than it declares.
 std::function<void()> Stage::CallOf(const devhost::Registration& method) const {
+  const auto declaration = rastel::abi::ParseDeclaration(method.declaration).value();
   std::array<Word, 10> words{};
-  for (std::size_t i = 0; i < declaration_.parameterCount; ++i) {
-    words.at(i) = ArgumentFor(declaration_.parameters[i].name);
+  for (std::size_t i = 0; i < declaration.parameterCount; ++i) {
+    words.at(i) = ArgumentFor(declaration.parameters[i].name);
   }
   using Function = Word (*)(Word, Word, Word, Word, Word, Word, Word, Word, Word, Word);
   const auto function = reinterpret_cast<Function>(method.function);
   // A picture comes with a reference.
-  return [words, function, picture = picture_.get(), references = makesPicture_ ? 1 : 0] {
+  return [words, function, picture = picture_.get(), references = one_.MakesPicture() ? 1 : 0] {
     std::apply(function, words);
     picture->references -= references;
   };
+}
+
+void Stage::AddOthers() {
+  contestants.emplace_back(
+      Role::kMemcpy, "memcpy", [this] { CopyHalfTheTraffic(); }, kOnlySameTraffic);
+  for (const auto findPeer : {YuvPeer, SwscalePeer, OpenCvPeer}) {
+    if (const Peer peer = findPeer(task_)) {
+      contestants.push_back(*peer);
+    }
+  }
 }
 
 /// Pictures can be shorter than half of the traffic: the mask follows, or the picture once more.
@@ -229,7 +227,7 @@ void Stage::CopyHalfTheTraffic() const {
   const std::size_t bytes = std::min(half, Extent(*picture_));
   std::uint8_t* block = block_->bytes();
   std::uint8_t* picture = FirstRow(*picture_);
-  if (makesPicture_) {
+  if (one_.MakesPicture()) {
     std::memcpy(picture, block, bytes);
     std::memcpy(picture, block + bytes, half - bytes);
   } else {
@@ -238,35 +236,27 @@ void Stage::CopyHalfTheTraffic() const {
   }
 }
 
+/// Only peers may write other bytes, and only where no channel is.
 void Stage::Check(Contestant& contestant) const {
-  const auto rows = static_cast<std::size_t>(task_.height - 1);
-  const std::size_t rowBytes = expected_.size() / (rows + 1);
-  std::memset(task_.destination.first, kBefore,
-              rows * static_cast<std::size_t>(task_.destination.rowStep) + rowBytes);
+  const std::string& layout = task_.destination.layout;
+  const auto rowBytes = static_cast<std::size_t>(task_.width) * layout.size();
+  for (int y = 0; y < task_.height; ++y) {
+    std::memset(task_.destination.At(0, y), kBefore, rowBytes);
+  }
   TakeFirstTurn(contestant);
   const bool isChecked = contestant.hasSameBytes;
-  for (int y = 0; y < task_.height && isChecked; ++y) {
-    contestant.hasSameBytes &= IsRowSame(contestant, y);
-  }
-}
-
-/// Only peers may write other bytes, and only where no channel is.
-bool Stage::IsRowSame(const Contestant& contestant, int y) const {
-  const std::string& layout = task_.destination.layout;
-  const std::size_t rowBytes = expected_.size() / static_cast<std::size_t>(task_.height);
-  const std::uint8_t* actual = task_.destination.first + std::ptrdiff_t{y} * task_.destination.rowStep;
-  const std::uint8_t* expected = expected_.data() + static_cast<std::size_t>(y) * rowBytes;
-  if (std::memcmp(actual, expected, rowBytes) == 0) {
-    return true;
-  }
-  for (std::size_t i = 0; i < rowBytes; ++i) {
-    const bool mayDiffer = contestant.role == Role::kPeer && !IsChannel(layout[i % layout.size()]);
-    if (actual[i] != expected[i] && !mayDiffer) {
-      throw std::runtime_error(one_.Name() + ": " + contestant.name + " gives a wrong byte " +
-                               std::to_string(i) + " in row " + std::to_string(y));
+  const std::uint8_t* expected = expected_.data();
+  for (int y = 0; y < task_.height && isChecked; ++y, expected += rowBytes) {
+    const std::uint8_t* actual = task_.destination.At(0, y);
+    for (std::size_t i = 0; i < rowBytes; ++i) {
+      const bool isSame = actual[i] == expected[i];
+      if (!isSame && (contestant.role != Role::kPeer || IsChannel(layout[i % layout.size()]))) {
+        throw std::runtime_error(one_.Name() + ": " + contestant.name + " gives a wrong byte " +
+                                 std::to_string(i) + " in row " + std::to_string(y));
+      }
+      contestant.hasSameBytes &= isSame;
     }
   }
-  return false;
 }
 
 }  // namespace bench

@@ -3,9 +3,11 @@
 #include <algorithm>
 #include <functional>
 #include <memory>
+#include <ostream>
 #include <random>
 #include <stdexcept>
 
+#include "bench/report.h"
 #include "pixels/conversion.h"
 #include "pixels/converter.h"
 #include "pixels/targets.h"
@@ -40,7 +42,7 @@ Loop Plainly(Pixel pixel) {
 }
 
 struct Kind {
-  const char* name;
+  std::string name;
   Conversion conversion;
   Loop loop;
 };
@@ -116,7 +118,6 @@ std::vector<std::uint8_t> RandomBytes(std::size_t count) {
   return bytes;
 }
 
-/// The loop first.
 std::vector<Contestant> ContestantsFor(const Kind& kind, const Rows& rows) {
   std::vector<Contestant> contestants;
   contestants.emplace_back(Role::kLoop, "plain loop", [&] { kind.loop(rows); });
@@ -129,7 +130,8 @@ std::vector<Contestant> ContestantsFor(const Kind& kind, const Rows& rows) {
   return contestants;
 }
 
-TargetsResult Measure(const Kind& kind) {
+/// The loop first, then the targets that the CPU has.
+std::vector<Timing> Measure(const Kind& kind) {
   const auto bytes = [](std::ptrdiff_t step) { return static_cast<std::size_t>(kWidth * kHeight * step); };
   const Conversion& conversion = kind.conversion;
   const std::vector<std::uint8_t> source = RandomBytes(bytes(conversion.fromStep));
@@ -147,24 +149,35 @@ TargetsResult Measure(const Kind& kind) {
     TakeFirstTurn(contestant);
     expected = expected.empty() ? destination : expected;
     if (destination != expected) {
-      throw std::runtime_error(kind.name + (": a wrong result of " + contestant.name));
+      throw std::runtime_error(kind.name + ": a wrong result of " + contestant.name);
     }
   }
   TakeTurns(contestants);
-  return {kind.name, contestants.front(), {contestants.begin() + 1, contestants.end()}};
+  return {contestants.begin(), contestants.end()};
 }
 
 }  // namespace
 
-std::vector<TargetsResult> MeasureTargets() {
+void WriteTargets(std::ostream& page) {
   const ChannelWeights weights = {{300, 200, 100}};
   const auto tables = std::make_unique<ChannelTables>();
   std::ranges::copy(RandomBytes(sizeof *tables), &tables->values[0][0]);
-  std::vector<TargetsResult> results;
-  for (const Kind& kind : Kinds(weights, *tables)) {
-    results.push_back(Measure(kind));
+  Table table = {{"conversion", "µs of the loop"}};
+  for (const Target& target : Targets()) {
+    if (target.isSupported()) {
+      table.front().push_back(std::string("× ") + target.name);
+    }
   }
-  return results;
+  for (const Kind& kind : Kinds(weights, *tables)) {
+    auto& line = table.emplace_back(1, kind.name);
+    const std::vector<Timing> timings = Measure(kind);
+    line.push_back(Number(timings.front().seconds * 1e6));
+    for (std::size_t i = 1; i < timings.size(); ++i) {
+      line.push_back(Number(timings.front().seconds / timings[i].seconds));
+    }
+  }
+  page << "\nHow many times as fast as a loop for that conversion alone each target is, 640 × 480:\n";
+  WriteTable(table, page);
 }
 
 }  // namespace bench

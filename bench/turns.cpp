@@ -2,59 +2,49 @@
 
 #include <algorithm>
 #include <chrono>
+#include <limits>
 #include <random>
 
 namespace bench {
 namespace {
 
-/// A turn is as many calls as fit in it, at least one.
-constexpr double kSecondsOfATurn = 1e-3;
-
-constexpr double kSecondsOfAll = 0.2;
-
-/// One whose turns are not over.
-struct Player {
-  Contestant* contestant;
-  int calls;
-  double secondsLeft;
-};
-
-double SecondsOf(const Contestant& contestant, int calls) {
+void TakeTurn(Contestant& contestant, int calls) {
   using Clock = std::chrono::steady_clock;
   const auto start = Clock::now();
   for (int call = 0; call < calls; ++call) {
     contestant.run();
   }
-  return std::chrono::duration<double>(Clock::now() - start).count();
+  const double seconds = std::chrono::duration<double>(Clock::now() - start).count();
+  contestant.secondsOfAll += seconds;
+  contestant.seconds = std::min(contestant.seconds, seconds / calls);
 }
 
-void TakeTurn(Player& player) {
-  Contestant& contestant = *player.contestant;
-  if (player.calls > 1) {
-    contestant.run();  // what fits the caches is in them
+/// As many calls as fit in a millisecond, at least one.
+void TakeNextTurn(Contestant* contestant) {
+  const int calls = static_cast<int>(std::max(1.0, 1e-3 / contestant->seconds));
+  if (calls > 1) {
+    contestant->run();  // what fits the caches is in them
   }
-  const double seconds = SecondsOf(contestant, player.calls);
-  player.secondsLeft -= seconds;
-  contestant.seconds = std::min(contestant.seconds, seconds / player.calls);
+  TakeTurn(*contestant, calls);
 }
 
 }  // namespace
 
 void TakeFirstTurn(Contestant& contestant) {
-  contestant.seconds = SecondsOf(contestant, 1);
+  contestant.seconds = std::numeric_limits<double>::max();
+  TakeTurn(contestant, 1);
 }
 
 void TakeTurns(std::vector<Contestant>& contestants) {
-  std::vector<Player> players;
+  std::vector<Contestant*> players;
   for (Contestant& contestant : contestants) {
-    const int calls = static_cast<int>(std::max(1.0, kSecondsOfATurn / contestant.seconds));
-    players.push_back({&contestant, calls, kSecondsOfAll - contestant.seconds});
+    players.push_back(&contestant);
   }
   std::minstd_rand random(1);
   while (!players.empty()) {
-    std::erase_if(players, [](const Player& player) { return player.secondsLeft < 0; });
     std::ranges::shuffle(players, random);
-    std::ranges::for_each(players, TakeTurn);
+    std::ranges::for_each(players, TakeNextTurn);
+    std::erase_if(players, [](const Contestant* player) { return player->secondsOfAll > 0.2; });
   }
 }
 

@@ -10,20 +10,19 @@ namespace bench {
 
 enum class Role : unsigned char { kPlugin, kOtherPlugin, kMemcpy, kPeer, kLoop, kTarget };
 
-/// The least time that one call took.
 struct Timing {
   Role role;
   std::string name;
-  bool hasSameBytes;  // as the plug-in
-  double seconds = 0;
+  bool hasSameBytes;   // as the plug-in; others only read and write the same memory
+  double seconds = 0;  // the least time that one call took
 };
 
 struct Contestant : Timing {
-  /// `isChecked`: it is to make the bytes that the plug-in makes; others only read and write the same memory.
-  Contestant(Role itsRole, std::string itsName, std::function<void()> itsRun, bool isChecked = true)
-      : Timing{itsRole, std::move(itsName), isChecked}, run(std::move(itsRun)) {}
+  Contestant(Role itsRole, std::string itsName, std::function<void()> itsRun, bool makesSameBytes = true)
+      : Timing{itsRole, std::move(itsName), makesSameBytes}, run(std::move(itsRun)) {}
 
   std::function<void()> run;
+  double secondsOfAll = 0;  // of all turns
 };
 
 /// Runs `contestant` once and takes the time.

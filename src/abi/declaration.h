@@ -4,8 +4,6 @@
 
 #include <algorithm>
 #include <array>
-#include <cstddef>
-#include <cstdint>
 #include <optional>
 #include <string_view>
 #include <utility>
@@ -120,27 +118,12 @@ constexpr std::optional<Parameter> ParseParameter(std::string_view text) {
   return parameter;
 }
 
-/// Gives the position of the ")" that ends the parameter list from `begin` on, or npos.
-constexpr std::size_t EndOfList(std::string_view text, std::size_t begin) {
-  int depth = 1;
-  for (std::size_t i = begin; i < text.size(); ++i) {
-    depth += text[i] == '(' ? 1 : text[i] == ')' ? -1 : 0;
-    if (depth == 0) {
-      return i;
-    }
-  }
-  return std::string_view::npos;
-}
-
 /// Parses "name(parameter, parameter, …) as type", or gives nothing if `text` is not that.
 constexpr std::optional<Declaration> ParseDeclaration(std::string_view text) {
   Declaration declaration;
   const auto open = text.find('(');
-  if (open == std::string_view::npos || open == 0) {
-    return std::nullopt;
-  }
-  const auto close = EndOfList(text, open + 1);
-  if (close == std::string_view::npos) {
+  const auto close = text.rfind(')');  // there is none in a type
+  if (open == 0 || close == std::string_view::npos || close < open) {
     return std::nullopt;
   }
   declaration.name = text.substr(0, open);

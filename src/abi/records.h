@@ -136,57 +136,19 @@ struct ArrayBefore2016 {
 
 namespace rastel::abi {
 
-constexpr bool kThirtyTwoBit = sizeof(void*) == 4;
-
-// Words are counted in 32-bit builds alone: other builds pass.
-
-template <typename Record>
-constexpr bool HasWords(std::size_t words) {
-  return !kThirtyTwoBit || sizeof(Record) == words * 4;
+/// Words are counted in 32-bit builds alone: other builds pass.
+constexpr bool AreWords(std::size_t bytes, std::size_t words) {
+  return sizeof(void*) != 4 || bytes == words * 4;
 }
 
-constexpr bool AtWord(std::size_t byteOffset, std::size_t word) {
-  return !kThirtyTwoBit || byteOffset == word * 4;
-}
-
-static_assert(HasWords<REALmethodDefinition>(6) && HasWords<OldMethodRow>(4));
-static_assert(AtWord(offsetof(REALmethodDefinition, declaration), 2));
-static_assert(AtWord(offsetof(REALmethodDefinition, flags), 3));
-static_assert(AtWord(offsetof(REALmethodDefinition, list), 5));
-static_assert(AtWord(offsetof(OldMethodRow, flags), 3));
-static_assert(HasWords<REALproperty>(12) && HasWords<OldProperty>(10));
-
-static_assert(HasWords<REALclassDefinition>(29) && HasWords<OldClassDefinition>(25));
-static_assert(AtWord(offsetof(OldClassDefinition, name), 1));
-static_assert(AtWord(offsetof(OldClassDefinition, properties), 7));
-static_assert(AtWord(offsetof(OldClassDefinition, methods), 9));
-static_assert(AtWord(offsetof(OldClassDefinition, events), 11));
-static_assert(AtWord(offsetof(OldClassDefinition, words13to17), 13));
-static_assert(AtWord(offsetof(OldClassDefinition, records18), 18));
-static_assert(AtWord(offsetof(OldClassDefinition, flags), 20));
-static_assert(AtWord(offsetof(OldClassDefinition, sharedProperties), 21));
-static_assert(AtWord(offsetof(OldClassDefinition, sharedMethods), 23));
-static_assert(AtWord(offsetof(OldClassDefinition, sharedMethodCount), 24));
-static_assert(AtWord(offsetof(REALclassDefinition, words25to28), 25));
-
-static_assert(HasWords<REALmoduleDefinition>(24) && HasWords<OldModuleDefinition>(12));
-static_assert(AtWord(offsetof(OldModuleDefinition, methods), 2));
-static_assert(AtWord(offsetof(OldModuleDefinition, records4), 4));
-static_assert(AtWord(offsetof(OldModuleDefinition, properties), 6));
-static_assert(AtWord(offsetof(OldModuleDefinition, rows8), 8));
-static_assert(AtWord(offsetof(OldModuleDefinition, records10), 10));
-static_assert(AtWord(offsetof(OldModuleDefinition, count11), 11));
-static_assert(AtWord(offsetof(REALmoduleDefinition, words12to23), 12));
-
-static_assert(HasWords<REALpictureDescription>(7));
-static_assert(AtWord(offsetof(REALpictureDescription, data), 1));
-static_assert(AtWord(offsetof(REALpictureDescription, width), 2));
-static_assert(AtWord(offsetof(REALpictureDescription, buffer), 6));
-static_assert(HasWords<BitmapRecord>(1808));
-static_assert(AtWord(offsetof(BitmapRecord, width), 1));
-static_assert(AtWord(offsetof(BitmapRecord, word1806), 1806));
-static_assert(AtWord(offsetof(BitmapRecord, rowTable), 1807));
-static_assert(HasWords<ArrayBefore2008>(3) && AtWord(offsetof(ArrayBefore2008, elements), 2));
-static_assert(HasWords<ArrayBefore2016>(8) && AtWord(offsetof(ArrayBefore2016, elements), 7));
+// No field is smaller than a word, so each is in its place in a record of the right size. Only two arrays of
+// one record could be too short and too long.
+static_assert(AreWords(sizeof(REALmethodDefinition), 6) && AreWords(sizeof(OldMethodRow), 4));
+static_assert(AreWords(sizeof(REALproperty), 12) && AreWords(sizeof(OldProperty), 10));
+static_assert(AreWords(sizeof(REALclassDefinition), 29) && AreWords(sizeof(OldClassDefinition), 25));
+static_assert(AreWords(offsetof(OldClassDefinition, properties), 7));
+static_assert(AreWords(sizeof(REALmoduleDefinition), 24) && AreWords(sizeof(OldModuleDefinition), 12));
+static_assert(AreWords(sizeof(REALpictureDescription), 7) && AreWords(sizeof(BitmapRecord), 1808));
+static_assert(AreWords(sizeof(ArrayBefore2008), 3) && AreWords(sizeof(ArrayBefore2016), 8));
 
 }  // namespace rastel::abi

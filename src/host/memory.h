@@ -28,10 +28,4 @@ CBuffer<T> NewArray(std::uint64_t count) {
   return CBuffer<T>(static_cast<T*>(memory));
 }
 
-/// Makes one zeroed record. Null without memory.
-template <typename T>
-CBuffer<T> NewRecord() {
-  return NewArray<T>(1);
-}
-
 }  // namespace rastel

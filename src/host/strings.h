@@ -1,8 +1,6 @@
 // Host strings from bytes, and elements of host arrays.
 #pragma once
 
-#include <cstdint>
-
 #include "abi/records.h"
 
 namespace rastel {

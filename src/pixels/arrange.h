@@ -3,18 +3,8 @@
 //
 // A block is as many pixels as a vector has bytes, so both sides of it are whole vectors. Each lane of the
 // result is put together from one or a few lanes of the block's source: loaded from where its pixels begin,
-// shuffled by constants, and combined. For example RGB to ARGB with lanes of 16 bytes, 16 pixels a block:
-//
-//   source, 48 bytes     R0G0B0 R1G1B1 R2G2B2 R3G3B3 R4G4B4 … RfGfBf
-//   load 0, at byte 0    R0G0B0 R1G1B1 R2G2B2 R3G3B3 ······
-//   shuffle of lane 0    -R0G0B0 -R1G1B1 -R2G2B2 -R3G3B3
-//   load 1, at byte 12   for lane 1, pixels 4 to 7
-//   load 2, at byte 24   for lane 2, pixels 8 to 11
-//   load 3, at byte 32   for lane 3; at 36 it would read past the block: its pixels are 4 bytes further on
-//
-// Where "-" stands no byte is moved: that is the place of the rest, here the alpha.
-//
-// The same in code is at the end of this file, held by the compiler.
+// shuffled by constants, and combined. docs/design.md draws an example, RGB to ARGB with lanes of 16 bytes;
+// the same in code is at the end of this file, held by the compiler.
 #pragma once
 
 #include <array>
@@ -200,7 +190,7 @@ class Arranger {
 
 namespace example {
 
-// RGB to ARGB, as drawn above.
+// RGB to ARGB, as drawn in docs/design.md.
 using G = Geometry<16, 1>;
 using Shape = BlockShape<G, 3, 4>;
 constexpr auto kControls = MakeControls<G, 3>(ByteMap<4>{{Channels::kAbsent, 0, 1, 2}});

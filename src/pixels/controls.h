@@ -4,7 +4,6 @@
 #include <utility>
 
 #include "pixels/arrange.h"
-#include "pixels/layout.h"
 
 namespace rastel::pixels {
 namespace {

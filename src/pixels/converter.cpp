@@ -8,7 +8,6 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "pixels/address.h"
 #include "pixels/targets.h"
 
 namespace rastel::pixels {

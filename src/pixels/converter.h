@@ -1,7 +1,6 @@
 // The conversion of rows, ready to run.
 #pragma once
 
-#include "pixels/conversion.h"
 #include "pixels/kernel.h"
 
 namespace rastel::pixels {

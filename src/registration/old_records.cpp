@@ -60,7 +60,7 @@ void LinkEvents(HostRecord<4>* events, const OldClassDefinition& old) {
 }
 
 CBuffer<OldModuleDefinition> OldFormOf(const REALmoduleDefinition& module) {
-  CBuffer<OldModuleDefinition> old = NewRecord<OldModuleDefinition>();
+  CBuffer<OldModuleDefinition> old = NewArray<OldModuleDefinition>(1);
   if (old == nullptr) {
     return nullptr;
   }
@@ -75,7 +75,7 @@ CBuffer<OldModuleDefinition> OldFormOf(const REALmoduleDefinition& module) {
 }
 
 CBuffer<OldClassDefinition> OldFormOf(const REALclassDefinition& definition) {
-  CBuffer<OldClassDefinition> old = NewRecord<OldClassDefinition>();
+  CBuffer<OldClassDefinition> old = NewArray<OldClassDefinition>(1);
   if (old == nullptr) {
     return nullptr;
   }

@@ -1,12 +1,10 @@
 // The one function that the plug-in exports. It adapts the tables of methods to the host and registers them.
 #include <cstdio>
-#include <cstdlib>
 #include <cstring>
 #include <span>
 #include <utility>
 
 #include "host/entries.h"
-#include "host/memory.h"
 #include "registration/declarations.h"
 #include "registration/old_records.h"
 #include "registration/tables.h"
@@ -77,7 +75,7 @@ bool UsesModules() {
 
 /// Registers a module of `count` rows. `rows` keeps them if that cannot be.
 void RegisterModule(const char* name, CBuffer<REALmethodDefinition>& rows, std::uint32_t count) {
-  CBuffer<REALmoduleDefinition> module = NewRecord<REALmoduleDefinition>();
+  CBuffer<REALmoduleDefinition> module = NewArray<REALmoduleDefinition>(1);
   CBuffer<char> ownName(strdup(name));
   if (module == nullptr || ownName == nullptr || !REALRegisterModule.IsAvailable()) {
     return;

@@ -38,180 +38,100 @@ REALmethodDefinition OfPicture(Result (*function)(REALpictureStruct*, Arguments.
 
 }  // namespace
 
+// What many declarations have in common.
+#define SIZE "offset as integer, width as integer, height as integer"
+#define FROM_PTR "source as Ptr, " SIZE
+#define FROM_BLOCK "source as memoryblock, " SIZE
+#define TO_BLOCK "destination as memoryblock, offset as integer"
+#define BAND \
+  "StartLine as integer = 0, EndLine as Integer = -1, Yield as integer = 0, DestRowBytes as integer = 0"
+
 REALmethodDefinition globalMethods[kGlobalMethodCount] = {
-    Global(PtrARGBtoPictureKVZdest,
-           "PtrARGBtoPictureKVZ(dest as picture, source as Ptr, offset as integer, width as integer, "
-           "height as integer) as picture"),
-    Global(PtrABGRtoPictureKVZdest,
-           "PtrABGRtoPictureKVZ(dest as picture, source as Ptr, offset as integer, width as integer, "
-           "height as integer) as picture"),
-    Global(PtrBGRAtoPictureKVZdest,
-           "PtrBGRAtoPictureKVZ(dest as picture, source as Ptr, offset as integer, width as integer, "
-           "height as integer) as picture"),
+    Global(PtrARGBtoPictureKVZdest, "PtrARGBtoPictureKVZ(dest as picture, " FROM_PTR ") as picture"),
+    Global(PtrABGRtoPictureKVZdest, "PtrABGRtoPictureKVZ(dest as picture, " FROM_PTR ") as picture"),
+    Global(PtrBGRAtoPictureKVZdest, "PtrBGRAtoPictureKVZ(dest as picture, " FROM_PTR ") as picture"),
     Global(PtrRGBAtoPictureKVZdest,
-           "PtrRGBAtoPictureKVZ(dest as picture, source as Ptr, offset as integer, width as integer, "
-           "height as integer, FlipVertically as boolean=false) as picture"),
-    Global(PtrBGRtoPictureKVZdest,
-           "PtrBGRtoPictureKVZ(dest as picture, source as Ptr, offset as integer, width as integer, "
-           "height as integer) as picture"),
-    Global(PtrRGBtoPictureKVZdest,
-           "PtrRGBtoPictureKVZ(dest as picture, source as Ptr, offset as integer, width as integer, "
-           "height as integer) as picture"),
-    Global(PtrARGBtoPictureKVZ,
-           "PtrARGBtoPictureKVZ(source as Ptr, offset as integer, width as integer, "
-           "height as integer) as picture"),
-    Global(PtrABGRtoPictureKVZ,
-           "PtrABGRtoPictureKVZ(source as Ptr, offset as integer, width as integer, "
-           "height as integer) as picture"),
-    Global(PtrBGRAtoPictureKVZ,
-           "PtrBGRAtoPictureKVZ(source as Ptr, offset as integer, width as integer, "
-           "height as integer) as picture"),
+           "PtrRGBAtoPictureKVZ(dest as picture, " FROM_PTR ", FlipVertically as boolean=false) as picture"),
+    Global(PtrBGRtoPictureKVZdest, "PtrBGRtoPictureKVZ(dest as picture, " FROM_PTR ") as picture"),
+    Global(PtrRGBtoPictureKVZdest, "PtrRGBtoPictureKVZ(dest as picture, " FROM_PTR ") as picture"),
+    Global(PtrARGBtoPictureKVZ, "PtrARGBtoPictureKVZ(" FROM_PTR ") as picture"),
+    Global(PtrABGRtoPictureKVZ, "PtrABGRtoPictureKVZ(" FROM_PTR ") as picture"),
+    Global(PtrBGRAtoPictureKVZ, "PtrBGRAtoPictureKVZ(" FROM_PTR ") as picture"),
     Global(PtrRGBAtoPictureKVZ,
-           "PtrRGBAtoPictureKVZ(source as Ptr, offset as integer, width as integer, height as integer, "
-           "FlipVertically as boolean=false) as picture"),
-    Global(PtrBGRtoPictureKVZ,
-           "PtrBGRtoPictureKVZ(source as Ptr, offset as integer, width as integer, "
-           "height as integer) as picture"),
-    Global(PtrRGBtoPictureKVZ,
-           "PtrRGBtoPictureKVZ(source as Ptr, offset as integer, width as integer, "
-           "height as integer) as picture"),
-    Global(PtrARGBtoPictureX,
-           "PtrARGBtoPictureKVZ(source as Ptr, offset as integer, width as integer, height as integer, "
-           "LittleEndian as boolean) as picture"),
-    Global(PtrGrayToPictureKVZ,
-           "PtrGrayToPictureKVZ(source as Ptr, offset as integer, width as integer, height as integer, "
-           "PixelByteSize as integer) as picture"),
+           "PtrRGBAtoPictureKVZ(" FROM_PTR ", FlipVertically as boolean=false) as picture"),
+    Global(PtrBGRtoPictureKVZ, "PtrBGRtoPictureKVZ(" FROM_PTR ") as picture"),
+    Global(PtrRGBtoPictureKVZ, "PtrRGBtoPictureKVZ(" FROM_PTR ") as picture"),
+    Global(PtrARGBtoPictureX, "PtrARGBtoPictureKVZ(" FROM_PTR ", LittleEndian as boolean) as picture"),
+    Global(PtrGrayToPictureKVZ, "PtrGrayToPictureKVZ(" FROM_PTR ", PixelByteSize as integer) as picture"),
     Global(PtrGrayToPictureRGBKVZ,
-           "PtrGrayToPictureKVZ(source as Ptr, offset as integer, width as integer, height as integer, "
-           "PixelByteSize as integer, Red as integer, Blue as integer, Green as integer) as picture"),
+           "PtrGrayToPictureKVZ(" FROM_PTR
+           ", PixelByteSize as integer, Red as integer, Blue as integer, Green as integer) as picture"),
     Global(PtrGrayToPicturePalKVZ,
-           "PtrGrayToPictureKVZ(source as Ptr, offset as integer, width as integer, height as integer, "
-           "PixelByteSize as integer, Red() as integer, Blue() as integer, Green() as integer) as picture"),
+           "PtrGrayToPictureKVZ(" FROM_PTR
+           ", PixelByteSize as integer, Red() as integer, Blue() as integer, Green() as integer) as picture"),
     Global(MemoryblockARGBtoPictureKVZdest,
-           "MemoryblockARGBtoPictureKVZ(dest as picture, source as memoryblock, offset as integer, "
-           "width as integer, height as integer) as picture"),
+           "MemoryblockARGBtoPictureKVZ(dest as picture, " FROM_BLOCK ") as picture"),
     Global(MemoryblockABGRtoPictureKVZdest,
-           "MemoryblockABGRtoPictureKVZ(dest as picture, source as memoryblock, offset as integer, "
-           "width as integer, height as integer) as picture"),
+           "MemoryblockABGRtoPictureKVZ(dest as picture, " FROM_BLOCK ") as picture"),
     Global(MemoryblockBGRAtoPictureKVZdest,
-           "MemoryblockBGRAtoPictureKVZ(dest as picture, source as memoryblock, offset as integer, "
-           "width as integer, height as integer) as picture"),
-    Global(MemoryblockRGBAtoPictureKVZdest,
-           "MemoryblockRGBAtoPictureKVZ(dest as picture, source as memoryblock, offset as integer, "
-           "width as integer, height as integer, FlipVertically as boolean=false) as picture"),
+           "MemoryblockBGRAtoPictureKVZ(dest as picture, " FROM_BLOCK ") as picture"),
+    Global(MemoryblockRGBAtoPictureKVZdest, "MemoryblockRGBAtoPictureKVZ(dest as picture, " FROM_BLOCK
+                                            ", FlipVertically as boolean=false) as picture"),
     Global(MemoryblockBGRtoPictureKVZdest,
-           "MemoryblockBGRtoPictureKVZ(dest as picture, source as memoryblock, offset as integer, "
-           "width as integer, height as integer) as picture"),
+           "MemoryblockBGRtoPictureKVZ(dest as picture, " FROM_BLOCK ") as picture"),
     Global(MemoryblockRGBtoPictureKVZdest,
-           "MemoryblockRGBtoPictureKVZ(dest as picture, source as memoryblock, offset as integer, "
-           "width as integer, height as integer) as picture"),
-    Global(MemoryblockARGBtoPictureKVZ,
-           "MemoryblockARGBtoPictureKVZ(source as memoryblock, offset as integer, width as integer, "
-           "height as integer) as picture"),
-    Global(MemoryblockABGRtoPictureKVZ,
-           "MemoryblockABGRtoPictureKVZ(source as memoryblock, offset as integer, width as integer, "
-           "height as integer) as picture"),
-    Global(MemoryblockBGRAtoPictureKVZ,
-           "MemoryblockBGRAtoPictureKVZ(source as memoryblock, offset as integer, width as integer, "
-           "height as integer) as picture"),
+           "MemoryblockRGBtoPictureKVZ(dest as picture, " FROM_BLOCK ") as picture"),
+    Global(MemoryblockARGBtoPictureKVZ, "MemoryblockARGBtoPictureKVZ(" FROM_BLOCK ") as picture"),
+    Global(MemoryblockABGRtoPictureKVZ, "MemoryblockABGRtoPictureKVZ(" FROM_BLOCK ") as picture"),
+    Global(MemoryblockBGRAtoPictureKVZ, "MemoryblockBGRAtoPictureKVZ(" FROM_BLOCK ") as picture"),
     Global(MemoryblockRGBAtoPictureKVZ,
-           "MemoryblockRGBAtoPictureKVZ(source as memoryblock, offset as integer, width as integer, "
-           "height as integer, FlipVertically as boolean=false) as picture"),
-    Global(MemoryblockBGRtoPictureKVZ,
-           "MemoryblockBGRtoPictureKVZ(source as memoryblock, offset as integer, width as integer, "
-           "height as integer) as picture"),
-    Global(MemoryblockRGBtoPictureKVZ,
-           "MemoryblockRGBtoPictureKVZ(source as memoryblock, offset as integer, width as integer, "
-           "height as integer) as picture"),
+           "MemoryblockRGBAtoPictureKVZ(" FROM_BLOCK ", FlipVertically as boolean=false) as picture"),
+    Global(MemoryblockBGRtoPictureKVZ, "MemoryblockBGRtoPictureKVZ(" FROM_BLOCK ") as picture"),
+    Global(MemoryblockRGBtoPictureKVZ, "MemoryblockRGBtoPictureKVZ(" FROM_BLOCK ") as picture"),
     Global(MemoryblockARGBtoPictureX,
-           "MemoryblockARGBtoPictureKVZ(source as memoryblock, offset as integer, width as integer, "
-           "height as integer, LittleEndian as boolean) as picture"),
+           "MemoryblockARGBtoPictureKVZ(" FROM_BLOCK ", LittleEndian as boolean) as picture"),
     Global(MemoryblockGrayToPictureKVZ,
-           "MemoryblockGrayToPictureKVZ(source as memoryblock, offset as integer, width as integer, "
-           "height as integer, PixelByteSize as integer) as picture"),
+           "MemoryblockGrayToPictureKVZ(" FROM_BLOCK ", PixelByteSize as integer) as picture"),
     Global(MemoryblockGrayToPictureRGBKVZ,
-           "MemoryblockGrayToPictureKVZ(source as memoryblock, offset as integer, width as integer, "
-           "height as integer, PixelByteSize as integer, Red as integer, Blue as integer, "
-           "Green as integer) as picture"),
+           "MemoryblockGrayToPictureKVZ(" FROM_BLOCK
+           ", PixelByteSize as integer, Red as integer, Blue as integer, Green as integer) as picture"),
     Global(MemoryblockGrayToPicturePalKVZ,
-           "MemoryblockGrayToPictureKVZ(source as memoryblock, offset as integer, width as integer, "
-           "height as integer, PixelByteSize as integer, Red() as integer, Blue() as integer, "
-           "Green() as integer) as picture"),
+           "MemoryblockGrayToPictureKVZ(" FROM_BLOCK
+           ", PixelByteSize as integer, Red() as integer, Blue() as integer, Green() as integer) as picture"),
 };
 
 REALmethodDefinition pictureMethods[kPictureMethodCount] = {
-    OfPicture(CopyRGBtoMemoryblockKVZ,
-              "CopyRGBtoMemoryblockKVZ(destination as memoryblock, offset as integer, "
-              "StartLine as integer = 0, EndLine as Integer = -1, Yield as integer = 0, "
-              "DestRowBytes as integer = 0) as boolean"),
-    OfPicture(CopyBGRtoMemoryblockKVZ,
-              "CopyBGRtoMemoryblockKVZ(destination as memoryblock, offset as integer, "
-              "StartLine as integer = 0, EndLine as Integer = -1, Yield as integer = 0, "
-              "DestRowBytes as integer = 0) as boolean"),
+    OfPicture(CopyRGBtoMemoryblockKVZ, "CopyRGBtoMemoryblockKVZ(" TO_BLOCK ", " BAND ") as boolean"),
+    OfPicture(CopyBGRtoMemoryblockKVZ, "CopyBGRtoMemoryblockKVZ(" TO_BLOCK ", " BAND ") as boolean"),
     OfPicture(CopyARGBtoMemoryblockKVZ,
-              "CopyARGBtoMemoryblockKVZ(destination as memoryblock, offset as integer, "
-              "AlphaValue as integer, StartLine as integer = 0, EndLine as Integer = -1, "
-              "Yield as integer = 0, DestRowBytes as integer = 0) as boolean"),
+              "CopyARGBtoMemoryblockKVZ(" TO_BLOCK ", AlphaValue as integer, " BAND ") as boolean"),
     OfPicture(CopyABGRtoMemoryblockKVZ,
-              "CopyABGRtoMemoryblockKVZ(destination as memoryblock, offset as integer, "
-              "AlphaValue as integer, StartLine as integer = 0, EndLine as Integer = -1, "
-              "Yield as integer = 0, DestRowBytes as integer = 0) as boolean"),
+              "CopyABGRtoMemoryblockKVZ(" TO_BLOCK ", AlphaValue as integer, " BAND ") as boolean"),
     OfPicture(CopyRGBAtoMemoryblockKVZ,
-              "CopyRGBAtoMemoryblockKVZ(destination as memoryblock, offset as integer, "
-              "AlphaValue as integer, StartLine as integer = 0, EndLine as Integer = -1, "
-              "Yield as integer = 0, DestRowBytes as integer = 0) as boolean"),
+              "CopyRGBAtoMemoryblockKVZ(" TO_BLOCK ", AlphaValue as integer, " BAND ") as boolean"),
     OfPicture(CopyBGRAtoMemoryblockKVZ,
-              "CopyBGRAtoMemoryblockKVZ(destination as memoryblock, offset as integer, "
-              "AlphaValue as integer, StartLine as integer = 0, EndLine as Integer = -1, "
-              "Yield as integer = 0, DestRowBytes as integer = 0) as boolean"),
+              "CopyBGRAtoMemoryblockKVZ(" TO_BLOCK ", AlphaValue as integer, " BAND ") as boolean"),
     OfPicture(CopyMRGBtoMemoryblockKVZ,
-              "CopyARGBtoMemoryblockKVZ(destination as memoryblock, offset as integer, "
-              "MaskForAlpha as picture, StartLine as integer = 0, EndLine as Integer = -1, "
-              "Yield as integer = 0, DestRowBytes as integer = 0) as boolean"),
+              "CopyARGBtoMemoryblockKVZ(" TO_BLOCK ", MaskForAlpha as picture, " BAND ") as boolean"),
     OfPicture(CopyMBGRtoMemoryblockKVZ,
-              "CopyABGRtoMemoryblockKVZ(destination as memoryblock, offset as integer, "
-              "MaskForAlpha as picture, StartLine as integer = 0, EndLine as Integer = -1, "
-              "Yield as integer = 0, DestRowBytes as integer = 0) as boolean"),
+              "CopyABGRtoMemoryblockKVZ(" TO_BLOCK ", MaskForAlpha as picture, " BAND ") as boolean"),
     OfPicture(CopyRGBMtoMemoryblockKVZ,
-              "CopyRGBAtoMemoryblockKVZ(destination as memoryblock, offset as integer, "
-              "MaskForAlpha as picture, StartLine as integer = 0, EndLine as Integer = -1, "
-              "Yield as integer = 0, DestRowBytes as integer = 0) as boolean"),
+              "CopyRGBAtoMemoryblockKVZ(" TO_BLOCK ", MaskForAlpha as picture, " BAND ") as boolean"),
     OfPicture(CopyBGRMtoMemoryblockKVZ,
-              "CopyBGRAtoMemoryblockKVZ(destination as memoryblock, offset as integer, "
-              "MaskForAlpha as picture, StartLine as integer = 0, EndLine as Integer = -1, "
-              "Yield as integer = 0, DestRowBytes as integer = 0) as boolean"),
-    OfPicture(CopyXRGBtoMemoryblockKVZ,
-              "CopyXRGBtoMemoryblockKVZ(destination as memoryblock, offset as integer, "
-              "StartLine as integer = 0, EndLine as Integer = -1, Yield as integer = 0, "
-              "DestRowBytes as integer = 0) as boolean"),
-    OfPicture(CopyXBGRtoMemoryblockKVZ,
-              "CopyXBGRtoMemoryblockKVZ(destination as memoryblock, offset as integer, "
-              "StartLine as integer = 0, EndLine as Integer = -1, Yield as integer = 0, "
-              "DestRowBytes as integer = 0) as boolean"),
-    OfPicture(CopyRGBXtoMemoryblockKVZ,
-              "CopyRGBXtoMemoryblockKVZ(destination as memoryblock, offset as integer, "
-              "StartLine as integer = 0, EndLine as Integer = -1, Yield as integer = 0, "
-              "DestRowBytes as integer = 0) as boolean"),
-    OfPicture(CopyBGRXtoMemoryblockKVZ,
-              "CopyBGRXtoMemoryblockKVZ(destination as memoryblock, offset as integer, "
-              "StartLine as integer = 0, EndLine as Integer = -1, Yield as integer = 0, "
-              "DestRowBytes as integer = 0) as boolean"),
+              "CopyBGRAtoMemoryblockKVZ(" TO_BLOCK ", MaskForAlpha as picture, " BAND ") as boolean"),
+    OfPicture(CopyXRGBtoMemoryblockKVZ, "CopyXRGBtoMemoryblockKVZ(" TO_BLOCK ", " BAND ") as boolean"),
+    OfPicture(CopyXBGRtoMemoryblockKVZ, "CopyXBGRtoMemoryblockKVZ(" TO_BLOCK ", " BAND ") as boolean"),
+    OfPicture(CopyRGBXtoMemoryblockKVZ, "CopyRGBXtoMemoryblockKVZ(" TO_BLOCK ", " BAND ") as boolean"),
+    OfPicture(CopyBGRXtoMemoryblockKVZ, "CopyBGRXtoMemoryblockKVZ(" TO_BLOCK ", " BAND ") as boolean"),
     OfPicture(CopyARGBtoMemoryblockX,
-              "CopyARGBtoMemoryblockKVZ(destination as memoryblock, offset as integer, "
-              "LittleEndian as boolean, AlphaValue as integer, StartLine as integer = 0, "
-              "EndLine as Integer = -1, Yield as integer = 0, DestRowBytes as integer = 0) as boolean"),
+              "CopyARGBtoMemoryblockKVZ(" TO_BLOCK ", LittleEndian as boolean, AlphaValue as integer, " BAND
+              ") as boolean"),
     OfPicture(CopyRtoMemoryblockKVZ,
-              "CopyRtoMemoryblockKVZ(destination as memoryblock, offset as integer, "
-              "PixelByteSize as integer, StartLine as integer = 0, EndLine as Integer = -1, "
-              "Yield as integer = 0, DestRowBytes as integer = 0) as boolean"),
+              "CopyRtoMemoryblockKVZ(" TO_BLOCK ", PixelByteSize as integer, " BAND ") as boolean"),
     OfPicture(CopyGtoMemoryblockKVZ,
-              "CopyGtoMemoryblockKVZ(destination as memoryblock, offset as integer, "
-              "PixelByteSize as integer, StartLine as integer = 0, EndLine as Integer = -1, "
-              "Yield as integer = 0, DestRowBytes as integer = 0) as boolean"),
+              "CopyGtoMemoryblockKVZ(" TO_BLOCK ", PixelByteSize as integer, " BAND ") as boolean"),
     OfPicture(CopyBtoMemoryblockKVZ,
-              "CopyBtoMemoryblockKVZ(destination as memoryblock, offset as integer, "
-              "PixelByteSize as integer, StartLine as integer = 0, EndLine as Integer = -1, "
-              "Yield as integer = 0, DestRowBytes as integer = 0) as boolean"),
+              "CopyBtoMemoryblockKVZ(" TO_BLOCK ", PixelByteSize as integer, " BAND ") as boolean"),
 };
 
 REALclassDefinition pictureClass = {

@@ -1,8 +1,6 @@
 // Every method with its declaration, in the order in which they are registered.
 #pragma once
 
-#include <cstddef>
-
 #include "abi/records.h"
 
 namespace rastel {

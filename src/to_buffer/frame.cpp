@@ -2,11 +2,9 @@
 
 #include <algorithm>
 
-#include "host/entries.h"
 #include "host/errors.h"
 #include "host/yield.h"
 #include "picture/editor.h"
-#include "pixels/address.h"
 #include "pixels/converter.h"
 
 namespace rastel {
@@ -151,9 +149,11 @@ Boolean CopyPicture(const CopyEnds& ends, const RowBand& band, const BlockFormat
   if (!picture.GetPictureEditor(ends.picture, true, false)) {
     return 0;
   }
-  pixels::Conversion conversion{.from = picture.PixelType->layout, .to = format.layout, .rest = format.rest};
-  conversion.fill = format.fill;
-  conversion.toStep = format.pixelBytes;
+  const pixels::Conversion conversion{.from = picture.PixelType->layout,
+                                      .to = format.layout,
+                                      .rest = format.rest,
+                                      .fill = format.fill,
+                                      .toStep = format.pixelBytes};
   return BandCopy(picture, nullptr, band, conversion).CopyTo(ends.destination, ends.offset);
 }
 
@@ -174,9 +174,10 @@ Boolean CopyPictureWithMask(const CopyEnds& ends, REALpictureStruct* maskForAlph
       !mask.GetPictureEditor(maskForAlpha, true, false)) {
     return 0;
   }
-  pixels::Conversion conversion{
-      .from = picture.PixelType->layout, .to = layout, .rest = pixels::Rest::kFromMask};
-  conversion.mask = mask.PixelType->layout;
+  const pixels::Conversion conversion{.from = picture.PixelType->layout,
+                                      .to = layout,
+                                      .rest = pixels::Rest::kFromMask,
+                                      .mask = mask.PixelType->layout};
   return BandCopy(picture, &mask, band, conversion).CopyTo(ends.destination, ends.offset);
 }
 

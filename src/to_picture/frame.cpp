@@ -2,10 +2,8 @@
 
 #include <algorithm>
 
-#include "host/entries.h"
 #include "host/errors.h"
 #include "picture/editor.h"
-#include "pixels/address.h"
 #include "pixels/converter.h"
 
 namespace rastel {
@@ -43,12 +41,12 @@ pixels::Rows RowsOf(const Buffer& buffer, const BufferFormat& format, const std:
 }
 
 pixels::Conversion ConversionTo(const PixelTypeTraits& type, const BufferFormat& format) {
-  pixels::Conversion conversion{.from = format.layout, .to = type.layout};
-  conversion.fill = type.fourthByte;
-  conversion.fromStep = format.pixelBytes;
-  conversion.weights = format.weights;
-  conversion.tables = format.tables;
-  return conversion;
+  return {.from = format.layout,
+          .to = type.layout,
+          .fill = type.fourthByte,
+          .fromStep = format.pixelBytes,
+          .weights = format.weights,
+          .tables = format.tables};
 }
 
 }  // namespace

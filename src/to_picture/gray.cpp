@@ -3,6 +3,7 @@
 // The first of the three weights or arrays is for red, the second (declared as Blue) for green, the third
 // (declared as Green) for blue. Applications rely on it.
 #include <algorithm>
+#include <array>
 
 #include "host/entries.h"
 #include "host/strings.h"
@@ -12,13 +13,9 @@
 namespace rastel {
 namespace {
 
-/// One argument for each channel, in the order of the declaration.
+/// One argument each for red, green and blue, in the order of the declaration.
 template <typename Argument>
-struct ChannelArguments {
-  Argument red;
-  Argument green;  // declared as Blue
-  Argument blue;   // declared as Green
-};
+using ChannelArguments = std::array<Argument, 3>;
 
 /// True if the product with a gray value fits 32 bits, and the weight, unless it is negative, 15 bits.
 bool FitsChannelWeights(std::int32_t weight) {
@@ -63,17 +60,16 @@ void FillTable(std::uint8_t (&table)[256], _REALarrayInteger* array, std::int32_
 REALpictureStruct* WeightedGrayToPicture(const Buffer& buffer, std::int32_t pixelByteSize,
                                          const ChannelArguments<std::int32_t>& weights) {
   BufferFormat format{.layout = pixels::Layout::kGray, .pixelBytes = pixelByteSize};
-  if (FitsChannelWeights(weights.red) && FitsChannelWeights(weights.green) &&
-      FitsChannelWeights(weights.blue)) {
-    const pixels::ChannelWeights fitting{ChannelWeight(weights.red), ChannelWeight(weights.green),
-                                         ChannelWeight(weights.blue)};
+  if (std::ranges::all_of(weights, FitsChannelWeights)) {
+    const pixels::ChannelWeights fitting{ChannelWeight(weights[0]), ChannelWeight(weights[1]),
+                                         ChannelWeight(weights[2])};
     format.weights = &fitting;
     return BufferToPicture(nullptr, buffer, format);
   }
   pixels::ChannelTables tables;
-  FillTable(tables.values[0], weights.red);
-  FillTable(tables.values[1], weights.green);
-  FillTable(tables.values[2], weights.blue);
+  for (std::size_t channel = 0; channel < 3; ++channel) {
+    FillTable(tables.values[channel], weights[channel]);
+  }
   format.tables = &tables;
   return BufferToPicture(nullptr, buffer, format);
 }
@@ -84,13 +80,11 @@ REALpictureStruct* PaletteToPicture(const Buffer& buffer, std::int32_t pixelByte
     return nullptr;
   }
   // The host is asked for all bounds before any element.
-  const std::int32_t red = UpperBound(arrays.red);
-  const std::int32_t green = UpperBound(arrays.green);
-  const std::int32_t blue = UpperBound(arrays.blue);
+  const std::int32_t bounds[] = {UpperBound(arrays[0]), UpperBound(arrays[1]), UpperBound(arrays[2])};
   pixels::ChannelTables tables;
-  FillTable(tables.values[0], arrays.red, red);
-  FillTable(tables.values[1], arrays.green, green);
-  FillTable(tables.values[2], arrays.blue, blue);
+  for (std::size_t channel = 0; channel < 3; ++channel) {
+    FillTable(tables.values[channel], arrays[channel], bounds[channel]);
+  }
   return FillPicture(nullptr, buffer,
                      {.layout = pixels::Layout::kGray, .pixelBytes = pixelByteSize, .tables = &tables});
 }

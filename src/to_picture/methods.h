@@ -7,8 +7,6 @@
 // is.
 #pragma once
 
-#include <cstdint>
-
 #include "abi/records.h"
 
 namespace rastel {
