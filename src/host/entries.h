@@ -2,6 +2,8 @@
 // that it has in other hosts.
 #pragma once
 
+#include <cstdint>
+
 #include "abi/records.h"
 #include "host/binding.h"
 

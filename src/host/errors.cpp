@@ -8,6 +8,7 @@
 #include <stdexcept>
 #include <typeinfo>
 
+#include "host/entries.h"
 #include "host/held.h"
 #include "host/memory.h"
 #include "host/strings.h"

@@ -4,6 +4,7 @@
 #include <cstring>
 #include <span>
 
+#include "host/entries.h"
 #include "host/errors.h"
 #include "host/held.h"
 #include "host/memory.h"

@@ -1,6 +1,8 @@
 // Host strings from bytes, and elements of host arrays.
 #pragma once
 
+#include <cstdint>
+
 #include "abi/records.h"
 
 namespace rastel {

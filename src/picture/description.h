@@ -1,6 +1,10 @@
 // What the host says of a picture: its properties, and the description of its pixels as a bitmap.
 #pragma once
 
+#include <cstdint>
+
+#include "abi/records.h"
+#include "host/entries.h"
 #include "host/held.h"
 
 namespace rastel {

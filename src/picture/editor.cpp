@@ -3,7 +3,10 @@
 #include <algorithm>
 #include <atomic>
 
+#include "host/entries.h"
+#include "host/held.h"
 #include "host/platform.h"
+#include "picture/description.h"
 #include "picture/opaque_copy.h"
 
 namespace rastel {

@@ -1,6 +1,10 @@
 // Access to a picture's pixels: finds and locks them, steps from row to row, and releases them.
 #pragma once
 
+#include <cstddef>
+#include <cstdint>
+
+#include "abi/records.h"
 #include "picture/description.h"
 #include "picture/pixel_type.h"
 #include "pixels/address.h"

@@ -1,7 +1,10 @@
 #include "picture/opaque_copy.h"
 
+#include <cstddef>
 #include <cstring>
 
+#include "host/entries.h"
+#include "host/held.h"
 #include "host/platform.h"
 #include "picture/description.h"
 

@@ -1,6 +1,8 @@
 // Copies of pictures whose own pixels cannot be locked.
 #pragma once
 
+#include <cstdint>
+
 #include "abi/records.h"
 
 namespace rastel {

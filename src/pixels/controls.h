@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "pixels/arrange.h"
+#include "pixels/layout.h"
 
 namespace rastel::pixels {
 namespace {

@@ -1,6 +1,9 @@
 // What a conversion is: which pixels become which, and where they lie.
 #pragma once
 
+#include <cstddef>
+#include <cstdint>
+
 #include "pixels/address.h"
 #include "pixels/layout.h"
 

@@ -8,6 +8,7 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "pixels/address.h"
 #include "pixels/targets.h"
 
 namespace rastel::pixels {

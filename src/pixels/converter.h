@@ -1,6 +1,7 @@
 // The conversion of rows, ready to run.
 #pragma once
 
+#include "pixels/conversion.h"
 #include "pixels/kernel.h"
 
 namespace rastel::pixels {

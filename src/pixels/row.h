@@ -1,6 +1,7 @@
 // One block of pixels after another: how a kernel converts rows. Internal to the object that includes it.
 #pragma once
 
+#include "pixels/kernel.h"
 #include "pixels/stages.h"
 
 namespace rastel::pixels {

@@ -1,10 +1,12 @@
 // The one function that the plug-in exports. It adapts the tables of methods to the host and registers them.
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <span>
 #include <utility>
 
 #include "host/entries.h"
+#include "host/memory.h"
 #include "registration/declarations.h"
 #include "registration/old_records.h"
 #include "registration/tables.h"

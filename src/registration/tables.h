@@ -1,6 +1,8 @@
 // Every method with its declaration, in the order in which they are registered.
 #pragma once
 
+#include <cstddef>
+
 #include "abi/records.h"
 
 namespace rastel {

@@ -2,9 +2,11 @@
 
 #include <algorithm>
 
+#include "host/entries.h"
 #include "host/errors.h"
 #include "host/yield.h"
 #include "picture/editor.h"
+#include "pixels/address.h"
 #include "pixels/converter.h"
 
 namespace rastel {

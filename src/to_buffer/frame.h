@@ -1,6 +1,9 @@
 // What all picture-to-buffer methods do: check the arguments, open the picture, copy a band of its rows.
 #pragma once
 
+#include <cstddef>
+#include <cstdint>
+
 #include "abi/records.h"
 #include "pixels/conversion.h"
 

@@ -8,6 +8,8 @@
 // Nothing checks how long the memory block is.
 #pragma once
 
+#include <cstdint>
+
 #include "abi/records.h"
 
 namespace rastel {

@@ -2,8 +2,10 @@
 
 #include <algorithm>
 
+#include "host/entries.h"
 #include "host/errors.h"
 #include "picture/editor.h"
+#include "pixels/address.h"
 #include "pixels/converter.h"
 
 namespace rastel {

@@ -1,6 +1,9 @@
 // What all buffer-to-picture methods do: check the arguments, open a picture, write its rows, give it back.
 #pragma once
 
+#include <cstddef>
+#include <cstdint>
+
 #include "abi/records.h"
 #include "pixels/conversion.h"
 

@@ -7,6 +7,8 @@
 // is.
 #pragma once
 
+#include <cstdint>
+
 #include "abi/records.h"
 
 namespace rastel {
