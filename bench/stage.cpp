@@ -9,7 +9,6 @@
 #include <random>
 #include <stdexcept>
 
-#include "abi/declaration.h"
 #include "bench/peers.h"
 
 namespace bench {
@@ -158,7 +157,7 @@ void Stage::AddPlugin(Role role, const std::string& file) {
   host_.Load(file);
   libraries_.emplace_back(dlopen(file.c_str(), RTLD_NOW | RTLD_NOLOAD), dlclose);
   const auto method = std::ranges::find_if(host_.methods(), [&](const devhost::Registration& registered) {
-    return registered.declaration.starts_with(one_.row->method + "(") &&
+    return registered.name == one_.row->method &&
            registered.declaration.find(one_.row->overload) != std::string::npos;
   });
   if (method == host_.methods().end()) {
@@ -197,11 +196,9 @@ Stage::Word Stage::ArgumentFor(std::string_view parameter) const {
 
 /// Each argument takes one word, and a method does not read more words than it declares.
 std::function<void()> Stage::CallOf(const devhost::Registration& method) const {
-  const auto declaration = rastel::abi::ParseDeclaration(method.declaration).value();
   std::array<Word, 10> words{};
-  for (std::size_t i = 0; i < declaration.parameterCount; ++i) {
-    words.at(i) = ArgumentFor(declaration.parameters[i].name);
-  }
+  std::ranges::transform(method.parameters, words.begin(),
+                         [this](const devhost::Parameter& parameter) { return ArgumentFor(parameter.name); });
   using Function = Word (*)(Word, Word, Word, Word, Word, Word, Word, Word, Word, Word);
   const auto function = reinterpret_cast<Function>(method.function);
   // A picture comes with a reference.
