@@ -1,15 +1,16 @@
 #include "row_cases.h"
 
 #include <algorithm>
-#include <iterator>
 #include <map>
 
 #include "devhost/oracle.h"
-#include "row_memory.h"
+#include "support.h"
 
 namespace tests {
 namespace {
 
+using rastel::pixels::ChannelTables;
+using rastel::pixels::ChannelWeights;
 using rastel::pixels::Conversion;
 using rastel::pixels::Layout;
 using rastel::pixels::Rest;
@@ -26,12 +27,10 @@ Layout LayoutOf(std::string letters) {
   return layouts.at(letters);
 }
 
-void AddColours(std::vector<Case>& cases) {
+void AddSideBySide(std::vector<Case>& cases) {
   for (const char* from : {"RGB", "BGR", "ARGB", "ABGR", "RGBA", "BGRA", "Y"}) {
-    for (const char* to : {"RGB", "BGR", "ARGB", "ABGR", "RGBA", "BGRA", "XRGB", "XBGR", "RGBX", "BGRX"}) {
-      cases.push_back({.from = from, .to = to});
-    }
-    for (const char* to : {"R", "G", "B"}) {
+    for (const char* to :
+         {"RGB", "BGR", "ARGB", "ABGR", "RGBA", "BGRA", "XRGB", "XBGR", "RGBX", "BGRX", "R", "G", "B"}) {
       cases.push_back({.from = from, .to = to});
     }
   }
@@ -44,22 +43,19 @@ void AddColours(std::vector<Case>& cases) {
   }
 }
 
-const rastel::pixels::ChannelTables& NoiseTables() {
-  static const auto tables = [] {
-    rastel::pixels::ChannelTables made;
-    std::ranges::copy(NoiseBytes(sizeof made, 77), &made.values[0][0]);
-    return made;
-  }();
+ChannelTables NoiseTables() {
+  ChannelTables tables;
+  std::ranges::copy(NoiseBytes(sizeof tables, 77), &tables.values[0][0]);
   return tables;
 }
 
 void AddGrayAndApart(std::vector<Case>& cases) {
-  static const rastel::pixels::ChannelWeights kWeights[] = {
-      {{77, 150, 29}}, {{0, 256, 32767}}, {{255, 512, 257}}};
+  static const ChannelTables tables = NoiseTables();
+  static constexpr ChannelWeights kWeights[] = {{{77, 150, 29}}, {{0, 256, 32767}}, {{255, 512, 257}}};
   for (const char* picture : {"ARGB", "RGB", "BGRA"}) {
     for (const std::ptrdiff_t step : {1, 4, 3, -2}) {
-      cases.push_back({.from = "Y", .to = picture, .fromStep = step, .tables = &NoiseTables()});
-      for (const auto& weights : kWeights) {
+      cases.push_back({.from = "Y", .to = picture, .fromStep = step, .tables = &tables});
+      for (const ChannelWeights& weights : kWeights) {
         cases.push_back({.from = "Y", .to = picture, .fromStep = step, .weights = &weights});
       }
     }
@@ -70,9 +66,9 @@ void AddGrayAndApart(std::vector<Case>& cases) {
       }
     }
   }
-  cases.push_back({.from = "Y", .to = "XRGB", .fromStep = 4});
-  cases.push_back({.from = "Y", .to = "BGRX", .fromStep = 4});
-  cases.push_back({.from = "Y", .to = "RGBM", .mask = "RGB", .fromStep = 4});
+  for (const char* to : {"XRGB", "BGRX", "RGBM"}) {
+    cases.push_back({.from = "Y", .to = to, .mask = "RGB", .fromStep = 4});
+  }
 }
 
 }  // namespace
@@ -96,30 +92,26 @@ std::string Case::Text() const {
          (tables != nullptr ? ", looked up" : "");
 }
 
-std::vector<Case> AllCases() {
-  std::vector<Case> cases;
-  AddColours(cases);
-  AddGrayAndApart(cases);
-  return cases;
+void Case::ConvertPixel(const std::uint8_t* source, const std::uint8_t* maskPixel,
+                        std::uint8_t* destination) const {
+  oracle::Colour colour = oracle::ReadPixel(from, source);
+  if (weights != nullptr) {
+    const auto& [red, green, blue] = weights->values;
+    colour = {oracle::Weigh(colour.red, red), oracle::Weigh(colour.green, green),
+              oracle::Weigh(colour.blue, blue)};
+  }
+  if (tables != nullptr) {
+    const auto& [red, green, blue] = tables->values;
+    colour = {red[colour.red], green[colour.green], blue[colour.blue]};
+  }
+  oracle::WritePixel(to, colour, kFill, oracle::ReadPixel(mask, maskPixel), destination);
 }
 
-void ConvertRow(const Case& test, const std::uint8_t* source, const std::uint8_t* mask, std::ptrdiff_t width,
-                std::uint8_t* destination) {
-  oracle::Buffer from{.layout = test.from, .width = 1, .height = 1, .pixelBytes = test.fromStep};
-  const oracle::Buffer of{.layout = test.mask, .width = 1, .height = 1, .pixelBytes = std::ssize(test.mask)};
-  if (test.weights != nullptr) {
-    std::ranges::copy(test.weights->values, from.weights.emplace().begin());
-  }
-  if (test.tables != nullptr) {
-    from.palettes.emplace();
-    std::ranges::transform(test.tables->values, from.palettes->begin(), [](const auto& values) {
-      return std::vector<std::int32_t>(std::begin(values), std::end(values));
-    });
-  }
-  for (std::ptrdiff_t x = 0; x < width; ++x) {
-    oracle::WritePixel(test.to, from.At(source, x, 0), kFill,
-                       test.HasMask() ? of.At(mask, x, 0) : oracle::Colour{}, destination + x * test.toStep);
-  }
+std::vector<Case> AllCases() {
+  std::vector<Case> cases;
+  AddSideBySide(cases);
+  AddGrayAndApart(cases);
+  return cases;
 }
 
 }  // namespace tests

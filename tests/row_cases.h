@@ -1,4 +1,4 @@
-// The kinds of conversion that rows are tested with, and what becomes of the pixels.
+// The kinds of conversion that rows are tested with.
 #pragma once
 
 #include <cstddef>
@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "pixels/converter.h"
+#include "pixels/conversion.h"
 
 namespace tests {
 
@@ -23,14 +23,14 @@ struct Case {
   bool KeepsBytes() const { return to.find('X') != std::string::npos; }
   rastel::pixels::Conversion Made() const;
   std::string Text() const;
+
+  /// What becomes of a pixel.
+  void ConvertPixel(const std::uint8_t* source, const std::uint8_t* maskPixel,
+                    std::uint8_t* destination) const;
 };
 
 /// Every pair of layouts with every kind of fourth byte, every pair of picture and mask, pixels that are
 /// apart, weights and tables.
 std::vector<Case> AllCases();
-
-/// What a case makes of a row, pixel by pixel.
-void ConvertRow(const Case& test, const std::uint8_t* source, const std::uint8_t* mask, std::ptrdiff_t width,
-                std::uint8_t* destination);
 
 }  // namespace tests
