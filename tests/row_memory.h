@@ -87,10 +87,7 @@ class RowMemory {
       const std::ptrdiff_t end = std::min(start + bytes_ + kAround, RoomSize());
       text = tests::Difference({expected_[room].data() + begin, expected_[room].data() + end},
                                {memory_.Row(room) + begin, memory_.Row(room) + end});
-      if (!text.empty()) {
-        text = "row " + std::to_string(i) + ", counted from " + std::to_string(start - begin) +
-               " bytes ahead of it: " + text;
-      }
+      text = text.empty() ? "" : "row " + std::to_string(i) + " and around: " + text;
     }
     return text;
   }
