@@ -26,8 +26,8 @@ struct REALmemoryBlockStruct {
 
 struct REALpictureStruct {
   std::array<std::uint8_t, 24> pixels;
-  std::array<std::uint8_t*, 2> rows;
-  BitmapRecord bitmap;
+  std::array<std::uint8_t*, 2> rows = {pixels.data(), pixels.data() + 12};
+  BitmapRecord bitmap = {.width = 3, .height = 2, .word1806 = 1, .rowTable = rows.data()};
 };
 
 #ifdef RASTEL_FINDS_FOLDERS
@@ -80,19 +80,14 @@ void RegisterModule(REALmoduleDefinition* module) {
   }
 }
 
-REALpictureStruct* NewPicture(std::int32_t width, std::int32_t height, std::int32_t) {
+REALpictureStruct* NewPicture(std::int32_t, std::int32_t, std::int32_t) {
   onlyPicture.pixels.fill(0xEE);
-  onlyPicture.rows = {onlyPicture.pixels.data(), &onlyPicture.pixels[12]};
-  onlyPicture.bitmap.width = width;
-  onlyPicture.bitmap.height = height;
-  onlyPicture.bitmap.word1806 = 1;
-  onlyPicture.bitmap.rowTable = onlyPicture.rows.data();
   ++held;
   return &onlyPicture;
 }
 
 Boolean LockBitmap(REALpictureStruct* picture, REALpictureDescription* description, std::int32_t type) {
-  *description = {type, &picture->bitmap, picture->bitmap.width, picture->bitmap.height, 0, 0, nullptr};
+  *description = {type, &picture->bitmap, 3, 2, 0, 0, nullptr};
   ++held;
   return 1;
 }

@@ -68,31 +68,5 @@ TEST(Guard, RaisesWhatIsThrownInTheStringBuilder) {
   }
 }
 
-TEST(RaiseException, FallsBackToTheClassThatEveryHostHas) {
-  const LinkedHost host;
-  rastel::RaiseException("NoSuchException", "said all the same");
-  ExpectRaised("RuntimeException", "said all the same");
-}
-
-TEST(HeldThings, LetExceptionsPassWhereTheyAreGivenBack) {
-  void (*const raise)() = [] { rastel::RaiseException("NilObjectException", "Picture is nil"); };
-  void (*const convert)() = [] { rastel::BuildUnicodeStringUnguarded(u"AB", 4, rastel::kUtf16); };
-  struct GivenBack {
-    double version;
-    const char* entry;
-    void (*act)();
-  };
-  for (const GivenBack& given : {GivenBack{2013.04, "REALUnlockObject", raise},
-                                 {2013.04, "REALUnlockString", raise},
-                                 {2013.04, "REALUnlockString", convert},
-                                 {2011.0, "REALUnlockString", convert}}) {
-    LinkedHost host({.version = given.version});
-    host.ThrowAt(given.entry, make_exception_ptr(OwnException()));
-    EXPECT_THROW(given.act(), OwnException);
-    const int raised = given.act == raise ? 1 : 0;
-    EXPECT_EQ((devhost::Balance{.objects = raised, .references = raised}), host.CurrentBalance());
-  }
-}
-
 }  // namespace
 }  // namespace tests

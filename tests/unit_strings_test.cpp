@@ -59,7 +59,6 @@ TEST(Strings, TakeTheRouteOfEncodingAndHost) {
                            {2013.04, "t", 0, {"t", kAscii}, kPlain},
                            {2013.04, "text", 0x500, ascii, kPlain},
                            {2013.04, "text", 0xFFFF, ascii, kPlain},
-                           {2013.04, "te\x80t", 0, {"te\x80t", 0}, kPlain},
                            {2013.04, "\xFFtext", 0x500, {"\xFFtext", 0x500}, kPlain},
                            {2013.04, "text\x80", 0xFFFF, {"text\x80", 0xFFFF}, kPlain},
                            {2013.04, "text\xC3\xA9", kUtf8, {"text\xC3\xA9", kUtf8}, kPlain},
@@ -133,6 +132,15 @@ TEST(Strings, AreNullForNoText) {
   host.FailAt("REALBuildString");
   EXPECT_EQ(nullptr, REALBuildUnicodeString("text", kTooLong - 1, kUtf8));
   EXPECT_EQ((Route{"REALBuildString"}), Entries(host));
+}
+
+TEST(Strings, LetExceptionsPassWhereTheyGiveBackTheUnconverted) {
+  for (const double version : {2011.0, 2013.04}) {
+    LinkedHost host({.version = version});
+    const NothingLost watch(host);
+    host.ThrowAt("REALUnlockString", std::make_exception_ptr(std::exception()));
+    EXPECT_THROW(rastel::BuildUnicodeStringUnguarded(u"AB", 4, kUtf16), std::exception);
+  }
 }
 
 TEST(Arrays, AreReadInTheStorageOfTheHostOrThroughTheGetter) {
