@@ -68,5 +68,11 @@ TEST(Guard, RaisesWhatIsThrownInTheStringBuilder) {
   }
 }
 
+TEST(RaiseException, FallsBackToTheClassThatEveryHostHas) {
+  const LinkedHost host;
+  rastel::RaiseException("NoSuchException", "said all the same");
+  ExpectRaised("RuntimeException", "said all the same");
+}
+
 }  // namespace
 }  // namespace tests
