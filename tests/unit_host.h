@@ -25,14 +25,14 @@ struct LinkedHost : devhost::Host {
   }
 
   /// Calls of `entry` do nothing.
-  void FailAt(std::string entry) {
-    onEntry = [entry = std::move(entry)](std::string_view called) {
+  void FailAt(const std::string& entry) {
+    onEntry = [entry](std::string_view called) {
       return called == entry ? devhost::Reaction::kFail : devhost::Reaction::kAct;
     };
   }
 
   /// The first call of `entry`, or every one, throws.
-  void ThrowAt(std::string entry, std::exception_ptr exception, bool always = false) {
+  void ThrowAt(const std::string& entry, const std::exception_ptr& exception, bool always = false) {
     throws_ = true;
     onEntry = [=, this](std::string_view called) {
       if (called == entry && throws_) {
