@@ -28,8 +28,10 @@ void ExpectCut(const std::array<New, Count>& records, void* table, std::uint32_t
   const rastel::CBuffer<void> owned(table);
   ASSERT_EQ(Count, count);
   ASSERT_NE(nullptr, table);
-  for (std::size_t i = 0; i < Count; ++i) {
-    EXPECT_EQ(0, std::memcmp(static_cast<const Old*>(table) + i, &records[i], sizeof(Old)));
+  const auto* cut = static_cast<const unsigned char*>(table);
+  for (const New& record : records) {
+    EXPECT_TRUE(std::equal(cut, cut + sizeof(Old), reinterpret_cast<const unsigned char*>(&record)));
+    cut += sizeof(Old);
   }
 }
 
