@@ -11,6 +11,7 @@
 #include <cstdio>
 #include <cstring>
 #include <map>
+#include <span>
 #include <string_view>
 #include <thread>
 #include <vector>
@@ -25,8 +26,8 @@ struct REALmemoryBlockStruct {
 
 struct REALpictureStruct {
   std::array<std::uint8_t, 24> pixels;
-  std::array<std::uint8_t*, 2> rows;
-  BitmapRecord bitmap;
+  std::array<std::uint8_t*, 2> rows = {pixels.data(), pixels.data() + 12};
+  BitmapRecord bitmap = {.width = 3, .height = 2, .word1806 = 1, .rowTable = rows.data()};
 };
 
 #ifdef RASTEL_FINDS_FOLDERS
@@ -57,41 +58,36 @@ thread_local int yields = 0;
 bool isDesktop = false;
 std::atomic<int> failures = 0;
 
-struct Registered {
-  std::map<std::string_view, void*> functions;
-  std::vector<const void*> tables;  // the host's for good
-};
-Registered& registered = *new Registered;  // never destroyed, as what is registered never is
+// The methods that are called.
+REALpictureStruct* (*toPicture)(REALmemoryBlockStruct*, std::int32_t offset, std::int32_t width,
+                                std::int32_t height);
+Boolean (*toBlock)(REALpictureStruct*, REALmemoryBlockStruct*, std::int32_t offset, std::int32_t startLine,
+                   std::int32_t endLine, std::int32_t yield, std::int32_t destRowBytes);
 
-template <typename Row>
-void Keep(const Row& row) {
-  const std::string_view declaration = row.declaration;
-  if (declaration.find("(dest as") == std::string_view::npos) {
-    registered.functions.try_emplace(declaration.substr(0, declaration.find('(')), row.function);
+/// The host's for good: never destroyed.
+auto& modules = *new std::vector<const REALmoduleDefinition*>;
+
+void RegisterModule(REALmoduleDefinition* module) {
+  modules.push_back(module);
+  for (const REALmethodDefinition& row : std::span(module->common.methods, module->common.methodCount)) {
+    const std::string_view declaration = row.declaration;
+    if (declaration.starts_with("MemoryblockRGBtoPictureKVZ(source")) {
+      toPicture = reinterpret_cast<decltype(toPicture)>(row.function);
+    }
+    if (declaration.starts_with("CopyRGBtoMemoryblockKVZ(")) {
+      toBlock = reinterpret_cast<decltype(toBlock)>(row.function);
+    }
   }
 }
 
-void RegisterClass(REALclassDefinition* definition) {
-  const auto* rows = reinterpret_cast<const OldMethodRow*>(definition->common.methods);
-  registered.tables.push_back(rows);
-  for (std::uint32_t i = 0; i < definition->common.methodCount; ++i) {
-    Keep(rows[i]);
-  }
-}
-
-REALpictureStruct* NewPicture(std::int32_t width, std::int32_t height, std::int32_t) {
+REALpictureStruct* NewPicture(std::int32_t, std::int32_t, std::int32_t) {
   onlyPicture.pixels.fill(0xEE);
-  onlyPicture.rows = {onlyPicture.pixels.data(), &onlyPicture.pixels[12]};
-  onlyPicture.bitmap.width = width;
-  onlyPicture.bitmap.height = height;
-  onlyPicture.bitmap.word1806 = 1;
-  onlyPicture.bitmap.rowTable = onlyPicture.rows.data();
   ++held;
   return &onlyPicture;
 }
 
 Boolean LockBitmap(REALpictureStruct* picture, REALpictureDescription* description, std::int32_t type) {
-  *description = {type, &picture->bitmap, picture->bitmap.width, picture->bitmap.height, 0, 0, nullptr};
+  *description = {type, &picture->bitmap, 3, 2, 0, 0, nullptr};
   ++held;
   return 1;
 }
@@ -113,8 +109,8 @@ void* Address(Function function) {
 
 void* Resolve(const char* name) {
   static const std::map<std::string_view, void*> entries = {
-      {"PluginRegisterMethod", Address([](REALmethodDefinition* method) { Keep(*method); })},
-      {"PluginRegisterClassExtension", Address(RegisterClass)},
+      {"REALGetRBVersion", Address([] { return 2013.04; })},
+      {"PluginRegisterModule", Address(RegisterModule)},
       {"pluginObjectType", Address(FindClass)},
       {"newPicture", Address(NewPicture)},
       {"lockPictureDescription", Address(LockWorld)},
@@ -137,20 +133,15 @@ void Expect(bool holds, const char* what) {
 }
 
 REALpictureStruct* MakePicture() {
-  using ToPicture = REALpictureStruct* (*)(REALmemoryBlockStruct*, std::int32_t, std::int32_t, std::int32_t);
   REALmemoryBlockStruct block{kPixels};
-  void* method = registered.functions.at("MemoryblockRGBtoPictureKVZ");
-  return reinterpret_cast<ToPicture>(method)(&block, 0, 3, 2);
+  return toPicture(&block, 0, 3, 2);
 }
 
 /// Copies the pixels back, and gives how often the copy yielded.
 int YieldsOfCopy(std::int32_t yield) {
-  using ToBlock = Boolean (*)(REALpictureStruct*, REALmemoryBlockStruct*, std::int32_t, std::int32_t,
-                              std::int32_t, std::int32_t, std::int32_t);
-  void* method = registered.functions.at("CopyRGBtoMemoryblockKVZ");
   REALmemoryBlockStruct block{};
   yields = 0;
-  const Boolean isCopied = reinterpret_cast<ToBlock>(method)(&onlyPicture, &block, 0, 0, -1, yield, 0);
+  const Boolean isCopied = toBlock(&onlyPicture, &block, 0, 0, -1, yield, 0);
   Expect(isCopied != 0 && block.bytes == kPixels, "the pixels come back");
   return yields;
 }
@@ -185,7 +176,6 @@ int main(int, char** arguments) {
   Expect(dlsym(RTLD_DEFAULT, "TickCount") == nullptr, "the process has no clock of the platform");
   for (const auto check : {CheckConsole, CheckDesktop}) {
     isDesktop = check == CheckDesktop;
-    registered.functions.clear();
     void* library = dlopen(arguments[1], RTLD_NOW);
     if (library == nullptr) {
       std::fprintf(stderr, "%s\n", dlerror());

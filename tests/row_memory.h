@@ -8,7 +8,6 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
-#include <cstring>
 #include <string>
 
 #include "devhost/memory.h"
@@ -20,20 +19,15 @@ namespace tests {
 inline constexpr std::size_t kRows = 3;  // that are converted at once
 using RowContents = std::array<Bytes, kRows>;
 
-enum class Stride : std::uint8_t { kApart, kBackwards, kTable, kGap, kPacked };
-inline constexpr const char* kStrideNames[] = {"apart", "backwards", "in a table", "with gaps", "packed"};
-inline constexpr std::size_t kStrides = std::size(kStrideNames);
+enum class Arrangement : std::uint8_t { kApart, kBackwards, kTable, kGap, kPacked };
+inline constexpr std::size_t kArrangements = 5;
 
-/// Where rows are put: `distance` bytes from the beginning of their room, or from its end.
+/// Where rows are put.
 struct Placement {
-  bool atEnd;
-  std::ptrdiff_t distance;
-  Stride stride;
-
-  std::string Text() const {
-    return std::string(atEnd ? "ends " : "begins ") + std::to_string(distance) +
-           " bytes from a page without access, rows " + kStrideNames[static_cast<int>(stride)];
-  }
+  Arrangement arrangement;
+  bool atEnd;                   // of their room, or at its beginning
+  std::ptrdiff_t distance = 0;  // bytes from there
+  std::ptrdiff_t gap = 1;       // bytes from one row to the next with Arrangement::kGap
 };
 
 /// The rows of a source, a mask or a destination, which are windows of longer ones. Of three rooms, all
@@ -42,122 +36,98 @@ class RowMemory {
  public:
   static constexpr std::ptrdiff_t kPixels = 960;  // of the longer rows
 
-  /// Pixels of `pixelBytes` bytes, `step` bytes from one to the next, or back to the next.
+  /// Pixels of `pixelBytes` bytes, `step` bytes from one to the next.
   RowMemory(std::ptrdiff_t step, std::ptrdiff_t pixelBytes, std::uint64_t seed)
-      : step_(std::abs(step)), leadsBack_(step < 0), pixelBytes_(pixelBytes) {
-    for (std::size_t row = 0; row < kRows; ++row) {
-      std::ranges::copy(Surroundings(), memory_.Row(row));
-      before[row] = NoiseBytes(static_cast<std::size_t>(kPixels * step_ + 8), seed + 10000 * row);
+      : step_(step), pixelBytes_(pixelBytes) {
+    for (std::size_t i = 0; i < kRows; ++i) {
+      expected_[i] = NoiseBytes(static_cast<std::size_t>(RoomSize()), i);
+      std::ranges::copy(expected_[i], memory_.Row(i));
+      before[i] = NoiseBytes(static_cast<std::size_t>(kPixels * std::abs(step) + 8), seed + 10000 * i);
     }
     after = before;
   }
 
-  /// The first pixel of a longer row.
-  std::uint8_t* First(Bytes& contents) const {
-    return &contents[static_cast<std::size_t>(leadsBack_ ? (kPixels - 1) * step_ : 0)];
-  }
+  /// Pixel `x` of one of the longer rows.
+  std::uint8_t* Pixel(Bytes& contents, std::ptrdiff_t x) const { return contents.data() + Position(x); }
 
-  /// Makes room for the windows of `width` pixels that begin at pixel `first`. `gap` is what is between two
-  /// rows that share a room.
-  void Place(const Placement& placement, std::ptrdiff_t width, std::ptrdiff_t first, std::ptrdiff_t gap) {
-    static constexpr std::size_t kRooms[kStrides][kRows] = {
+  /// Makes room for the windows of `width` pixels that begin at pixel `first`, which are to become `after`.
+  void Place(const Placement& placement, std::ptrdiff_t first, std::ptrdiff_t width) {
+    static constexpr std::size_t kRooms[kArrangements][kRows] = {
         {0, 1, 2}, {2, 1, 0}, {1, 2, 0}, {1, 1, 1}, {1, 1, 1}};
-    for (const Row& row : rows_) {
-      std::copy_n(OfSurroundings(row, row.start), bytes_, row.start);
-    }
-    bytes_ = width == 0 ? 0 : (width - 1) * step_ + pixelBytes_;
-    offset_ = (leadsBack_ ? kPixels - first - width : first) * step_;
-    stride_ = placement.stride;
-    const bool isShared = stride_ >= Stride::kGap;
-    const std::ptrdiff_t distance = isShared ? width * step_ + (stride_ == Stride::kGap ? gap : 0) : 0;
-    const std::ptrdiff_t length = 2 * distance + bytes_;
-    for (std::size_t i = 0; i < kRows; ++i) {
-      std::uint8_t* room = memory_.Row(kRooms[static_cast<std::size_t>(stride_)][i]);
-      std::uint8_t* roomEnd = room + RoomSize();
-      std::uint8_t* start =
-          placement.atEnd ? roomEnd - length - placement.distance : room + placement.distance;
-      start += static_cast<std::ptrdiff_t>(i) * distance;
-      rows_[i] = {room, start, isShared && i > 0 ? start : std::max(room, start - kMargin),
-                  isShared && i + 1 < kRows ? start + distance : std::min(roomEnd, start + bytes_ + kMargin)};
-      table_[i] = start + FirstPixel() - kTableOffset;
+    arrangement_ = placement.arrangement;
+    const std::ptrdiff_t last = first + std::max<std::ptrdiff_t>(width, 1) - 1;
+    offset_ = std::min(Position(first), Position(last));
+    firstPixel_ = Position(first) - offset_;
+    bytes_ = width == 0 ? 0 : std::max(Position(first), Position(last)) - offset_ + pixelBytes_;
+    const bool isShared = arrangement_ >= Arrangement::kGap;
+    const std::ptrdiff_t gap = arrangement_ == Arrangement::kGap ? placement.gap : 0;
+    const std::ptrdiff_t distance = isShared ? width * std::abs(step_) + gap : 0;
+    std::ptrdiff_t start =
+        placement.atEnd ? RoomSize() - 2 * distance - bytes_ - placement.distance : placement.distance;
+    for (std::size_t i = 0; i < kRows; ++i, start += distance) {
+      rows_[i] = {kRooms[static_cast<std::size_t>(arrangement_)][i], start};
+      table_[i] = Start(i) + firstPixel_ - kTableOffset;
+      std::copy_n(after[i].data() + offset_, bytes_, expected_[rows_[i].room].data() + start);
     }
   }
 
   void Write(const RowContents& contents) {
     for (std::size_t i = 0; i < kRows; ++i) {
-      std::memcpy(rows_[i].start, contents[i].data() + offset_, static_cast<std::size_t>(bytes_));
+      std::copy_n(contents[i].data() + offset_, bytes_, Start(i));
     }
   }
 
-  /// Says where the rows first differ from `after`, or what surrounds them from what it was. Empty: nowhere.
+  /// Says where the rows and the bytes around them first differ from what they are to be. Empty: nowhere.
   std::string Difference() const {
+    constexpr std::ptrdiff_t kAround = 64;
     std::string text;
     for (std::size_t i = 0; i < kRows && text.empty(); ++i) {
-      const Row& row = rows_[i];
-      const std::uint8_t* end = row.start + bytes_;
-      text = Compare(row, row.begin, OfSurroundings(row, row.begin), row.start - row.begin) +
-             Compare(row, row.start, after[i].data() + offset_, bytes_) +
-             Compare(row, end, OfSurroundings(row, end), row.end - end);
+      const auto& [room, start] = rows_[i];
+      const std::ptrdiff_t begin = std::max<std::ptrdiff_t>(start - kAround, 0);
+      const std::ptrdiff_t end = std::min(start + bytes_ + kAround, RoomSize());
+      text = tests::Difference({expected_[room].data() + begin, expected_[room].data() + end},
+                               {memory_.Row(room) + begin, memory_.Row(room) + end});
+      text = text.empty() ? "" : "row " + std::to_string(i) + " and around: " + text;
     }
     return text;
   }
 
   rastel::pixels::Places<std::uint8_t> places() const {
-    if (stride_ == Stride::kTable) {
+    if (arrangement_ == Arrangement::kTable) {
       return {.table = table_.data(), .offset = kTableOffset};
     }
-    return {.first = rows_[0].start + FirstPixel(), .step = rows_[1].start - rows_[0].start};
+    return {.first = Start(0) + firstPixel_, .step = Start(1) - Start(0)};
   }
 
   RowContents before, after;  // a conversion
 
  private:
-  static constexpr std::ptrdiff_t kMargin = 64;  // bytes around a row that are compared as well
   static constexpr std::ptrdiff_t kTableOffset = 5;
 
   struct Row {
-    std::uint8_t* room;
-    std::uint8_t* start;
-    std::uint8_t *begin, *end;  // of what is compared
+    std::size_t room;
+    std::ptrdiff_t start;  // in the room
   };
-
-  /// Where the first pixel of a row is in it.
-  std::ptrdiff_t FirstPixel() const { return leadsBack_ && bytes_ > 0 ? bytes_ - pixelBytes_ : 0; }
 
   static std::ptrdiff_t RoomSize() {
     static const std::ptrdiff_t size = 3 * sysconf(_SC_PAGESIZE);
     return size;
   }
 
-  /// What a room holds around its rows.
-  static const Bytes& Surroundings() {
-    static const Bytes bytes = NoiseBytes(static_cast<std::size_t>(RoomSize()), 31);
-    return bytes;
-  }
+  /// Where pixel `x` is in a longer row, which leads back if its step does.
+  std::ptrdiff_t Position(std::ptrdiff_t x) const { return (step_ < 0 ? x + 1 - kPixels : x) * step_; }
 
-  static const std::uint8_t* OfSurroundings(const Row& row, const std::uint8_t* address) {
-    return Surroundings().data() + (address - row.room);
-  }
-
-  static std::string Compare(const Row& row, const std::uint8_t* actual, const std::uint8_t* expected,
-                             std::ptrdiff_t count) {
-    if (std::memcmp(actual, expected, static_cast<std::size_t>(count)) == 0) {
-      return "";
-    }
-    const auto at = std::mismatch(actual, actual + count, expected);
-    return "byte " + std::to_string(at.first - row.start) + " is " + std::to_string(*at.first) +
-           " instead of " + std::to_string(*at.second);
-  }
+  std::uint8_t* Start(std::size_t i) const { return memory_.Row(rows_[i].room) + rows_[i].start; }
 
   devhost::Memory memory_{
       {.rows = kRows, .rowLength = static_cast<std::size_t>(RoomSize()), .guarded = true}};
-  std::ptrdiff_t step_;
-  bool leadsBack_;
-  std::ptrdiff_t pixelBytes_;
+  RowContents expected_;  // of the rooms
+  std::ptrdiff_t step_, pixelBytes_;
+  Arrangement arrangement_ = Arrangement::kApart;
   std::array<Row, kRows> rows_ = {};
   std::array<std::uint8_t*, kRows> table_ = {};
-  std::ptrdiff_t bytes_ = 0, offset_ = 0;
-  Stride stride_ = Stride::kApart;
+  std::ptrdiff_t bytes_ = 0;                    // of a row
+  std::ptrdiff_t offset_ = 0, firstPixel_ = 0;  // of the windows in the longer rows, and in the windows
 };
 
 }  // namespace tests

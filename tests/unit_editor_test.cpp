@@ -1,5 +1,5 @@
 // What the editors of pictures do that no method shows.
-#include <limits>
+#include <array>
 #include <memory>
 #include <string_view>
 
@@ -57,10 +57,9 @@ TEST_F(Editor, StepsFromRowToRowAndBackToTheFirst) {
   const NothingLost watch(host);
   const auto picture = host.NewPicture(2, 3);
   PictureReader reader;
-  for (const std::int32_t number : {reader.RowBytes, reader.Width, reader.Height, reader.BytesPerPixel,
-                                    reader.SpareWord, reader.ColumnIndex, reader.RowIndex}) {
-    EXPECT_EQ(0, number);
-  }
+  EXPECT_EQ((std::array<std::int32_t, 7>{}),
+            (std::array{reader.RowBytes, reader.Width, reader.Height, reader.BytesPerPixel, reader.SpareWord,
+                        reader.ColumnIndex, reader.RowIndex}));
   EXPECT_TRUE(reader.Picture == nullptr && reader.PixelType == nullptr);
   EXPECT_FALSE(reader.AllowCopyFlag || reader.ClearCacheOnClose || reader.DescriptionLocked);
   ASSERT_TRUE(reader.GetPictureEditor(picture.get(), true, false));
@@ -88,11 +87,7 @@ TEST_F(Editor, LetsGoOfThePictureBeforeTheNext) {
   Lines entries = Entries(host);
   entries.resize(3);
   EXPECT_EQ((Lines{"UnlockPixels", "unlockPictureDescription", "REALUnlockObject"}), entries);
-  EXPECT_EQ((std::array{1, 0, 0, 2, 1}),
-            (std::array{first->references, first->pixelLocks, first->descriptionLocks, second->references,
-                        second->pixelLocks}));
-  EXPECT_EQ(12, reader.PixelType->number);
-  EXPECT_EQ(3, reader.BytesPerPixel);
+  EXPECT_EQ((std::array{12, 3}), (std::array{reader.PixelType->number, reader.BytesPerPixel}));
   EXPECT_FALSE(reader.GetPictureEditor(nullptr, true, false));
   EXPECT_EQ(nullptr, reader.Picture);
   // What the host said of an earlier picture does not count for the next.
@@ -103,27 +98,23 @@ TEST_F(Editor, LetsGoOfThePictureBeforeTheNext) {
 
 TEST_F(Editor, OpensNoWorldWithoutAnAddress) {
   const auto picture = host.NewPicture(2, 3);
-  rastel::gResolver = [](const char* name) -> void* {
-    void (*const describe)(REALpictureStruct*, REALpictureDescription*) =
-        [](REALpictureStruct*, REALpictureDescription* description) {
-          *description = {.type = kLegacyWorldDescription, .width = 2, .height = 3};
-        };
-    return name == std::string_view("lockPictureDescription") ? reinterpret_cast<void*>(describe)
-                                                              : devhost::Host::Resolve(name);
+  PictureReader reader;
+  host.onEntry = [&](std::string_view entry) {
+    if (entry != "lockPictureDescription") {
+      return devhost::Reaction::kAct;
+    }
+    reader.PictureDescription.type = kLegacyWorldDescription;
+    return devhost::Reaction::kFail;
   };
-  Unbind(rastel::REALLockPictureDescriptionWithNativeType);
-  EXPECT_FALSE(PictureReader().GetPictureEditor(picture.get(), true, false));
+  EXPECT_FALSE(reader.GetPictureEditor(picture.get(), true, false));
   EXPECT_EQ(0, CountCalls(host, "GetGWorldPixMap"));
   EXPECT_EQ(1, CountCalls(host, "unlockPictureDescription"));
-  rastel::gResolver = &devhost::Host::Resolve;
-  Unbind(rastel::REALLockPictureDescriptionWithNativeType);
 }
 
 TEST_F(Editor, OpensNoUnsupportedPictureForWritingOrWithoutACopy) {
   const NothingLost watch(host);
   const auto deep = host.NewPicture(2, 3, PixelFormat::kWorld16);
   const auto bitmap = host.NewPicture(2, 3, PixelFormat::kBitmap);
-  EXPECT_FALSE(PictureWriter().GetPictureEditor(deep.get(), false, true));
   EXPECT_FALSE(PictureWriter().GetPictureEditor(deep.get(), true, true));
   EXPECT_FALSE(PictureWriter().GetPictureEditor(bitmap.get(), true, true));
   EXPECT_FALSE(PictureWriter().GetPictureEditor(bitmap.get(), false, false));
@@ -138,38 +129,23 @@ TEST_F(Editor, WritesNewPicturesUpToTheGreatestSize) {
   }
 }
 
-TEST_F(Editor, CopiesTheTopLeftCorner) {
-  const NothingLost watch(host);
-  const auto picture = host.NewPicture(5, 4, PixelFormat::kBitmap);
-  FillWithNoise(*picture, 1);
-  EXPECT_EQ(nullptr, DuplicatePictureWithoutMaskOrAlpha(nullptr, 3, 2));
-  EXPECT_EQ(nullptr, DuplicatePictureWithoutMaskOrAlpha(picture.get(), 0, 2));
-  EXPECT_EQ(nullptr, DuplicatePictureWithoutMaskOrAlpha(picture.get(), 3, -1));
-  EXPECT_TRUE(host.trace.empty());
-  const Copy copy(DuplicatePictureWithoutMaskOrAlpha(picture.get(), 3, 2));
-  ASSERT_NE(nullptr, copy.get());
-  EXPECT_EQ((std::array{3, 2}), (std::array{copy->width, copy->height}));
-  for (const std::int32_t place : {0, 1, 2, 3, 4, 5}) {
-    EXPECT_EQ(ColourAt(*picture, place % 3, place / 3), ColourAt(*copy, place % 3, place / 3));
-  }
-}
-
 TEST(OpaqueCopies, CopyBitmapsOfTheSameSizeWithoutGraphics) {
   LinkedHost host(kConsole.Options());
   host.FailAt("pluginPictureGraphicsGetter");
   const auto picture = host.NewPicture(1, 4);
   FillWithNoise(*picture, 1);
-  for (const auto& [width, height] : {std::pair{1, 4}, std::pair{2, 4}, std::pair{1, 3}}) {
-    const Copy copy(DuplicatePictureWithoutMaskOrAlpha(picture.get(), width, height));
-    ASSERT_NE(nullptr, copy.get());
-    const bool isWhole = width == 1 && height == 4;
-    for (std::int32_t row = 0; row < height; ++row) {
-      EXPECT_EQ(isWhole ? picture->At(0, row).red : 0, copy->At(0, row).red) << width << " x " << height;
-    }
-  }
+  EXPECT_EQ(nullptr, DuplicatePictureWithoutMaskOrAlpha(nullptr, 1, 4));
+  EXPECT_EQ(nullptr, DuplicatePictureWithoutMaskOrAlpha(picture.get(), 0, 4));
+  EXPECT_EQ(nullptr, DuplicatePictureWithoutMaskOrAlpha(picture.get(), 1, -1));
+  EXPECT_TRUE(host.trace.empty());
+  const auto copied = [&](std::int32_t width, std::int32_t height) {
+    return BytesOf(*Copy(DuplicatePictureWithoutMaskOrAlpha(picture.get(), width, height)));
+  };
+  EXPECT_EQ(BytesOf(*picture), copied(1, 4));
+  EXPECT_EQ(Bytes(32), copied(2, 4));
+  EXPECT_EQ(Bytes(12), copied(1, 3));
   picture->bitmap->word0 = 1;  // of no use
-  const Copy copy(DuplicatePictureWithoutMaskOrAlpha(picture.get(), 1, 4));
-  EXPECT_EQ(0, copy->At(0, 2).red);
+  EXPECT_EQ(Bytes(16), copied(1, 4));
 }
 
 TEST(Descriptions, AreOfUsableBitmapsOnly) {
@@ -187,19 +163,6 @@ TEST(Descriptions, AreOfUsableBitmapsOnly) {
   EXPECT_EQ(nullptr, bitmapOf(kBitmapDescription, nullptr));
 }
 
-TEST(RowRuns, MayLeadAroundTheEndOfTheAddresses) {
-  PictureReader reader;
-  reader.PixelType = &rastel::kPixelType13;
-  // NOLINTNEXTLINE(performance-no-int-to-ptr): nobody reads there
-  reader.BaseAddress = reinterpret_cast<std::uint8_t*>(std::uintptr_t{16});
-  reader.RowBytes = std::numeric_limits<std::int32_t>::min();
-  reader.Height = 9;
-  reader.SkipRows(3);
-  EXPECT_EQ(std::uintptr_t{16} - 3 * (std::uintptr_t{1} << 31),
-            reinterpret_cast<std::uintptr_t>(reader.RowPtr));
-  EXPECT_EQ(reader.RowBytes, reader.PeekRows(2).starts.step);
-}
-
 TEST(RowRuns, AreTablesWhereRowsAreNotEquallySpaced) {
   std::uint8_t memory[40];
   std::uint8_t* table[] = {memory, memory + 8, memory + 16, memory + 24, memory + 30, memory + 22};
@@ -211,8 +174,8 @@ TEST(RowRuns, AreTablesWhereRowsAreNotEquallySpaced) {
     std::int32_t first, most, count;
     bool isTable;
   };
-  for (const Run& run : {Run{0, 4, 4, false}, Run{0, 5, 5, true}, Run{0, 3, 3, false}, Run{1, 3, 3, false},
-                         Run{3, 2, 2, false}, Run{2, 9, 4, true}, Run{5, 9, 1, false}}) {
+  for (const Run& run : {Run{0, 4, 4, false}, Run{0, 5, 5, true}, Run{0, 3, 3, false}, Run{3, 2, 2, false},
+                         Run{2, 9, 4, true}, Run{5, 9, 1, false}}) {
     reader.RowIndex = 0;
     reader.SkipRows(run.first);
     const auto [starts, count] = reader.PeekRows(run.most);
