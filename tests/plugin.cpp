@@ -11,6 +11,7 @@
 #include <cstring>
 #include <fstream>
 #include <iterator>
+#include <map>
 #include <stdexcept>
 #include <string_view>
 
@@ -23,10 +24,6 @@ namespace {
 void* Counted(void* memory) {
   Plugin::current->live.insert(memory);
   return memory;
-}
-
-void* WatchedMalloc(std::size_t size) {
-  return Plugin::current->ShouldFail() ? nullptr : Counted(std::malloc(size));
 }
 
 void* WatchedCalloc(std::size_t count, std::size_t size) {
@@ -42,25 +39,16 @@ void WatchedFree(void* memory) {
   std::free(memory);
 }
 
-struct Watched {
-  std::string_view name;
-  void* function;
-};
-
 template <typename Function>
 void* Address(Function* function) {
   return reinterpret_cast<void*>(function);
 }
 
-const Watched kWatched[] = {{"malloc", Address(WatchedMalloc)},
-                            {"calloc", Address(WatchedCalloc)},
-                            {"strdup", Address(WatchedStrdup)},
-                            {"__strdup", Address(WatchedStrdup)},
-                            {"free", Address(WatchedFree)}};
-/// Imports that would allocate past the counting; the last four are operator new.
-constexpr std::string_view kUnwatched[] = {
-    "realloc", "aligned_alloc", "posix_memalign", "__cxa_allocate_exception",
-    "_Znwm",   "_Znam",         "_Znwj",          "_Znaj"};
+/// All that the plug-in allocates and frees with; tests/check_binary.sh knows what it imports.
+const std::map<std::string_view, void*> kWatched = {{"calloc", Address(WatchedCalloc)},
+                                                    {"strdup", Address(WatchedStrdup)},
+                                                    {"__strdup", Address(WatchedStrdup)},
+                                                    {"free", Address(WatchedFree)}};
 
 /// A copy that sanitizers do not see: there are gaps between the plug-in's data that they watch.
 __attribute__((no_sanitize("address"))) void CopyData(std::uint8_t* to, const std::uint8_t* from,
@@ -86,18 +74,11 @@ constexpr auto kSymbolShift = 8;
 
 /// Lets the import `name`, whose address is in `slot`, lead to a counting function, if there is one.
 void WatchImport(std::string_view name, void** slot) {
-  for (const std::string_view unwatched : kUnwatched) {
-    if (name == unwatched) {
-      throw std::runtime_error("the plug-in allocates in a way that is not counted: " + std::string(name));
-    }
-  }
-  for (const Watched& watched : kWatched) {
-    if (name == watched.name) {
-      const auto page = static_cast<std::uintptr_t>(sysconf(_SC_PAGESIZE));
-      void* start = reinterpret_cast<void*>(reinterpret_cast<std::uintptr_t>(slot) & ~(page - 1));
-      mprotect(start, page, PROT_READ | PROT_WRITE);
-      *slot = watched.function;
-    }
+  if (const auto watched = kWatched.find(name); watched != kWatched.end()) {
+    const auto page = static_cast<std::uintptr_t>(sysconf(_SC_PAGESIZE));
+    void* start = reinterpret_cast<void*>(reinterpret_cast<std::uintptr_t>(slot) & ~(page - 1));
+    mprotect(start, page, PROT_READ | PROT_WRITE);
+    *slot = watched->second;
   }
 }
 

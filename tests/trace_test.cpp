@@ -48,6 +48,7 @@ std::vector<Scene> Scenes() {
   since2016.version = 2016.0;
   constexpr const char* kLock = "REALLockPictureDescription";
   const Names firstGetter = {"PluginIntegerArrayGetProc"};
+  const Names bounds = {"RuntimeUBound"};
   const Names firstNames = {"REALGetPropValueInteger", "REALSetPropValueInteger"};
   const std::string toBlock = "CopyRGBto";
   const std::string toPicture = "MemoryblockRGBtoPictureKVZ(source";
@@ -71,7 +72,8 @@ std::vector<Scene> Scenes() {
       {"a missing entry is looked up at every use", kUnknown, toBlock, bitmap, {kLock}, {}, 2},
       {"second names, of the getter", kConsole, ontoPicture, toDest, firstNames, {}, 2},
       {"second names, of the setter", kConsole, toBlock, nil, firstNames},
-      {"palettes are asked for their bounds first", since2016, "Red() as", looksUp, firstGetter}};
+      {"palettes are asked for their bounds first", since2016, "Red() as", looksUp, firstGetter},
+      {"palettes without bounds have one element", since2016, "Red() as", looksUp, bounds}};
 }
 
 bool FindsFramework(const std::string& entry) {
