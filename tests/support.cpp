@@ -1,8 +1,10 @@
 #include "support.h"
 
 #include <algorithm>
+#include <charconv>
 #include <iterator>
 #include <ostream>
+#include <stdexcept>
 
 namespace devhost {
 
@@ -84,6 +86,17 @@ Bytes BytesOf(REALpictureStruct& picture) {
   bytes.reserve(picture.RowLength() * static_cast<std::size_t>(picture.height));
   for (std::int32_t row = 0; row < picture.height; ++row) {
     bytes.insert(bytes.end(), picture.Row(row), picture.Row(row) + picture.RowLength());
+  }
+  return bytes;
+}
+
+Bytes ParseHex(const std::string& digits) {
+  Bytes bytes;
+  for (std::size_t i = 0; i < digits.size(); i += 2) {
+    const char* end = digits.data() + i + 2;
+    if (digits.size() % 2 != 0 || std::from_chars(end - 2, end, bytes.emplace_back(), 16).ptr != end) {
+      throw std::runtime_error("no hexadecimal digits: " + digits);
+    }
   }
   return bytes;
 }

@@ -87,6 +87,9 @@ void FillWithNoise(REALmemoryBlockStruct& block, std::uint64_t seed);
 Bytes BytesOf(REALmemoryBlockStruct& block);
 Bytes BytesOf(REALpictureStruct& picture);
 
+/// The bytes that hexadecimal digits tell. Throws std::runtime_error.
+Bytes ParseHex(const std::string& digits);
+
 /// Says where the first difference is; empty: nowhere.
 std::string Difference(std::span<const std::uint8_t> expected, std::span<const std::uint8_t> actual);
 
