@@ -248,7 +248,6 @@ std::string Call::Run(const devhost::Injection* faults) {
   Refill();
   faults_ = faults;
   before_ = host_.CurrentBalance();
-  traceBefore_ = host_.trace.size();
   complaintsBefore_ = host_.complaints.size();
   Outcome outcome = Invoke();
   LearnTroubles();

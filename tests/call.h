@@ -115,7 +115,6 @@ class Call {
   std::string Judge(const Outcome& outcome) const;
   std::string JudgeSuccess(const Outcome& outcome) const;
   std::string JudgeRaised(const Outcome& outcome) const;
-  std::string JudgeRefused(const Outcome& outcome) const;
   std::string JudgeBlock(const Outcome& outcome) const;
   std::string JudgePictures(const Outcome& outcome) const;
   std::string JudgeMade(REALpictureStruct& made) const;
@@ -135,7 +134,7 @@ class Call {
   Bytes pictureBefore_, destBefore_, blockBefore_;
   REALpictureStruct* maskBefore_ = nullptr;
   devhost::Balance before_;
-  std::size_t traceBefore_ = 0, complaintsBefore_ = 0;
+  std::size_t complaintsBefore_ = 0;
   const devhost::Injection* faults_ = nullptr;
   devhost::Names missing_;  // what the host lacks
   bool isInDoubt_ = false;  // not all is known of what has to come of the call

@@ -1,6 +1,5 @@
 // Whatever goes wrong in a host, nothing is lost, no result is wrong, and the next call is as good as ever.
 #include <algorithm>
-#include <cmath>
 #include <functional>
 #include <utility>
 
@@ -111,75 +110,49 @@ class Trial {
 
 using Troubles = std::vector<Trouble>;
 
-/// Troubles of every method on every host: each is run if it is drawn, counted, and reported if it fails.
-class Sweep {
- public:
-  /// Usually one of `step` troubles is drawn, and all of them at RASTEL_SOAK = `step`.
-  Sweep(std::string name, double step, std::function<Troubles(const Trial&)> make)
-      : name_(std::move(name)),
-        step_(std::max<std::uint64_t>(1, std::llround(step / Soak()))),
-        make_(std::move(make)) {}
-
-  void Run() {
-    for (const HostCase& hostCase : kHosts) {
-      devhost::Host host(hostCase.GuardedOptions());
-      Plugin plugin;
-      plugin.Register(&devhost::Host::Resolve);
-      const std::vector<Method> methods = MethodsOf(host);
-      for (std::size_t i = 0; i < methods.size(); ++i) {
-        const auto run = [&](const std::string& situation, const CallSpec& spec) {
-          Trial trial(hostCase, host, plugin, methods[i], spec);
-          RunTrial(trial, hostCase.name + ("/" + situation + "/") + std::to_string(i + 1) + "/");
-        };
-        CallSpec spec = GoodCall(hostCase, {3, 2});
-        run("plain", spec);
-        if (hostCase.ReadsThroughCopies() && methods[i].copies) {
-          spec.isMasked = true;
-          run("masked", spec);
-        }
-        if (hostCase.name == std::string_view(kDesktop.name)) {
-          spec.integers["offset"] = -1;
-          run("bad", spec);
-        }
+/// Calls `run` with every method on every host, and with the point's beginning.
+void ForEachTrial(const std::function<void(Trial&, const std::string&)>& run) {
+  for (const HostCase& hostCase : kHosts) {
+    devhost::Host host(hostCase.GuardedOptions());
+    Plugin plugin;
+    plugin.Register(&devhost::Host::Resolve);
+    const std::vector<Method> methods = MethodsOf(host);
+    for (std::size_t i = 0; i < methods.size(); ++i) {
+      const auto runIn = [&](const std::string& situation, const CallSpec& spec) {
+        Trial trial(hostCase, host, plugin, methods[i], spec);
+        run(trial, hostCase.name + ("/" + situation + "/") + std::to_string(i + 1) + "/");
+      };
+      CallSpec spec = GoodCall(hostCase, {3, 2});
+      runIn("plain", spec);
+      if (hostCase.ReadsThroughCopies() && methods[i].copies) {
+        spec.isMasked = true;
+        runIn("masked", spec);
+      }
+      if (hostCase.name == std::string_view(kDesktop.name)) {
+        spec.integers["offset"] = -1;
+        runIn("bad", spec);
       }
     }
-    Figure(name_)
-        .Add("points", points_)
-        .Add("reached", reached_)
-        .Add("failures", failures_)
-        .Add("ended", ended_)
-        .Add("methods", kMethods)
-        .Add("hosts", std::size(kHosts))
-        .Add("one_of", step_);
   }
+}
 
- private:
-  void RunTrial(Trial& trial, const std::string& place) {
-    const std::string wanted = WantedPoint();
-    for (const Trouble& trouble : make_(trial)) {
+using Troubles = std::vector<Trouble>;
+
+/// Runs what `make` gives for each trial.
+void Sweep(const char* figure, double step, const std::function<Troubles(const Trial&)>& make) {
+  Points points(figure, step);
+  ForEachTrial([&](Trial& trial, const std::string& place) {
+    for (const Trouble& trouble : make(trial)) {
       const std::string point = place + trouble.Text();
-      ++number_;
-      if (wanted.empty() ? Mix(Seed(), number_) % step_ == 0 : wanted == point) {
-        Count(point, RunIsolated([&](Verdict& verdict) { trial.Run(trouble, verdict); }));
+      if (points.IsDue(point)) {
+        const Verdict verdict = RunIsolated([&](Verdict& result) { trial.Run(trouble, result); });
+        points.Count(point, verdict.failure);
+        points.also["reached"] += verdict.reached ? 1 : 0;
+        points.also["ended"] += verdict.ended ? 1 : 0;
       }
     }
-  }
-
-  void Count(const std::string& point, const Verdict& verdict) {
-    reached_ += verdict.reached ? 1 : 0;
-    ended_ += verdict.ended ? 1 : 0;
-    ++points_;
-    if (verdict.failure[0] != 0 && ++failures_ <= 20) {
-      ADD_FAILURE() << point << ": " << verdict.failure << "; repeat with: " << Repeat(point, "Faults.*");
-    }
-  }
-
-  const std::string name_;
-  const std::uint64_t step_;
-  const std::function<Troubles(const Trial&)> make_;
-  std::uint64_t number_ = 0;
-  int points_ = 0, reached_ = 0, failures_ = 0, ended_ = 0;
-};
+  });
+}
 
 TEST(Faults, OfHostCalls) {
   Sweep("host_calls", 24, [](const Trial& trial) {
@@ -193,7 +166,7 @@ TEST(Faults, OfHostCalls) {
       }
     }
     return troubles;
-  }).Run();
+  });
 }
 
 /// Leaves out what no host can do without: one that counts references down but not up.
@@ -221,7 +194,7 @@ TEST(Faults, OfMissingEntries) {
     }
     add(all);
     return troubles;
-  }).Run();
+  });
 }
 
 TEST(Faults, OfAllocationsInMethods) {
@@ -237,7 +210,7 @@ TEST(Faults, OfAllocationsInMethods) {
       }
     }
     return troubles;
-  }).Run();
+  });
 }
 
 }  // namespace

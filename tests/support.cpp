@@ -6,6 +6,8 @@
 #include <ostream>
 #include <stdexcept>
 
+#include "figures.h"
+
 namespace devhost {
 
 std::ostream& operator<<(std::ostream& stream, const Balance& balance) {
@@ -55,10 +57,7 @@ oracle::Image ImageOf(REALpictureStruct& picture) {
 }
 
 std::uint8_t Noise(std::uint64_t seed) {
-  std::uint64_t mixed = (seed + 1) * 0x9E3779B97F4A7C15;
-  mixed ^= mixed >> 29;
-  mixed *= 0xBF58476D1CE4E5B9;
-  return static_cast<std::uint8_t>(mixed >> 56);
+  return static_cast<std::uint8_t>(Mix(seed, 0) >> 56);
 }
 
 void FillWithNoise(REALpictureStruct& picture, std::uint64_t seed) {

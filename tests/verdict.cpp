@@ -147,7 +147,7 @@ std::vector<Bytes> Call::Fillings(const REALpictureStruct& filled, const Bytes& 
 }
 
 std::string Call::Judge(const Outcome& outcome) const {
-  for (const auto judge : {&Call::JudgeSuccess, &Call::JudgeRaised, &Call::JudgeRefused,
+  for (const auto judge : {&Call::JudgeSuccess, &Call::JudgeRaised,
                            method_.copies ? &Call::JudgeBlock : &Call::JudgePictures, &Call::JudgeRest}) {
     if (std::string verdict = (this->*judge)(outcome); !verdict.empty()) {
       return verdict;
@@ -182,15 +182,6 @@ std::string Call::JudgeRaised(const Outcome& outcome) const {
   return isRight || (isExcused && !isExpected)
              ? ""
              : "raised: " + raised->className + ", " + raised->message.value_or("(null)");
-}
-
-/// A call that is refused does no more than to say so, which takes eight calls of a complete host.
-std::string Call::JudgeRefused(const Outcome& /*outcome*/) const {
-  if (refusal_ == nullptr || isInDoubt_ || !missing_.empty() || !host_.options().recorded) {
-    return "";
-  }
-  const std::size_t due = refusal_->className == nullptr ? 0 : 8;
-  return host_.trace.size() == traceBefore_ + due ? "" : "other calls of the host than those that raise";
 }
 
 std::string Call::JudgeBlock(const Outcome& outcome) const {
