@@ -75,16 +75,12 @@ Call::Call(devhost::Host& host, const Method& method, CallSpec spec, const Alias
       method_(method),
       spec_(Completed(method, std::move(spec), memory == nullptr)),
       memory_(memory) {
-  const auto refusal =
-      std::ranges::find_if(method.refusals, [this](const auto& each) { return Meets(each); });
+  const auto refusal = std::ranges::find_if(method.refusals, [this](const Refusal& each) {
+    return each.highest ? Integer(each.parameter) <= *each.highest : spec_.nil.contains(each.parameter);
+  });
   refusal_ = refusal == method.refusals.end() ? nullptr : &*refusal;
   Plan();
   MakeObjects();
-}
-
-bool Call::Meets(const Refusal& refusal) const {
-  return refusal.highest ? Integer(refusal.parameter) <= *refusal.highest
-                         : spec_.nil.contains(refusal.parameter);
 }
 
 std::int32_t Call::Integer(std::string_view name) const {

@@ -89,7 +89,6 @@ class Call {
     bool Succeeded() const { return result.picture || isDest || result.boolean; }
   };
 
-  bool Meets(const Refusal& refusal) const;
   std::int32_t Integer(std::string_view name) const;
   void Plan();
   bool CanSucceed() const;
@@ -103,13 +102,10 @@ class Call {
   // What may come of it.
   void LearnTroubles();
   bool Lost(std::initializer_list<const char*> names) const;
-  bool IsReadable(const PictureSpec& read) const;
-  bool ArePicturesUsable() const;
   bool IsDestUsable() const;
   std::vector<oracle::Image> Readings(REALpictureStruct* read, const oracle::Image& image) const;
   std::vector<Bytes> Copies(bool areWhole) const;
   std::vector<Bytes> Fillings(const REALpictureStruct& filled, const Bytes& before) const;
-  int StraysDue() const;
 
   // What is wrong with what came of it.
   std::string Judge(const Outcome& outcome) const;

@@ -38,6 +38,8 @@ std::vector<Scene> Scenes() {
   toDest.dest = {{2, 1}, PixelFormat::kBitmap};
   CallSpec nil = bitmap;
   nil.nil = {"destination"};
+  CallSpec yields = Of({1, 3}, PixelFormat::kBitmap);
+  yields.integers = {{"Yield", 5}};
   CallSpec looksUp = Of({40000, 1});
   looksUp.palettes = {std::vector{1, 2}, std::vector{3}, std::vector{4}};
   HostCase before2012 = kConsole;
@@ -72,6 +74,7 @@ std::vector<Scene> Scenes() {
       {"a missing entry is looked up at every use", kUnknown, toBlock, bitmap, {kLock}, {}, 2},
       {"second names, of the getter", kConsole, ontoPicture, toDest, firstNames, {}, 2},
       {"second names, of the setter", kConsole, toBlock, nil, firstNames},
+      {"a host that takes no control is asked for the time", kConsole, toBlock, yields, {"REALYieldToRB"}},
       {"palettes are asked for their bounds first", since2016, "Red() as", looksUp, firstGetter},
       {"palettes without bounds have one element", since2016, "Red() as", looksUp, bounds}};
 }

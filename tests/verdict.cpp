@@ -46,30 +46,27 @@ std::string Text(const char* what, std::span<const Bytes> allowed, std::span<con
 
 }  // namespace
 
+/// Learns what the host lacked or failed in, in this call or before it.
 void Call::LearnTroubles() {
   missing_ = host_.options().without;
   missing_.insert(host_.hidden.begin(), host_.hidden.end());
+  // The plug-in can do with such a picture whatever the host offers. A copy has to have pixels.
+  const bool isDesktop = host_.options().kind == devhost::Kind::kDesktop;
+  const auto isReadable = [isDesktop](const PictureSpec& read) {
+    const bool hasPixels = read.size.width > 0 && read.size.height > 0;
+    return isDesktop ? IsWorld(read.format) || hasPixels : read.format == PixelFormat::kBitmap;
+  };
+  const bool arePicturesUsable =
+      !method_.copies ||
+      (isReadable(spec_.picture) && (!method_.Has("MaskForAlpha") || isReadable(spec_.mask)));
   const bool hasFailed = faults_ != nullptr && !faults_->hit.empty();
-  isInDoubt_ = hasFailed || !std::ranges::all_of(missing_, IsHarmless) || !ArePicturesUsable();
+  isInDoubt_ = hasFailed || !std::ranges::all_of(missing_, IsHarmless) || !arePicturesUsable;
 }
 
 bool Call::Lost(std::initializer_list<const char*> names) const {
   return std::ranges::any_of(names, [this](const char* name) {
     return missing_.contains(name) || (faults_ != nullptr && faults_->hit.contains(name));
   });
-}
-
-/// True if the plug-in can do with such a picture whatever the host offers. A copy has to have pixels.
-bool Call::IsReadable(const PictureSpec& read) const {
-  if (host_.options().kind != devhost::Kind::kDesktop) {
-    return read.format == PixelFormat::kBitmap;
-  }
-  return IsWorld(read.format) || (read.size.width > 0 && read.size.height > 0);
-}
-
-bool Call::ArePicturesUsable() const {
-  const bool isMaskUsable = !method_.Has("MaskForAlpha") || IsReadable(spec_.mask);
-  return !method_.copies || (IsReadable(spec_.picture) && isMaskUsable);
 }
 
 /// True if the picture passed as dest is to be filled, or may be where the host does not tell its kind.
@@ -242,17 +239,14 @@ std::string Call::JudgeRest(const Outcome& outcome) const {
   return method_.copies || memory_ != nullptr ? "" : Text("the buffer", {&blockBefore_, 1}, BlockBytes());
 }
 
-/// Each copy of a world of an unsupported depth leads to a stray unlock.
-int Call::StraysDue() const {
-  const auto isDue = [](const PictureSpec& read) { return read.format == PixelFormat::kWorld16 ? 1 : 0; };
-  const bool isMaskRead = method_.Has("MaskForAlpha");
-  return method_.copies ? isDue(spec_.picture) + (isMaskRead ? isDue(spec_.mask) : 0) : 0;
-}
-
 std::string Call::JudgeBalance() const {
   devhost::Balance after = host_.CurrentBalance();
+  // Each copy of a world of an unsupported depth leads to a stray unlock.
+  const auto strayOf = [](const PictureSpec& read) { return read.format == PixelFormat::kWorld16 ? 1 : 0; };
+  const int ofMask = method_.Has("MaskForAlpha") ? strayOf(spec_.mask) : 0;
+  const int most = isInDoubt_ ? 2 : method_.copies ? strayOf(spec_.picture) + ofMask : 0;
   const int strays = after.strayUnlocks - before_.strayUnlocks - straysMeanwhile;
-  if (strays < 0 || strays > (isInDoubt_ ? 2 : StraysDue())) {
+  if (strays < 0 || strays > most) {
     return std::to_string(strays) + " pixel maps were unlocked that were not locked";
   }
   after.strayUnlocks = before_.strayUnlocks;

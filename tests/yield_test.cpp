@@ -36,15 +36,6 @@ TEST(Yield, ComesAfterRowsWhenTheIntervalHasPassed) {
   EXPECT_EQ(5, YieldsOf(host, host.all[0], 4)) << "the first interval is counted from 0";
 }
 
-TEST(Yield, WithoutTheEntryOnlyReadsTheClock) {
-  devhost::HostOptions options = kConsole.Options();
-  options.without.insert("REALYieldToRB");
-  LoadedHost host(options);
-  host.clock.ticksPerReading = 4;
-  EXPECT_EQ(0, YieldsOf(host, host.all[0], 5));
-  EXPECT_EQ(5 + 3, CountCalls(host, "TickCount"));
-}
-
 /// What the application does each time it gets control in the middle of a copy.
 enum class Action { kCallSameMethod, kCallOtherMethods, kChangePicture, kDropPictures };
 constexpr Action kActions[] = {Action::kCallSameMethod, Action::kCallOtherMethods, Action::kChangePicture,
