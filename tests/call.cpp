@@ -18,15 +18,13 @@ std::ostream& operator<<(std::ostream& stream, const PictureSpec& picture) {
                 << kFormats[static_cast<int>(picture.format)];
 }
 
-/// With the integers that are left out. In a block of its own a buffer's steps are short, and steps backwards
-/// begin behind the other pixels.
-CallSpec Completed(const Method& method, CallSpec spec, bool hasOwnBlock) {
-  const auto [width, height] = spec.picture.size;
-  spec.integers.insert({{"width", width}, {"height", height}, {"PixelByteSize", 1}, {"EndLine", -1}});
-  if (hasOwnBlock && !method.copies && method.Has("PixelByteSize")) {
-    const std::int32_t step = spec.integers["PixelByteSize"] %= 8;
+/// In a block of its own a buffer's steps are short, and steps backwards begin behind the other pixels.
+CallSpec WithinBlock(const Method& method, CallSpec spec) {
+  if (!method.copies && method.Has("PixelByteSize")) {
+    const std::int32_t step = spec.integers.try_emplace("PixelByteSize", 1).first->second %= 8;
+    const std::int32_t pixels = spec.picture.size.width * spec.picture.size.height;
     std::int32_t& offset = spec.integers["offset"];
-    offset += step < 0 && offset >= 0 ? std::max(0, width * height - 1) * -step : 0;
+    offset += step < 0 && offset >= 0 ? std::max(0, pixels - 1) * -step : 0;
   }
   return spec;
 }
@@ -73,7 +71,7 @@ CallSpec Refused(CallSpec spec, const Refusal& refusal) {
 Call::Call(devhost::Host& host, const Method& method, CallSpec spec, const AliasedMemory* memory)
     : host_(host),
       method_(method),
-      spec_(Completed(method, std::move(spec), memory == nullptr)),
+      spec_(memory == nullptr ? WithinBlock(method, std::move(spec)) : std::move(spec)),
       memory_(memory) {
   const auto refusal = std::ranges::find_if(method.refusals, [this](const Refusal& each) {
     return each.highest ? Integer(each.parameter) <= *each.highest : spec_.nil.contains(each.parameter);
@@ -85,7 +83,14 @@ Call::Call(devhost::Host& host, const Method& method, CallSpec spec, const Alias
 
 std::int32_t Call::Integer(std::string_view name) const {
   const auto found = spec_.integers.find(name);
-  return found == spec_.integers.end() ? 0 : found->second;
+  if (found != spec_.integers.end()) {
+    return found->second;
+  }
+  return name == "width"           ? spec_.picture.size.width
+         : name == "height"        ? spec_.picture.size.height
+         : name == "PixelByteSize" ? 1
+         : name == "EndLine"       ? -1
+                                   : 0;
 }
 
 Value Call::Argument(const Parameter& parameter) const {

@@ -103,8 +103,9 @@ class Call {
   void LearnTroubles();
   bool Lost(std::initializer_list<const char*> names) const;
   bool IsDestUsable() const;
-  std::vector<oracle::Image> Readings(REALpictureStruct* read, const oracle::Image& image) const;
-  std::vector<Bytes> Copies(bool areWhole) const;
+  std::vector<oracle::Image> Readings(REALpictureStruct* read, const oracle::Image& image,
+                                      bool inDoubt) const;
+  std::vector<Bytes> Copies(bool areWhole, bool inDoubt) const;
   std::vector<Bytes> Fillings(const REALpictureStruct& filled, const Bytes& before) const;
 
   // What is wrong with what came of it.

@@ -83,9 +83,10 @@ bool Call::IsDestUsable() const {
 }
 
 /// What may have been read of a picture that is `image`.
-std::vector<oracle::Image> Call::Readings(REALpictureStruct* read, const oracle::Image& image) const {
+std::vector<oracle::Image> Call::Readings(REALpictureStruct* read, const oracle::Image& image,
+                                          bool inDoubt) const {
   std::vector<oracle::Image> readings = {image};
-  if (isInDoubt_ && read != nullptr) {
+  if (inDoubt && read != nullptr) {
     const auto copy = host_.NewPicture(read->width, read->height, PixelFormat::kBitmap);
     devhost::GraphicsObject graphics(copy.get());
     devhost::DrawPicture(&graphics, read, 0, 0, read->width, read->height, 0, 0, read->width, read->height);
@@ -103,10 +104,10 @@ std::vector<oracle::Image> Call::Readings(REALpictureStruct* read, const oracle:
 }
 
 /// What may have become of the block: all rows were copied, or the first ones.
-std::vector<Bytes> Call::Copies(bool areWhole) const {
+std::vector<Bytes> Call::Copies(bool areWhole, bool inDoubt) const {
   std::vector<Bytes> copies;
-  const auto masks = Readings(mask.get(), shownByMask_);
-  for (const oracle::Image& from : Readings(picture.get(), shown_)) {
+  const auto masks = Readings(mask.get(), shownByMask_, inDoubt);
+  for (const oracle::Image& from : Readings(picture.get(), shown_, inDoubt)) {
     for (const oracle::Image& alpha : masks) {
       Bytes bytes = blockBefore_;
       for (oracle::Copy row = copy_; row.lines.first <= copy_.lines.last; ++row.lines.first) {
@@ -185,7 +186,9 @@ std::string Call::JudgeBlock(const Outcome& outcome) const {
   if (!CanSucceed() || (!outcome.result.boolean && !outcome.threw)) {
     return Text("the block, though nothing was copied", {&blockBefore_, 1}, BlockBytes());
   }
-  return Text("the block", Copies(!outcome.threw), BlockBytes());
+  const std::string verdict = Text("the block", Copies(!outcome.threw, false), BlockBytes());
+  return verdict.empty() || !isInDoubt_ ? verdict
+                                        : Text("the block", Copies(!outcome.threw, true), BlockBytes());
 }
 
 std::string Call::JudgePictures(const Outcome& outcome) const {
