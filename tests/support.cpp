@@ -23,16 +23,10 @@ namespace tests {
 using devhost::PixelFormat;
 
 int PixelTypeOf(PixelFormat format) {
-  switch (format) {
-    case PixelFormat::kWorld32:
-      return 13;
-    case PixelFormat::kWorld24:
-      return 12;
-    case PixelFormat::kBitmap:
-      return 8;
-    default:
-      return 0;
-  }
+  return format == PixelFormat::kWorld32   ? 13
+         : format == PixelFormat::kWorld24 ? 12
+         : format == PixelFormat::kBitmap  ? 8
+                                           : 0;
 }
 
 oracle::Colour ColourAt(REALpictureStruct& picture, std::int32_t x, std::int32_t y) {

@@ -22,18 +22,10 @@ struct HostCase {
   devhost::PixelFormat readFrom;  // of the pictures that are read
   double version = 2013.04;
 
-  devhost::HostOptions Options() const {
-    devhost::HostOptions options;
-    options.version = version;
-    options.kind = kind;
-    options.pixelType = pixelType;
-    return options;
-  }
+  devhost::HostOptions Options() const { return {.version = version, .kind = kind, .pixelType = pixelType}; }
   /// Rows and blocks between pages without access.
   devhost::HostOptions GuardedOptions() const {
-    devhost::HostOptions options = Options();
-    options.guarded = true;
-    return options;
+    return {.version = version, .kind = kind, .pixelType = pixelType, .guarded = true};
   }
   /// True if a first call reads the host's pictures through copies.
   bool ReadsThroughCopies() const {

@@ -42,12 +42,11 @@ std::vector<Scene> Scenes() {
   yields.integers = {{"Yield", 5}};
   CallSpec looksUp = Of({40000, 1});
   looksUp.palettes = {std::vector{1, 2}, std::vector{3}, std::vector{4}};
-  HostCase before2012 = kConsole;
-  before2012.version = 2011.9;
-  HostCase since2012 = kConsole;
-  since2012.version = 2012.0;
-  HostCase since2016 = kConsole;
-  since2016.version = 2016.0;
+  const auto consoleOf = [](double version) {
+    HostCase hostCase = kConsole;
+    hostCase.version = version;
+    return hostCase;
+  };
   constexpr const char* kLock = "REALLockPictureDescription";
   const Names firstGetter = {"PluginIntegerArrayGetProc"};
   const Names bounds = {"RuntimeUBound"};
@@ -67,16 +66,17 @@ std::vector<Scene> Scenes() {
        Of(kPictureSize, PixelFormat::kWorld16)},
       {"a copy is made without the mask", kDesktopBitmap, toBlock, masked},
       {"a copy is made row by row where nothing can be drawn", kUnknown, toBlock, bitmap, {kDrawPicture}},
-      {"a failed lock is undone before 2012", before2012, toBlock, bitmap, {}, kLock},
-      {"a failed lock is left alone from 2012 on", since2012, toBlock, bitmap, {}, kLock},
+      {"a failed lock is undone before 2012", consoleOf(2011.9), toBlock, bitmap, {}, kLock},
+      {"a failed lock is left alone from 2012 on", consoleOf(2012.0), toBlock, bitmap, {}, kLock},
       {"a world without an address is given back", kDesktop, toBlock, Of(kPictureSize), {}, "GetPixBaseAddr"},
       {"the kind of host is asked for until a picture shows it", kUnknown, toBlock, bitmap, {}, {}, 2},
       {"a missing entry is looked up at every use", kUnknown, toBlock, bitmap, {kLock}, {}, 2},
       {"second names, of the getter", kConsole, ontoPicture, toDest, firstNames, {}, 2},
       {"second names, of the setter", kConsole, toBlock, nil, firstNames},
       {"a host that takes no control is asked for the time", kConsole, toBlock, yields, {"REALYieldToRB"}},
-      {"palettes are asked for their bounds first", since2016, "Red() as", looksUp, firstGetter},
-      {"palettes without bounds have one element", since2016, "Red() as", looksUp, bounds}};
+      {"palettes are asked for their bounds first", consoleOf(2016.0), "Red() as", looksUp, firstGetter},
+      {"palettes are read without a call before 2016", consoleOf(2015.9), "Red() as", looksUp},
+      {"palettes without bounds have one element", consoleOf(2016.0), "Red() as", looksUp, bounds}};
 }
 
 bool FindsFramework(const std::string& entry) {
