@@ -14,6 +14,7 @@
 #include <map>
 #include <stdexcept>
 #include <string_view>
+#include <utility>
 
 namespace tests {
 
@@ -67,9 +68,11 @@ const link_map& MapOf(void* library) {
 }
 
 #if __SIZEOF_POINTER__ == 8
-constexpr auto kSymbolShift = 32;
+using Relocation = Elf64_Rela;
+constexpr int kRelocations = DT_RELA, kRelocationBytes = DT_RELASZ, kSymbolShift = 32;
 #else
-constexpr auto kSymbolShift = 8;
+using Relocation = Elf32_Rel;
+constexpr int kRelocations = DT_REL, kRelocationBytes = DT_RELSZ, kSymbolShift = 8;
 #endif
 
 /// Lets the import `name`, whose address is in `slot`, lead to a counting function, if there is one.
@@ -165,17 +168,13 @@ void Plugin::WatchImports() {
   }
   const auto* symbols = reinterpret_cast<const ElfW(Sym)*>(tables[DT_SYMTAB]);
   const auto* names = reinterpret_cast<const char*>(tables[DT_STRTAB]);
-  const auto watch = [&](ElfW(Addr) start, std::size_t bytes, std::size_t each) {
-    for (std::size_t at = 0; each != 0 && at + each <= bytes; at += each) {
-      const auto* entry = reinterpret_cast<const ElfW(Rel)*>(start + at);  // a Rela starts like a Rel
-      const char* name = names + symbols[entry->r_info >> kSymbolShift].st_name;
-      WatchImport(name, reinterpret_cast<void**>(map.l_addr + entry->r_offset));
+  for (const auto& [table, bytes] : {std::pair{kRelocations, kRelocationBytes}, {DT_JMPREL, DT_PLTRELSZ}}) {
+    const auto* relocations = reinterpret_cast<const Relocation*>(tables[table]);
+    for (std::size_t i = 0; i < tables[bytes] / sizeof(Relocation); ++i) {
+      WatchImport(names + symbols[relocations[i].r_info >> kSymbolShift].st_name,
+                  reinterpret_cast<void**>(map.l_addr + relocations[i].r_offset));
     }
-  };
-  const bool hasAddends = tables[DT_RELAENT] != 0;
-  watch(hasAddends ? tables[DT_RELA] : tables[DT_REL], hasAddends ? tables[DT_RELASZ] : tables[DT_RELSZ],
-        hasAddends ? tables[DT_RELAENT] : tables[DT_RELENT]);
-  watch(tables[DT_JMPREL], tables[DT_PLTRELSZ], hasAddends ? sizeof(ElfW(Rela)) : sizeof(ElfW(Rel)));
+  }
 }
 
 }  // namespace tests
