@@ -73,18 +73,14 @@ Call::Call(devhost::Host& host, const Method& method, CallSpec spec, const Alias
       method_(method),
       spec_(memory == nullptr ? WithinBlock(method, std::move(spec)) : std::move(spec)),
       memory_(memory) {
-  const auto refusal =
-      std::ranges::find_if(method.refusals, [this](const auto& each) { return Meets(each); });
+  const auto refusal = std::ranges::find_if(method.refusals, [this](const Refusal& each) {
+    return each.highest ? Integer(each.parameter) <= *each.highest : spec_.nil.contains(each.parameter);
+  });
   refusal_ = refusal == method.refusals.end() ? nullptr : &*refusal;
+  Plan();
   MakeObjects();
 }
 
-bool Call::Meets(const Refusal& refusal) const {
-  return refusal.highest ? Integer(refusal.parameter) <= *refusal.highest
-                         : spec_.nil.contains(refusal.parameter);
-}
-
-/// The value of an integer parameter.
 std::int32_t Call::Integer(std::string_view name) const {
   const auto found = spec_.integers.find(name);
   if (found != spec_.integers.end()) {
@@ -119,46 +115,43 @@ Value Call::Argument(const Parameter& parameter) const {
   }
 }
 
-/// From one pixel of the block to the next.
-std::int64_t Call::PixelBytes() const {
-  return method_.Has("PixelByteSize") ? Integer("PixelByteSize") : std::ssize(method_.layout);
-}
-
-void Call::PlanCopy() {
-  const Size size = method_.Has("MaskForAlpha") ? spec_.mask.size : spec_.picture.size;
-  copy_.layout = method_.layout;
-  if (method_.Has("LittleEndian")) {
-    if (spec_.flag) {
-      std::ranges::reverse(copy_.layout);
+/// Where the method has to read or write, and what.
+void Call::Plan() {
+  std::string layout = method_.layout;
+  const bool isLittleEndian = method_.Has("LittleEndian") && spec_.flag;
+  if (isLittleEndian) {
+    std::ranges::reverse(layout);
+  }
+  const std::int64_t pixelBytes =
+      method_.Has("PixelByteSize") ? Integer("PixelByteSize") : std::ssize(layout);
+  if (!method_.copies) {
+    buffer_ = {.layout = layout,
+               .width = Integer("width"),
+               .height = Integer("height"),
+               .offset = Integer("offset"),
+               .pixelBytes = pixelBytes,
+               .flip = method_.Has("FlipVertically") && spec_.flag};
+    if (method_.HasWeights()) {
+      buffer_.weights = {Integer("Red"), Integer("Blue"), Integer("Green")};
     }
-    const bool leavesAlphaAlone = Integer("AlphaValue") < 0 || Integer("AlphaValue") > 255;
-    std::ranges::replace(copy_.layout, 'A', leavesAlphaAlone ? 'X' : 'A');
+    if (method_.HasPalettes()) {
+      buffer_.palettes = spec_.palettes;
+    }
+    return;
   }
-  copy_.width = size.width;
-  copy_.lines = oracle::LinesOf(Integer("StartLine"), Integer("EndLine"),
-                                spec_.picture.size.height < 1 ? 0 : size.height);
-  copy_.offset = Integer("offset");
-  copy_.pixelBytes = PixelBytes();
-  copy_.destRowBytes = Integer("DestRowBytes");
-  copy_.alpha = static_cast<std::uint8_t>(Integer("AlphaValue"));
-}
-
-void Call::PlanBuffer() {
-  buffer_.layout = method_.layout;
-  if (method_.Has("LittleEndian") && spec_.flag) {
-    std::ranges::reverse(buffer_.layout);
+  const std::int32_t alpha = Integer("AlphaValue");
+  if (method_.Has("LittleEndian") && (alpha < 0 || alpha > 255)) {
+    std::ranges::replace(layout, 'A', 'X');
   }
-  buffer_.width = Integer("width");
-  buffer_.height = Integer("height");
-  buffer_.offset = Integer("offset");
-  buffer_.pixelBytes = PixelBytes();
-  buffer_.flip = method_.Has("FlipVertically") && spec_.flag;
-  if (method_.HasWeights()) {
-    buffer_.weights = {Integer("Red"), Integer("Blue"), Integer("Green")};
-  }
-  if (method_.HasPalettes()) {
-    buffer_.palettes = spec_.palettes;
-  }
+  const Size size = method_.Has("MaskForAlpha") ? spec_.mask.size : spec_.picture.size;
+  copy_ = {.layout = layout,
+           .width = size.width,
+           .lines = oracle::LinesOf(Integer("StartLine"), Integer("EndLine"),
+                                    spec_.picture.size.height < 1 ? 0 : size.height),
+           .offset = Integer("offset"),
+           .pixelBytes = pixelBytes,
+           .destRowBytes = Integer("DestRowBytes"),
+           .alpha = static_cast<std::uint8_t>(alpha)};
 }
 
 bool Call::Fits(std::int64_t before, std::int64_t behind, std::int64_t mostPixels) const {
@@ -184,7 +177,6 @@ void Call::MakeObjects() {
     return made;
   };
   if (method_.copies) {
-    PlanCopy();
     picture = make(spec_.picture, 5);
     shown_ = ImageOf(*picture);
     if (spec_.isMasked) {
@@ -195,7 +187,6 @@ void Call::MakeObjects() {
       shownByMask_ = ImageOf(*mask);
     }
   } else {
-    PlanBuffer();
     if (method_.Has("dest") && spec_.dest) {
       dest = make(*spec_.dest, 99);
     }
@@ -249,8 +240,44 @@ std::span<std::uint8_t> Call::BlockBytes() const {
                             : std::span(block->bytes(), static_cast<std::size_t>(block->size));
 }
 
-bool Call::IsTooLarge() const {
-  return !method_.copies && (buffer_.width > kMostPixels || buffer_.height > kMostPixels);
+bool Call::CanSucceed() const {
+  return refusal_ == nullptr &&
+         (method_.copies || (buffer_.width <= kMostPixels && buffer_.height <= kMostPixels));
+}
+
+std::string Call::Run(const devhost::Injection* faults) {
+  Refill();
+  faults_ = faults;
+  before_ = host_.CurrentBalance();
+  complaintsBefore_ = host_.complaints.size();
+  Outcome outcome = Invoke();
+  LearnTroubles();
+  std::string verdict = Judge(outcome);
+  outcome.result.picture.reset();
+  if (memory_ != nullptr && outcome.result.boolean) {
+    std::ranges::copy(blockBefore_, memory_->bytes());
+  }
+  return verdict.empty() ? JudgeBalance() : verdict;
+}
+
+Call::Outcome Call::Invoke() {
+  std::vector<devhost::Value> arguments;
+  for (const Parameter& parameter : method_.parameters) {
+    arguments.push_back(Argument(parameter));
+  }
+  const int thrownBefore = faults_ == nullptr ? 0 : faults_->thrown;
+  Outcome outcome;
+  try {
+    outcome.result = host_.Call(method_.registration, arguments);
+  } catch (const devhost::HostFault&) {
+    outcome.threw = true;
+  }
+  outcome.swallowed = !outcome.threw && faults_ != nullptr && faults_->thrown > thrownBefore;
+  outcome.isDest = dest && outcome.result.picture.get() == dest.get();
+  if (outcome.isDest && host_.Lacks("REALLockObject")) {
+    outcome.result.picture.release();  // the reference that should have come with it was never counted
+  }
+  return outcome;
 }
 
 void Call::ChangePicture(REALpictureStruct& other, std::int32_t firstRow, bool isSeen) {

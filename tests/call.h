@@ -62,8 +62,8 @@ class Call {
   Call& operator=(const Call&) = delete;
 
   /// Fills the objects anew, calls the method and says what is wrong with what came of it; empty: nothing.
-  /// With nothing missing and no fault so far all of it is known. Otherwise each byte is the old one or the
-  /// right one, nothing is lost, no exception is swallowed, and a failure has a reason.
+  /// With nothing missing that counts and no fault so far all of it is known. Otherwise each byte is the old
+  /// one or a right one, nothing is lost, no exception is swallowed, and a failure has a reason.
   std::string Run(const devhost::Injection* faults = nullptr);
 
   /// True if the call reaches bytes from `before` bytes before the block's first one to `behind` bytes behind
@@ -77,58 +77,46 @@ class Call {
 
   devhost::Ref<REALpictureStruct> picture, mask, dest;
   devhost::Ref<REALmemoryBlockStruct> block;
-  bool succeeded = false;   // the last time
   int straysMeanwhile = 0;  // that calls in the middle of this one were due to lead to
 
  private:
-  struct Outcome;
+  struct Outcome {
+    devhost::CallResult result;
+    bool isDest = false;  // the picture returned is the one passed
+    bool threw = false;
+    bool swallowed = false;  // an exception of the host
 
-  // What is passed.
+    bool Succeeded() const { return result.picture || isDest || result.boolean; }
+  };
+
   std::int32_t Integer(std::string_view name) const;
-  bool Meets(const Refusal& refusal) const;
-  devhost::Value Argument(const Parameter& parameter) const;
-
-  // What is expected.
-  bool IsCopied(const PictureSpec& read) const;
-  bool IsReadable(const PictureSpec& read) const;
-  bool ArePicturesUsable() const;
-  bool IsTooLarge() const;
-  bool CanSucceed() const { return refusal_ == nullptr && !IsTooLarge(); }
-  bool IsDestLargeEnough() const;
-  bool IsDestUsed() const;
-  std::int64_t PixelBytes() const;
-  void PlanCopy();
-  void PlanBuffer();
-  Bytes Copied(Bytes bytes, const oracle::Image& from, const oracle::Image& alpha, oracle::Lines lines) const;
-  Bytes Written(const REALpictureStruct& to, Bytes bytes) const;
-
-  // What happened.
+  void Plan();
+  bool CanSucceed() const;
   void MakeObjects();
+
   void Refill();
   std::span<std::uint8_t> BlockBytes() const;
+  devhost::Value Argument(const Parameter& parameter) const;
   Outcome Invoke();
-  void LearnTroubles();
-  bool LostAny(std::initializer_list<const char*> names) const;
-  bool IsInDoubt() const;
-  bool MayHaveOneRow() const;
-  bool MayHoldAnything() const;
-  bool MayBeBlack() const;
-  std::vector<oracle::Image> Readings(const oracle::Image& image) const;
-  bool HasReasonToFail() const;
-  bool LosesByNature() const;
-  int StraysDue() const;
 
-  // The verdict.
+  // What may come of it.
+  void LearnTroubles();
+  bool Lost(std::initializer_list<const char*> names) const;
+  bool IsDestUsable() const;
+  std::vector<oracle::Image> Readings(REALpictureStruct* read, const oracle::Image& image,
+                                      bool inDoubt) const;
+  std::vector<Bytes> Copies(bool areWhole, bool inDoubt) const;
+  std::vector<Bytes> Fillings(const REALpictureStruct& filled, const Bytes& before) const;
+
+  // What is wrong with what came of it.
   std::string Judge(const Outcome& outcome) const;
-  std::string JudgeRaised(const Outcome& outcome) const;
   std::string JudgeSuccess(const Outcome& outcome) const;
-  std::string JudgeRefused(const Outcome& outcome) const;
-  std::string JudgeCopy(const Outcome& outcome) const;
-  std::string JudgePartialCopy() const;
-  std::string JudgePicture(const Outcome& outcome) const;
+  std::string JudgeRaised(const Outcome& outcome) const;
+  std::string JudgeBlock(const Outcome& outcome) const;
+  std::string JudgePictures(const Outcome& outcome) const;
   std::string JudgeMade(REALpictureStruct& made) const;
-  std::string JudgeDest(const Outcome& outcome) const;
-  std::string JudgeSources(const Outcome& outcome) const;
+  std::string JudgeDest(bool isUsed) const;
+  std::string JudgeRest(const Outcome& outcome) const;
   std::string JudgeBalance() const;
 
   devhost::Host& host_;
@@ -143,10 +131,10 @@ class Call {
   Bytes pictureBefore_, destBefore_, blockBefore_;
   REALpictureStruct* maskBefore_ = nullptr;
   devhost::Balance before_;
-  std::size_t traceBefore_ = 0, complaintsBefore_ = 0;
+  std::size_t complaintsBefore_ = 0;
   const devhost::Injection* faults_ = nullptr;
   devhost::Names missing_;  // what the host lacks
-  devhost::Names lost_;     // and what it failed in
+  bool isInDoubt_ = false;  // not all is known of what has to come of the call
 };
 
 }  // namespace tests

@@ -20,17 +20,17 @@ TEST(Fallbacks, AnEmptyBandNeedsNoAddress) {
   devhost::HostOptions options;
   options.without.insert("memoryBlockGetPtr");
   LoadedHost host(options);
+  const auto block = host.NewMemoryBlock(18);
   struct Band {
     std::int32_t width, first, last;
     bool isEmpty;
   };
   for (const Band& band : {Band{2, 0, -1, false}, {2, 1, 1, false}, {2, 2, 1, true}, {0, 0, -1, true}}) {
     host.trace.clear();
-    CallSpec spec{.picture = {{band.width, 3}, devhost::PixelFormat::kWorld32}};
-    spec.integers = {{"StartLine", band.first}, {"EndLine", band.last}, {"Yield", 1}};
-    Call call(host, host.all[0], spec);
-    EXPECT_EQ("", call.Run());
-    EXPECT_EQ(band.isEmpty, call.succeeded);
+    const auto picture = host.NewPicture(band.width, 3);
+    const auto result =
+        host.Call("CopyRGBtoMemoryblockKVZ", {picture.get(), block.get(), kZero, band.first, band.last, 1});
+    EXPECT_EQ(band.isEmpty, result.boolean);
     EXPECT_EQ(1, CountCalls(host, "memoryBlockGetSize"));
     EXPECT_EQ(0, CountCalls(host, "REALYieldToRB"));
   }
@@ -98,36 +98,6 @@ TEST(Fallbacks, TheKindOfHostThatACallInTheMiddleOfTheLookUpHasLearntIsKept) {
   };
   EXPECT_TRUE(Copy(host, *picture, *block));
   EXPECT_EQ(0, CountCalls(host, "lockPictureDescription"));
-}
-
-TEST(Fallbacks, PalettesWithoutTheArrayEntries) {
-  // Without a bound only element 0 counts; without a getter all elements of a new host's array are 0.
-  struct Expected {
-    double version;
-    devhost::Names without;
-    std::uint8_t first, second;
-  };
-  for (const Expected& expected :
-       {Expected{2016.0, {"PluginIntegerArrayGetProc", "RuntimeArrayDirectGetGetProc"}, 0, 0},
-        {2015.0, {"PluginIntegerArrayGetProc", "RuntimeArrayDirectGetGetProc"}, 11, 22},
-        {2007.5, {"PluginIntegerArrayGetProc", "RuntimeArrayDirectGetGetProc"}, 11, 22},
-        {2015.0, {"RuntimeUBound"}, 11, 0},
-        {2016.0, {"RuntimeUBound"}, 11, 0}}) {
-    SCOPED_TRACE(expected.version);
-    devhost::HostOptions options;
-    options.version = expected.version;
-    options.without = expected.without;
-    LoadedHost host(options);
-    const auto array = host.NewIntegerArray({11, 22});
-    const auto block = host.NewMemoryBlock(2);
-    block->bytes()[1] = 1;
-    const auto result = host.Call("MemoryblockGrayToPictureKVZ",
-                                  {block.get(), kZero, 2, 1, 1, array.get(), nullptr, array.get()});
-    ASSERT_NE(nullptr, result.picture.get());
-    EXPECT_EQ((devhost::Pixel{expected.first, 0, expected.first, 255}), result.picture->At(0, 0));
-    EXPECT_EQ((devhost::Pixel{expected.second, 0, expected.second, 255}), result.picture->At(1, 0));
-    EXPECT_FALSE(result.exception);
-  }
 }
 
 TEST(Fallbacks, BitmapsWithoutRowsHaveNoRowTableToRead) {

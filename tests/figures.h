@@ -2,14 +2,18 @@
 // how each of its points is found again.
 #pragma once
 
+#include <gtest/gtest.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <cmath>
 #include <csignal>
 #include <cstdint>
 #include <cstdlib>
 #include <filesystem>
 #include <functional>
 #include <iostream>
+#include <map>
 #include <sstream>
 #include <string>
 #include <utility>
@@ -75,6 +79,47 @@ class Figure {
 
  private:
   std::ostringstream line_;
+};
+
+/// The points of a test that counts: each is run if it is drawn, and counted in the figure's line at the end.
+class Points {
+ public:
+  /// Usually one of `step` points is drawn, and all of them at RASTEL_SOAK = `step`.
+  Points(std::string figure, double step)
+      : figure_(std::move(figure)), step_(std::max<std::uint64_t>(1, std::llround(step / Soak()))) {}
+  ~Points() {
+    Figure figure(figure_);
+    figure.Add("points", points_).Add("failures", failures_).Add("one_of", step_);
+    for (const auto& [key, count] : also) {
+      figure.Add(key.c_str(), count);
+    }
+  }
+  Points(const Points&) = delete;
+  Points& operator=(const Points&) = delete;
+
+  bool IsDue(const std::string& point) {
+    const std::string wanted = WantedPoint();
+    ++number_;
+    return wanted.empty() ? Mix(Seed(), number_) % step_ == 0 : wanted == point;
+  }
+
+  /// Says how a point is repeated that failed.
+  void Count(const std::string& point, const std::string& failure) {
+    ++points_;
+    if (!failure.empty() && ++failures_ <= 20) {
+      const auto& test = *testing::UnitTest::GetInstance()->current_test_info();
+      ADD_FAILURE() << point << ": " << failure << "; repeat with: "
+                    << Repeat(point, std::string(test.test_suite_name()) + "." + test.name());
+    }
+  }
+
+  std::map<std::string, int> also;  // what else is counted
+
+ private:
+  const std::string figure_;
+  const std::uint64_t step_;
+  std::uint64_t number_ = 0;
+  int points_ = 0, failures_ = 0;
 };
 
 /// While it lives, a process that touches what it may not says where the test is before it ends as usual.

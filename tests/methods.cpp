@@ -60,13 +60,10 @@ Method::Method(const devhost::Registration& registered) : registration(registere
   refusals = copies ? CopyRefusals(*this) : MakingRefusals();
 }
 
-bool Method::Has(std::string_view parameter) const {
-  return std::ranges::find(parameters, parameter, &Parameter::name) != parameters.end();
-}
-
-bool Method::Has(std::string_view parameter, HostType type) const {
-  const auto found = std::ranges::find(parameters, parameter, &Parameter::name);
-  return found != parameters.end() && found->type == type;
+bool Method::Has(std::string_view parameter, std::optional<HostType> type) const {
+  return std::ranges::any_of(parameters, [&](const Parameter& each) {
+    return each.name == parameter && (!type || each.type == *type);
+  });
 }
 
 }  // namespace tests

@@ -38,8 +38,7 @@ struct Method {
   /// In the order in which the method looks.
   std::vector<Refusal> refusals;
 
-  bool Has(std::string_view parameter) const;
-  bool Has(std::string_view parameter, rastel::abi::HostType type) const;
+  bool Has(std::string_view parameter, std::optional<rastel::abi::HostType> type = {}) const;
   bool HasWeights() const { return Has("Red", rastel::abi::HostType::kInteger); }
   bool HasPalettes() const { return Has("Red", rastel::abi::HostType::kIntegerArray); }
 };

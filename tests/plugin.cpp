@@ -11,8 +11,10 @@
 #include <cstring>
 #include <fstream>
 #include <iterator>
+#include <map>
 #include <stdexcept>
 #include <string_view>
+#include <utility>
 
 namespace tests {
 
@@ -23,10 +25,6 @@ namespace {
 void* Counted(void* memory) {
   Plugin::current->live.insert(memory);
   return memory;
-}
-
-void* WatchedMalloc(std::size_t size) {
-  return Plugin::current->ShouldFail() ? nullptr : Counted(std::malloc(size));
 }
 
 void* WatchedCalloc(std::size_t count, std::size_t size) {
@@ -42,25 +40,16 @@ void WatchedFree(void* memory) {
   std::free(memory);
 }
 
-struct Watched {
-  std::string_view name;
-  void* function;
-};
-
 template <typename Function>
 void* Address(Function* function) {
   return reinterpret_cast<void*>(function);
 }
 
-const Watched kWatched[] = {{"malloc", Address(WatchedMalloc)},
-                            {"calloc", Address(WatchedCalloc)},
-                            {"strdup", Address(WatchedStrdup)},
-                            {"__strdup", Address(WatchedStrdup)},
-                            {"free", Address(WatchedFree)}};
-/// Imports that would allocate past the counting; the last four are operator new.
-constexpr std::string_view kUnwatched[] = {
-    "realloc", "aligned_alloc", "posix_memalign", "__cxa_allocate_exception",
-    "_Znwm",   "_Znam",         "_Znwj",          "_Znaj"};
+/// All that the plug-in allocates and frees with; tests/check_binary.sh knows what it imports.
+const std::map<std::string_view, void*> kWatched = {{"calloc", Address(WatchedCalloc)},
+                                                    {"strdup", Address(WatchedStrdup)},
+                                                    {"__strdup", Address(WatchedStrdup)},
+                                                    {"free", Address(WatchedFree)}};
 
 /// A copy that sanitizers do not see: there are gaps between the plug-in's data that they watch.
 __attribute__((no_sanitize("address"))) void CopyData(std::uint8_t* to, const std::uint8_t* from,
@@ -79,25 +68,20 @@ const link_map& MapOf(void* library) {
 }
 
 #if __SIZEOF_POINTER__ == 8
-constexpr auto kSymbolShift = 32;
+using Relocation = Elf64_Rela;
+constexpr int kRelocations = DT_RELA, kRelocationBytes = DT_RELASZ, kSymbolShift = 32;
 #else
-constexpr auto kSymbolShift = 8;
+using Relocation = Elf32_Rel;
+constexpr int kRelocations = DT_REL, kRelocationBytes = DT_RELSZ, kSymbolShift = 8;
 #endif
 
 /// Lets the import `name`, whose address is in `slot`, lead to a counting function, if there is one.
 void WatchImport(std::string_view name, void** slot) {
-  for (const std::string_view unwatched : kUnwatched) {
-    if (name == unwatched) {
-      throw std::runtime_error("the plug-in allocates in a way that is not counted: " + std::string(name));
-    }
-  }
-  for (const Watched& watched : kWatched) {
-    if (name == watched.name) {
-      const auto page = static_cast<std::uintptr_t>(sysconf(_SC_PAGESIZE));
-      void* start = reinterpret_cast<void*>(reinterpret_cast<std::uintptr_t>(slot) & ~(page - 1));
-      mprotect(start, page, PROT_READ | PROT_WRITE);
-      *slot = watched.function;
-    }
+  if (const auto watched = kWatched.find(name); watched != kWatched.end()) {
+    const auto page = static_cast<std::uintptr_t>(sysconf(_SC_PAGESIZE));
+    void* start = reinterpret_cast<void*>(reinterpret_cast<std::uintptr_t>(slot) & ~(page - 1));
+    mprotect(start, page, PROT_READ | PROT_WRITE);
+    *slot = watched->second;
   }
 }
 
@@ -184,17 +168,13 @@ void Plugin::WatchImports() {
   }
   const auto* symbols = reinterpret_cast<const ElfW(Sym)*>(tables[DT_SYMTAB]);
   const auto* names = reinterpret_cast<const char*>(tables[DT_STRTAB]);
-  const auto watch = [&](ElfW(Addr) start, std::size_t bytes, std::size_t each) {
-    for (std::size_t at = 0; each != 0 && at + each <= bytes; at += each) {
-      const auto* entry = reinterpret_cast<const ElfW(Rel)*>(start + at);  // a Rela starts like a Rel
-      const char* name = names + symbols[entry->r_info >> kSymbolShift].st_name;
-      WatchImport(name, reinterpret_cast<void**>(map.l_addr + entry->r_offset));
+  for (const auto& [table, bytes] : {std::pair{kRelocations, kRelocationBytes}, {DT_JMPREL, DT_PLTRELSZ}}) {
+    const auto* relocations = reinterpret_cast<const Relocation*>(tables[table]);
+    for (std::size_t i = 0; i < tables[bytes] / sizeof(Relocation); ++i) {
+      WatchImport(names + symbols[relocations[i].r_info >> kSymbolShift].st_name,
+                  reinterpret_cast<void**>(map.l_addr + relocations[i].r_offset));
     }
-  };
-  const bool hasAddends = tables[DT_RELAENT] != 0;
-  watch(hasAddends ? tables[DT_RELA] : tables[DT_REL], hasAddends ? tables[DT_RELASZ] : tables[DT_RELSZ],
-        hasAddends ? tables[DT_RELAENT] : tables[DT_RELENT]);
-  watch(tables[DT_JMPREL], tables[DT_PLTRELSZ], hasAddends ? sizeof(ElfW(Rela)) : sizeof(ElfW(Rel)));
+  }
 }
 
 }  // namespace tests

@@ -1,8 +1,12 @@
 #include "support.h"
 
 #include <algorithm>
+#include <charconv>
 #include <iterator>
 #include <ostream>
+#include <stdexcept>
+
+#include "figures.h"
 
 namespace devhost {
 
@@ -19,16 +23,10 @@ namespace tests {
 using devhost::PixelFormat;
 
 int PixelTypeOf(PixelFormat format) {
-  switch (format) {
-    case PixelFormat::kWorld32:
-      return 13;
-    case PixelFormat::kWorld24:
-      return 12;
-    case PixelFormat::kBitmap:
-      return 8;
-    default:
-      return 0;
-  }
+  return format == PixelFormat::kWorld32   ? 13
+         : format == PixelFormat::kWorld24 ? 12
+         : format == PixelFormat::kBitmap  ? 8
+                                           : 0;
 }
 
 oracle::Colour ColourAt(REALpictureStruct& picture, std::int32_t x, std::int32_t y) {
@@ -53,10 +51,7 @@ oracle::Image ImageOf(REALpictureStruct& picture) {
 }
 
 std::uint8_t Noise(std::uint64_t seed) {
-  std::uint64_t mixed = (seed + 1) * 0x9E3779B97F4A7C15;
-  mixed ^= mixed >> 29;
-  mixed *= 0xBF58476D1CE4E5B9;
-  return static_cast<std::uint8_t>(mixed >> 56);
+  return static_cast<std::uint8_t>(Mix(seed, 0) >> 56);
 }
 
 void FillWithNoise(REALpictureStruct& picture, std::uint64_t seed) {
@@ -84,6 +79,17 @@ Bytes BytesOf(REALpictureStruct& picture) {
   bytes.reserve(picture.RowLength() * static_cast<std::size_t>(picture.height));
   for (std::int32_t row = 0; row < picture.height; ++row) {
     bytes.insert(bytes.end(), picture.Row(row), picture.Row(row) + picture.RowLength());
+  }
+  return bytes;
+}
+
+Bytes ParseHex(const std::string& digits) {
+  Bytes bytes;
+  for (std::size_t i = 0; i < digits.size(); i += 2) {
+    const char* end = digits.data() + i + 2;
+    if (digits.size() % 2 != 0 || std::from_chars(end - 2, end, bytes.emplace_back(), 16).ptr != end) {
+      throw std::runtime_error("no hexadecimal digits: " + digits);
+    }
   }
   return bytes;
 }

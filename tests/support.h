@@ -22,18 +22,10 @@ struct HostCase {
   devhost::PixelFormat readFrom;  // of the pictures that are read
   double version = 2013.04;
 
-  devhost::HostOptions Options() const {
-    devhost::HostOptions options;
-    options.version = version;
-    options.kind = kind;
-    options.pixelType = pixelType;
-    return options;
-  }
+  devhost::HostOptions Options() const { return {.version = version, .kind = kind, .pixelType = pixelType}; }
   /// Rows and blocks between pages without access.
   devhost::HostOptions GuardedOptions() const {
-    devhost::HostOptions options = Options();
-    options.guarded = true;
-    return options;
+    return {.version = version, .kind = kind, .pixelType = pixelType, .guarded = true};
   }
   /// True if a first call reads the host's pictures through copies.
   bool ReadsThroughCopies() const {
@@ -86,6 +78,9 @@ void FillWithNoise(REALmemoryBlockStruct& block, std::uint64_t seed);
 /// The bytes of a block, and of a picture's rows, one behind the other.
 Bytes BytesOf(REALmemoryBlockStruct& block);
 Bytes BytesOf(REALpictureStruct& picture);
+
+/// The bytes that hexadecimal digits tell. Throws std::runtime_error.
+Bytes ParseHex(const std::string& digits);
 
 /// Says where the first difference is; empty: nowhere.
 std::string Difference(std::span<const std::uint8_t> expected, std::span<const std::uint8_t> actual);

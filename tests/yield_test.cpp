@@ -36,99 +36,58 @@ TEST(Yield, ComesAfterRowsWhenTheIntervalHasPassed) {
   EXPECT_EQ(5, YieldsOf(host, host.all[0], 4)) << "the first interval is counted from 0";
 }
 
-TEST(Yield, WithoutTheEntryOnlyReadsTheClock) {
-  devhost::HostOptions options = kConsole.Options();
-  options.without.insert("REALYieldToRB");
-  LoadedHost host(options);
-  host.clock.ticksPerReading = 4;
-  EXPECT_EQ(0, YieldsOf(host, host.all[0], 5));
-  EXPECT_EQ(5 + 3, CountCalls(host, "TickCount"));
+/// What the application does each time it gets control in the middle of a copy.
+enum class Action { kCallSameMethod, kCallOtherMethods, kChangePicture, kDropPictures };
+constexpr Action kActions[] = {Action::kCallSameMethod, Action::kCallOtherMethods, Action::kChangePicture,
+                               Action::kDropPictures};
+constexpr Size kCopied = {5, 4};
+
+/// Copies, and gives how often the application got control.
+int RunWith(Action action, const HostCase& hostCase, std::size_t number) {
+  LoadedHost host(hostCase.Options());
+  const Method& method = host.all[number];
+  CallSpec spec = GoodCall(hostCase, kCopied);
+  Call call(host, method, spec);
+  spec.integers["Yield"] = 0;  // what is called meanwhile is not interrupted
+  const auto callMeanwhile = [&](const Method& other) {
+    const devhost::Balance before = host.CurrentBalance();
+    EXPECT_EQ(method.Has("MaskForAlpha") ? 2 : 1, before.descriptionLocks);
+    EXPECT_EQ("", Call(host, other, spec).Run()) << other.name;
+    call.straysMeanwhile += host.CurrentBalance().strayUnlocks - before.strayUnlocks;
+  };
+  std::int32_t yields = 0;
+  host.clock.ticksPerReading = 1;
+  host.onYield = [&] {
+    ++yields;
+    if (action == Action::kCallSameMethod) {
+      callMeanwhile(method);
+    } else if (action == Action::kCallOtherMethods) {
+      // Each time others, in the end all 50.
+      for (auto i = static_cast<std::size_t>(yields - 1); i < host.all.size(); i += kCopied.height) {
+        callMeanwhile(host.all[i]);
+      }
+    } else if (action == Action::kChangePicture) {
+      const auto other = host.NewPicture(kCopied.width, kCopied.height, hostCase.readFrom);
+      FillWithNoise(*other, static_cast<std::uint64_t>(yields));
+      call.ChangePicture(*other, yields, !hostCase.ReadsThroughCopies());
+    } else {
+      call.DropPictures();
+    }
+  };
+  EXPECT_EQ("", call.Run());
+  return yields;
 }
 
-/// A copy in the middle of which the application does something.
-class Reentry {
- public:
-  static constexpr std::int32_t kHeight = 4;
-
-  Reentry(const HostCase& hostCase, std::size_t method)
-      : hostCase_(hostCase),
-        host_(hostCase.Options()),
-        method_(host_.all[method]),
-        call_(host_, method_, Spec(1)) {}
-
-  /// What the application does in the middle.
-  using Action = void (Reentry::*)();
-
-  /// Copies, does `action` each time the host gets control, and gives how often it got it.
-  int Run(Action action) {
-    host_.clock.ticksPerReading = 1;
-    host_.onYield = [&] {
-      ++yields_;
-      const auto again = std::exchange(host_.onYield, nullptr);  // what is done meanwhile is not interrupted
-      (this->*action)();
-      host_.onYield = yields_ < kHeight ? again : nullptr;
-    };
-    EXPECT_EQ("", call_.Run());
-    return yields_;
-  }
-
-  void CallSameMethod() { CallMethod(method_); }
-
-  /// Each time others, in the end all 50.
-  void CallOtherMethods() {
-    for (std::size_t i = static_cast<std::size_t>(yields_ - 1); i < host_.all.size(); i += kHeight) {
-      CallMethod(host_.all[i]);
-    }
-  }
-
-  /// From now on the picture has another one's pixels.
-  void ChangePicture() {
-    const auto other = host_.NewPicture(kWidth, kHeight, hostCase_.readFrom);
-    FillWithNoise(*other, static_cast<std::uint64_t>(yields_));
-    call_.ChangePicture(*other, yields_, !hostCase_.ReadsThroughCopies());
-  }
-
-  /// The application forgets the picture and the mask that are being read.
-  void DropPictures() { call_.DropPictures(); }
-
- private:
-  static constexpr std::int32_t kWidth = 5;
-
-  CallSpec Spec(std::int32_t yield) const {
-    CallSpec spec = GoodCall(hostCase_, {kWidth, kHeight});
-    spec.integers["Yield"] = yield;
-    return spec;
-  }
-
-  void CallMethod(const Method& method) {
-    const devhost::Balance before = host_.CurrentBalance();
-    EXPECT_EQ(method_.Has("MaskForAlpha") ? 2 : 1, before.descriptionLocks);
-    EXPECT_EQ("", Call(host_, method, Spec(0)).Run()) << method.name;
-    call_.straysMeanwhile += host_.CurrentBalance().strayUnlocks - before.strayUnlocks;
-  }
-
-  const HostCase hostCase_;
-  LoadedHost host_;
-  const Method& method_;
-  Call call_;
-  int yields_ = 0;
-};
-
 TEST(Yield, LetsTheHostDoAnythingMeanwhile) {
-  constexpr Reentry::Action kActions[] = {&Reentry::CallSameMethod, &Reentry::CallOtherMethods,
-                                          &Reentry::ChangePicture, &Reentry::DropPictures};
   int reentries = 0;
-  std::string where;
-  const CrashNote note([&] { return where; });
   for (const HostCase& hostCase :
        {kDesktop, kDesktop24, kDesktop16, kDesktopBitmap, kConsole, kWeb, kUnknown}) {
     for (std::size_t method = 0; method < kPictureMethods; ++method) {
-      for (std::size_t action = 0; action < std::size(kActions); ++action) {
-        where = std::string(hostCase.name) + ", method " + std::to_string(method) + ", action " +
-                std::to_string(action);
-        SCOPED_TRACE(where);
-        const int yields = Reentry(hostCase, method).Run(kActions[action]);
-        EXPECT_EQ(Reentry::kHeight, yields);
+      for (const Action action : kActions) {
+        SCOPED_TRACE(testing::Message()
+                     << hostCase.name << ", method " << method << ", action " << static_cast<int>(action));
+        const int yields = RunWith(action, hostCase, method);
+        EXPECT_EQ(kCopied.height, yields);
         reentries += yields;
       }
     }

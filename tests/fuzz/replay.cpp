@@ -2,7 +2,6 @@
 // told by the arguments in the same way. Each is printed first, so that the last one printed is the one that
 // failed.
 //   rastel_replay CORPUS | INPUT…
-#include <charconv>
 #include <fstream>
 #include <iostream>
 #include <iterator>
@@ -12,44 +11,23 @@
 
 namespace {
 
-using Input = std::vector<std::uint8_t>;
-
-/// The bytes that hexadecimal digits tell.
-Input ParseInput(const std::string& digits) {
-  Input input;
-  for (std::size_t i = 0; i < digits.size(); i += 2) {
-    const char* end = digits.data() + i + 2;
-    if (digits.size() % 2 != 0 || std::from_chars(end - 2, end, input.emplace_back(), 16).ptr != end) {
-      throw std::runtime_error("no hexadecimal digits: " + digits);
-    }
+int Main(std::vector<std::string> inputs) {
+  if (std::ifstream corpus(inputs.empty() ? "" : inputs[0]); corpus.is_open()) {
+    inputs.assign(std::istream_iterator<std::string>(corpus), {});
   }
-  return input;
-}
-
-/// Runs all inputs. Gives the number of those that failed.
-int Replay(tests::ScenarioRunner& runner, const std::vector<std::string>& inputs) {
+  tests::ScenarioRunner runner;
   int failures = 0;
   for (const std::string& digits : inputs) {
-    const Input input = ParseInput(digits);
     std::cerr << digits << std::endl;
-    const std::string verdict = runner.Run(tests::Decode(input));
+    const tests::Scenario scenario = tests::Decode(tests::ParseHex(digits));
+    const std::string verdict = runner.Run(scenario);
     if (!verdict.empty()) {
       ++failures;
-      std::cerr << verdict << "\n"
-                << tests::Decode(input) << "\nRepeat: " << RASTEL_REPLAY << " " << digits << std::endl;
+      std::cerr << verdict << "\n" << scenario << "\nRepeat: " << RASTEL_REPLAY << " " << digits << std::endl;
     }
   }
-  return failures;
-}
-
-int Main(std::vector<std::string> arguments) {
-  tests::ScenarioRunner runner;
-  if (std::ifstream corpus(arguments.empty() ? "" : arguments[0]); corpus.is_open()) {
-    arguments.assign(std::istream_iterator<std::string>(corpus), {});
-  }
-  const int failures = Replay(runner, arguments);
-  std::cout << arguments.size() << " scenarios, " << failures << " failed\n";
-  return failures == 0 && !arguments.empty() ? 0 : 1;
+  std::cout << inputs.size() << " scenarios, " << failures << " failed\n";
+  return failures == 0 && !inputs.empty() ? 0 : 1;
 }
 
 }  // namespace

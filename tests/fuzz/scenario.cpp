@@ -157,30 +157,20 @@ std::ostream& operator<<(std::ostream& stream, const Scenario& scenario) {
   return stream;
 }
 
-namespace {
-
-/// What a host is as far as a plug-in learns it while it registers.
-std::string KeyOf(const devhost::HostOptions& options) {
-  std::string key = std::to_string(options.version);
+const ScenarioRunner::Registered& ScenarioRunner::RegisteredWith(devhost::Host& host) {
+  // What a host is as far as a plug-in learns it while it registers.
+  std::string key = std::to_string(host.options().version);
   for (const char* entry : {"REALGetRBVersion", "RegisterPluginVersion", "PluginRegisterMethod",
                             "PluginRegisterClassExtension", "PluginRegisterModule"}) {
-    key += options.without.contains(entry) ? '-' : '+';
+    key += host.Lacks(entry) ? '-' : '+';
   }
-  return key;
-}
-
-}  // namespace
-
-const ScenarioRunner::Registered& ScenarioRunner::RegisteredWith(devhost::Host& host) {
-  const auto [found, isNew] = registered_.try_emplace(KeyOf(host.options()));
-  Registered& registered = found->second;
+  const auto [found, isNew] = registered_.try_emplace(key);
   if (isNew) {
     plugin_.Restore(fresh_);
     plugin_.Register(&devhost::Host::Resolve);
-    registered.state = plugin_.Save();
-    registered.methods = MethodsOf(host);
+    found->second = {plugin_.Save(), MethodsOf(host)};
   }
-  return registered;
+  return found->second;
 }
 
 std::string ScenarioRunner::Run(Scenario scenario) {
