@@ -20,7 +20,7 @@ TEST(BadArguments, AreReportedOneByOneAndInOrder) {
       for (std::size_t second = first; second < refusals.size(); ++second) {
         const CallSpec spec = Refused(Refused(GoodCall(kDesktop, kSize), refusals[first]), refusals[second]);
         host.trace.clear();
-        EXPECT_EQ("", Call(host, method, spec).Run()) << method.registration.declaration << "\n" << spec;
+        EXPECT_EQ("", Call(host, method, spec).Run()) << method.declaration << "\n" << spec;
         // To raise takes eight calls of the host, and nothing else is done.
         EXPECT_EQ(refusals[first].className == nullptr ? 0 : 8, host.trace.size());
       }
@@ -49,7 +49,7 @@ std::vector<CallSpec> SpecsAtEdges(const HostCase& hostCase, const Method& metho
       {"Blue", 256},        {"Green", 8421505},
       {"PixelByteSize", 4}, {"DestRowBytes", kSize.width * static_cast<std::int32_t>(method.layout.size())}};
   std::vector<std::pair<std::string, std::int32_t>> edges;
-  for (const auto& [name, type] : method.parameters) {
+  for (const auto& [name, type, standard] : method.parameters) {
     if (type == rastel::abi::HostType::kInteger) {
       const std::int32_t limit = limits.at(name);
       for (const std::int32_t value : {Limits::min(), -1, 0, 1, limit - 1, limit, limit + 1, Limits::max()}) {
@@ -84,7 +84,7 @@ TEST(EdgeArguments, AreTakenTwoByTwo) {
           continue;
         }
         std::ostringstream text;
-        text << hostCase.name << ", " << method.registration.declaration << ": " << spec;
+        text << hostCase.name << ", " << method.declaration << ": " << spec;
         const CrashNote note([&] { return "point " + point + ", " + text.str(); });
         Call call(host, method, spec, &memory);
         if (!call.Fits(kBefore, kBehind, kMostPixelsAtOnce)) {

@@ -25,7 +25,7 @@ class BytesOn : public testing::TestWithParam<HostCase> {
     for (const Method& method : host.all) {
       if (method.copies == copies && method.Has(parameter)) {
         host.trace.clear();
-        EXPECT_EQ("", Call(host, method, spec).Run()) << method.registration.declaration << "\n" << spec;
+        EXPECT_EQ("", Call(host, method, spec).Run()) << method.declaration << "\n" << spec;
         EXPECT_EQ(0, CountCalls(host, "REALYieldToRB"));
       }
     }
@@ -208,8 +208,7 @@ TEST_P(PicturesOn, ConvertsPixelsInPlace) {
       const oracle::Buffer buffer{
           .layout = method.layout, .width = width, .height = 1, .pixelBytes = std::ssize(method.layout)};
       oracle::Write(buffer, source.data(), hostCase.pixelType, width, expected);
-      const auto result =
-          host.Call(method.registration, {picture.get(), devhost::Ptr{picture->Row(0)}, 0, width, 1});
+      const auto result = host.Call(method, {picture.get(), devhost::Ptr{picture->Row(0)}, 0, width, 1});
       EXPECT_EQ(picture.get(), result.picture.get());
       EXPECT_EQ("", Difference(expected, BytesOf(*picture))) << method.name << ", " << width;
     }

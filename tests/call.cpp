@@ -93,7 +93,7 @@ std::int32_t Call::Integer(std::string_view name) const {
                                    : 0;
 }
 
-Value Call::Argument(const Parameter& parameter) const {
+Value Call::Argument(const devhost::Parameter& parameter) const {
   const auto orNil = [](auto* object) { return object == nullptr ? Value(nullptr) : Value(object); };
   const std::string& name = parameter.name;
   if (spec_.nil.contains(name)) {
@@ -262,13 +262,13 @@ std::string Call::Run(const devhost::Injection* faults) {
 
 Call::Outcome Call::Invoke() {
   std::vector<devhost::Value> arguments;
-  for (const Parameter& parameter : method_.parameters) {
+  for (const devhost::Parameter& parameter : method_.parameters) {
     arguments.push_back(Argument(parameter));
   }
   const int thrownBefore = faults_ == nullptr ? 0 : faults_->thrown;
   Outcome outcome;
   try {
-    outcome.result = host_.Call(method_.registration, arguments);
+    outcome.result = host_.Call(method_, arguments);
   } catch (const devhost::HostFault&) {
     outcome.threw = true;
   }

@@ -96,7 +96,7 @@ class Call {
 
   void Refill();
   std::span<std::uint8_t> BlockBytes() const;
-  devhost::Value Argument(const Parameter& parameter) const;
+  devhost::Value Argument(const devhost::Parameter& parameter) const;
   Outcome Invoke();
 
   // What may come of it.

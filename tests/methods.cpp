@@ -1,7 +1,6 @@
 #include "methods.h"
 
 #include <algorithm>
-#include <stdexcept>
 
 #include "devhost/oracle.h"
 
@@ -40,20 +39,8 @@ std::vector<Refusal> CopyRefusals(const Method& method) {
 
 }  // namespace
 
-Method::Method(const devhost::Registration& registered) : registration(registered) {
-  const auto declaration = rastel::abi::ParseDeclaration(registered.declaration);
-  if (!declaration) {
-    throw std::runtime_error("no declaration: " + registered.declaration);
-  }
-  name = declaration->name;
-  copies = declaration->result == HostType::kBoolean;
-  for (std::size_t i = 0; i < declaration->parameterCount; ++i) {
-    parameters.push_back({std::string(declaration->parameters[i].name), declaration->parameters[i].type});
-  }
-  if (registered.extendsPicture && !Has("ref")) {
-    parameters.insert(parameters.begin(), {"ref", HostType::kPicture});
-  }
-  layout = oracle::LayoutNamed(name);
+Method::Method(const devhost::Registration& registered)
+    : Registration(registered), layout(oracle::LayoutNamed(name)), copies(result == HostType::kBoolean) {
   if (Has("MaskForAlpha")) {
     std::ranges::replace(layout, 'A', 'M');
   }
@@ -61,7 +48,7 @@ Method::Method(const devhost::Registration& registered) : registration(registere
 }
 
 bool Method::Has(std::string_view parameter, std::optional<HostType> type) const {
-  return std::ranges::any_of(parameters, [&](const Parameter& each) {
+  return std::ranges::any_of(parameters, [&](const devhost::Parameter& each) {
     return each.name == parameter && (!type || each.type == *type);
   });
 }

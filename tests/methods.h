@@ -7,15 +7,9 @@
 #include <utility>
 #include <vector>
 
-#include "abi/declaration.h"
 #include "devhost/host.h"
 
 namespace tests {
-
-struct Parameter {
-  std::string name;
-  rastel::abi::HostType type;
-};
 
 /// Why a method refuses its arguments.
 struct Refusal {
@@ -25,15 +19,11 @@ struct Refusal {
   const char* message;
 };
 
-struct Method {
+struct Method : devhost::Registration {
   explicit Method(const devhost::Registration& registered);
 
-  devhost::Registration registration;
-  std::string name;
   /// The letters of a pixel's bytes, as the oracle has them.
   std::string layout;
-  /// The picture of a method of Picture is the first one, "ref".
-  std::vector<Parameter> parameters;
   bool copies;  // a picture into a block; else it makes a picture
   /// In the order in which the method looks.
   std::vector<Refusal> refusals;

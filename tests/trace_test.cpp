@@ -87,9 +87,8 @@ std::string Play(const Scene& scene) {
   devhost::HostOptions options = scene.host.Options();
   options.without = scene.without;
   LoadedHost host(options);
-  const auto method = std::ranges::find_if(host.all, [&](const Method& each) {
-    return each.registration.declaration.find(scene.method) != std::string::npos;
-  });
+  const auto method = std::ranges::find_if(
+      host.all, [&](const Method& each) { return each.declaration.find(scene.method) != std::string::npos; });
   Call call(host, *method, scene.spec);
   devhost::Injection injection(host,
                                {{.kind = scene.failing.empty() ? Fault::Kind::kNone : Fault::Kind::kFails,

@@ -197,7 +197,7 @@ std::string ScenarioRunner::Run(Scenario scenario) {
     Call call(host, method, std::move(spec));
     const std::string verdict = call.Run(&injection);
     if (!verdict.empty() || plugin_.live.size() != live) {
-      return method.registration.declaration + ": " + (verdict.empty() ? "memory was not freed" : verdict);
+      return method.declaration + ": " + (verdict.empty() ? "memory was not freed" : verdict);
     }
   }
   return "";
