@@ -130,7 +130,7 @@ void Print(const Overload& overload) {
   }
 }
 
-Json RecordOf(const Overload& overload) {
+Json JsonOf(const Overload& overload) {
   Json rows = Json::array();
   for (const auto& [bytes, types] : overload.rows) {
     rows.push_back(
@@ -142,7 +142,7 @@ Json RecordOf(const Overload& overload) {
 Status RunShow(const ShowOptions& options) {
   const auto overloads = ObserveAll(options);
   if (options.json) {
-    std::ranges::transform(overloads, std::back_inserter(Report()["overloads"]), RecordOf);
+    std::ranges::transform(overloads, std::back_inserter(Report()["overloads"]), JsonOf);
     PrintReport();
     return Status::kGood;
   }

@@ -10,6 +10,7 @@
 #include <csetjmp>
 #include <csignal>
 #include <cstdio>
+#include <cstring>
 #include <new>
 #include <system_error>
 
