@@ -136,8 +136,6 @@ void ForEachTrial(const std::function<void(Trial&, const std::string&)>& run) {
   }
 }
 
-using Troubles = std::vector<Trouble>;
-
 /// Runs what `make` gives for each trial.
 void Sweep(const char* figure, double step, const std::function<Troubles(const Trial&)>& make) {
   Points points(figure, step);
