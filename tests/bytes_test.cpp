@@ -145,7 +145,7 @@ class PicturesOn : public BytesOn {
                                            {256, 0, 128},
                                            {512, -5, 32767},
                                            {8421505, kLowest, -1},
-                                           {77, 32768, 0},
+                                           {77, 65535, 0},
                                            {77, 151, -8421505}}) {
       spec.integers["Red"] = red;
       spec.integers["Blue"] = blue;

@@ -62,6 +62,7 @@ std::vector<Scene> Scenes() {
        .times = 2,
        .showsFramework = true},
       {"a bitmap is read", kConsole, toBlock, bitmap},
+      {"a mask is read beside the picture", kConsole, "MaskForAlpha", bitmap},
       {"a world of 16 bits is read through a copy", kDesktop, toBlock,
        Of(kPictureSize, PixelFormat::kWorld16)},
       {"a copy is made without the mask", kDesktopBitmap, toBlock, masked},
