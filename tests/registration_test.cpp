@@ -20,11 +20,14 @@ struct Threshold {
   std::uint32_t flags;
 };
 
+// Each threshold with a version just below it.
 constexpr Threshold kThresholds[] = {
-    {0.0, 9, false, 0},       {2007.5, 9, false, 0},     {2008.0, 9, false, 0},     {2010.028, 9, false, 0},
-    {2010.029, 9, false, 4},  {2011.9, 9, false, 4},     {2012.0, 10, false, 4},    {2012.5, 10, false, 4},
-    {2013.0, 11, true, 0x14}, {2013.03, 12, true, 0x14}, {2013.04, 13, true, 0x14}, {2016.0, 13, true, 0x14},
-    {2999.9, 13, true, 0x14}, {3000.0, 13, false, 4}};
+    {0.0, 9, false, 0},         {2007.5, 9, false, 0},      {2008.0, 9, false, 0},
+    {2010.028, 9, false, 0},    {2010.029, 9, false, 4},    {2011.99, 9, false, 4},
+    {2012.0, 10, false, 4},     {2012.99, 10, false, 4},    {2013.0, 11, true, 0x14},
+    {2013.02, 11, true, 0x14},  {2013.029, 11, true, 0x14}, {2013.03, 12, true, 0x14},
+    {2013.039, 12, true, 0x14}, {2013.04, 13, true, 0x14},  {2016.0, 13, true, 0x14},
+    {2999.9, 13, true, 0x14},   {3000.0, 13, false, 4}};
 
 devhost::HostOptions OptionsFor(double version) {
   devhost::HostOptions options;
