@@ -1,6 +1,7 @@
 // call: one method with arguments of the user's own.
 #include <algorithm>
 #include <iostream>
+#include <memory>
 #include <nlohmann/json.hpp>
 
 #include "rastel-host/arguments.h"
@@ -269,7 +270,8 @@ Work SetUpCall(CLI::App& app) {
     if (options->out == "-") {
       throw Failure(Status::kUsage, "--out: expected a file, since the results go to standard output");
     }
-    return Caller(*options).Run();
+    // Not on the stack, which a crash gives up: it is to tell what was accessed.
+    return std::make_unique<Caller>(*options)->Run();
   };
 }
 

@@ -14,7 +14,8 @@ namespace devhost::program {
 int Supervise(const std::function<int()>& work, const std::function<int(Status, const std::string&)>& fail);
 
 /// What is being done with the plug-in from now on, should it end the process: "loading 'rastel.so'", with
-/// `status` for an end without a crash. `tellAccess` adds to a crash what the address that was accessed is.
+/// `status` for an end without a crash. `tellAccess` adds to a crash what the address that was accessed is;
+/// the stack of the work is gone by then, and what was there.
 void NowDoing(const std::string& what, Status status,
               const std::function<std::string(const void* address)>& tellAccess = nullptr);
 
